@@ -1,0 +1,34 @@
+# Warnings, hardening and instrumentation, the same for every target.
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(TARVEK_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+if(TARVEK_SANITIZE)
+  add_compile_options(-fsanitize=${TARVEK_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${TARVEK_SANITIZE})
+endif()
+if(TARVEK_COVERAGE)
+  add_compile_options(--coverage -fprofile-update=atomic)
+  add_link_options(--coverage)
+endif()
+
+# The hardened release: position independent, read-only relocations, guarded stacks.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT TARVEK_SANITIZE)
+  include(CheckPIESupported)
+  check_pie_supported(LANGUAGES CXX)
+  add_compile_options(-fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE
+                      -D_FORTIFY_SOURCE=2)
+  add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
+# tarvek_library(NAME SOURCES ... LINKS ...): a folder's static library, included by
+# its path from the top ("driver/history_log.h").
+function(tarvek_library name)
+  cmake_parse_arguments(LIB "" "" "SOURCES;LINKS" ${ARGN})
+  add_library(${name} STATIC ${LIB_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC ${LIB_LINKS})
+endfunction()

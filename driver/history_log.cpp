@@ -1,0 +1,88 @@
+#include "driver/history_log.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <span>
+#include <string>
+
+#include "driver/console.h"
+#include "driver/run_settings.h"
+#include "driver/text_format.h"
+
+namespace {
+
+constexpr const char* kVersionLog = "tarvek_version.log";
+constexpr const char* kOldVersionLog = "tarvek_version.old";
+constexpr const char* kRatioLog = "tarvek_ratio.log";
+constexpr const char* kMainLog = "tarvek.log";
+constexpr off_t kMaxVersionLogSize = 2000000;  // bytes
+constexpr std::size_t kLineBufferSize = 1024;  // bytes, the terminator included
+constexpr int kTmYearBase = 1900;
+
+const char* LogFileName() {
+  switch (g_eu_flg) {
+    case kVersionQuery:
+      return kVersionLog;
+    case kProgressQuery:
+      return kRatioLog;
+    default:
+      return kMainLog;
+  }
+}
+
+void EchoToConsole(std::string_view text) {
+  std::string line(text);
+  if (line.empty() || line.back() != '\n') line += '\n';
+  tarvek::ConsoleWrite(line);
+}
+
+/// The time stamp and the text, cut to the line buffer.
+std::string ComposeLine(std::string_view text) {
+  const std::time_t now = std::time(nullptr);
+  const std::tm* local = std::localtime(&now);
+  const std::tm stamp = local != nullptr ? *local : std::tm{};
+  std::array<char, kLineBufferSize> buffer{};
+  std::snprintf(buffer.data(), buffer.size(), "%4.4d/%2.2d/%2.2d %2.2d:%2.2d:%2.2d  ",
+                stamp.tm_year + kTmYearBase, stamp.tm_mon + 1, stamp.tm_mday, stamp.tm_hour,
+                stamp.tm_min, stamp.tm_sec);
+  std::string line = std::string(buffer.data()) + std::string(text);
+  if (line.size() > kLineBufferSize - 1) line.resize(kLineBufferSize - 1);
+  return line;
+}
+
+void LogBytes(const char* caption, std::span<const unsigned char> bytes) {
+  Bmc_HistoryLog(tarvek::HexImage(caption, bytes));
+}
+
+}  // namespace
+
+void Bmc_HistoryLog(std::string_view text) {
+  if (g_display_flg == 1 || g_eu_flg == kNoMode) EchoToConsole(text);
+
+  std::FILE* file = std::fopen(LogFileName(), "a");
+  if (file == nullptr) return;
+  const std::string line = ComposeLine(text) + '\n';
+  std::fwrite(line.data(), 1, line.size(), file);
+  std::fclose(file);
+}
+
+void OutputBmcAccessLog(const unsigned char* request, const unsigned char* response,
+                        unsigned char request_length, unsigned char response_length) {
+  LogBytes("request  = ", {request, request_length});
+  LogBytes("response = ", {response, response_length});
+}
+
+void RotateVersionLog() {
+  std::FILE* file = std::fopen(kVersionLog, "r");
+  if (file == nullptr) return;
+  struct stat info {};
+  const bool too_large = fstat(fileno(file), &info) == 0 && info.st_size > kMaxVersionLogSize;
+  std::fclose(file);
+  if (!too_large) return;
+  unlink(kOldVersionLog);
+  std::rename(kVersionLog, kOldVersionLog);
+}

@@ -1,0 +1,23 @@
+// The single-run lock: the existence of a named POSIX semaphore keeps two updates or
+// backups apart. Nobody waits on, posts or closes it.
+#pragma once
+
+#include <semaphore.h>
+
+#include <atomic>
+
+inline std::atomic<sem_t*> sem_ptr{nullptr};  // the lock's handle; null while this run has it not
+
+/// Takes the lock; a version query only tests it and gives it back at once, and a progress
+/// query leaves it alone.
+/// @return 0: go on; 1: another run holds it, reported as "Busy" to a version query and as
+///   "Duplex" to every other run.
+int CheckDuplex();
+
+/// Releases the lock if this run holds it and, with a status other than 0, ends the process
+/// with that status. Safe as a signal handler: the status is then the signal's number.
+void sem_post_proc(int status);
+
+/// Makes sem_post_proc() the handler of the signals that end a run: termination, abort and
+/// interrupt.
+void InstallReleaseHandlers();

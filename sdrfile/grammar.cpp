@@ -1,0 +1,1 @@
+#include "sdrfile/sdr_file.h"

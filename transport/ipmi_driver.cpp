@@ -1,0 +1,159 @@
+#include "transport/ipmi_driver.h"
+
+#include <fcntl.h>
+#include <linux/ipmi.h>
+#include <sys/ioctl.h>
+#include <sys/select.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "driver/history_log.h"
+#include "transport/ipmi_layout.h"
+
+namespace {
+
+constexpr const char* kMakerNode = "/dev/ipmidev";
+constexpr std::array<const char*, 3> kOpenIpmiNodes{"/dev/ipmidev/0", "/dev/ipmi0", "/dev/ipmi/0"};
+
+// What the maker's driver exchanges in one ioctl. Before the call `data` points at the request
+// data; after it the driver has put the whole response image there.
+struct MakerRequest {
+  std::uint8_t netfn_lun;
+  std::uint8_t command;
+  std::uint8_t padding[2];
+  std::int32_t data_length;
+  std::uint8_t* data;
+};
+static_assert(sizeof(MakerRequest) == 16);
+constexpr unsigned long kMakerIoctl = 0xC010F100;  // read/write, type F1h, number 0, 16 bytes
+constexpr std::size_t kMakerBufferSize = 2048;
+
+// The address that the OpenIPMI driver fills in on receipt may be of any kind it knows.
+constexpr unsigned kReceiveAddressSize = 40;
+constexpr unsigned kSystemInterfaceAddressSize = 8;
+static_assert(IPMICTL_SEND_COMMAND == 0x8028690D && IPMICTL_RECEIVE_MSG_TRUNC == 0xC030690B);
+static_assert(IPMI_SYSTEM_INTERFACE_ADDR_TYPE == 0x0C && IPMI_BMC_CHANNEL == 0x0F);
+static_assert(sizeof(ipmi_system_interface_addr) == kSystemInterfaceAddressSize);
+
+bool IsDirectory(int fd) {
+  struct stat info {};
+  return fstat(fd, &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+/// Opens the maker's node. A directory of that name opens too, but is no driver: OpenIPMI nodes
+/// may live in it.
+bool OpenMakerNode() {
+  ipmi_fd = open(kMakerNode, O_RDONLY);
+  if (ipmi_fd == -1) return false;
+  if (!IsDirectory(ipmi_fd)) return true;
+  close(ipmi_fd);
+  return false;
+}
+
+bool OpenOpenIpmiNode() {
+  return std::any_of(kOpenIpmiNodes.begin(), kOpenIpmiNodes.end(), [](const char* node) {
+    ipmi_fd = open(node, O_RDONLY);
+    return ipmi_fd >= 0;
+  });
+}
+
+int ExchangeWithMakerDriver(const unsigned char* req, unsigned char len, unsigned char* resp,
+                            unsigned char* resplen) {
+  std::array<std::uint8_t, kMakerBufferSize> buffer{};
+  MakerRequest request{};
+  request.netfn_lun = req[kNetFnLunOffset];
+  request.command = req[kCommandOffset];
+  request.data_length = len - kImageHeaderSize;
+  request.data = buffer.data();
+  std::copy_n(req + kImageHeaderSize, len - kImageHeaderSize, buffer.begin());
+
+  // The maker's driver is opened anew for every request; a failure shows in the ioctl.
+  const int fd = open(kMakerNode, O_RDONLY);
+  const int result = ioctl(fd, kMakerIoctl, &request);
+  close(fd);
+  if (result < 0) return kDriverFailure;
+
+  const int room = *resplen + kImageHeaderSize;
+  const int received = std::min({result, room, static_cast<int>(buffer.size())});
+  std::copy_n(buffer.begin(), received, resp);
+  *resplen = static_cast<unsigned char>(received);
+  return 0;
+}
+
+/// Waits, without a time-out, until the driver has an answer.
+bool WaitForAnswer() {
+  fd_set readable;
+  FD_ZERO(&readable);
+  FD_SET(ipmi_fd, &readable);
+  if (select(ipmi_fd + 1, &readable, nullptr, nullptr, nullptr) < 0) return false;
+  return FD_ISSET(ipmi_fd, &readable);
+}
+
+}  // namespace
+
+int SearchIpmiDriver() {
+  if (OpenMakerNode()) {
+    kov_ipmi = 1;
+  } else if (OpenOpenIpmiNode()) {
+    open_ipmi = 1;
+  } else {
+    return -1;
+  }
+  Bmc_HistoryLog(open_ipmi == 1 ? "Use OpenIPMI Driver" : "Use KOV Driver");
+  return 0;
+}
+
+int Bmc_Access2(const unsigned char* req, unsigned char len, unsigned char* resp,
+                unsigned char* resplen) {
+  if (len < kImageHeaderSize) return kDriverFailure;
+  if (open_ipmi == 1) {
+    return ipmiAccess_openIpmi(req, len, resp, resplen) == 0 ? 0 : kDriverFailure;
+  }
+  return ExchangeWithMakerDriver(req, len, resp, resplen);
+}
+
+int ipmiAccess_openIpmi(const unsigned char* req, unsigned char len, unsigned char* resp,
+                        unsigned char* resplen) {
+  static long curr_seq = 1;  // message ID of the next request
+  // A descriptor that does not fit a descriptor set cannot be waited for.
+  if (ipmi_fd < 0 || ipmi_fd >= FD_SETSIZE) return 1;
+
+  ipmi_system_interface_addr address{};
+  address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
+  address.channel = IPMI_BMC_CHANNEL;
+  address.lun = req[kNetFnLunOffset] & kLunMask;
+
+  ipmi_req request{};
+  request.addr = reinterpret_cast<unsigned char*>(&address);
+  request.addr_len = kSystemInterfaceAddressSize;
+  request.msgid = curr_seq++;
+  request.msg.netfn = static_cast<unsigned char>(req[kNetFnLunOffset] >> kNetFnShift);
+  request.msg.cmd = req[kCommandOffset];
+  request.msg.data_len = static_cast<unsigned short>(len - kImageHeaderSize);
+  // The driver's interface takes a plain pointer but only reads from it.
+  request.msg.data = const_cast<unsigned char*>(req) + kImageHeaderSize;
+  if (ioctl(ipmi_fd, IPMICTL_SEND_COMMAND, &request) < 0) return 1;
+
+  if (!WaitForAnswer()) return 1;
+
+  alignas(ipmi_addr) std::array<unsigned char, kReceiveAddressSize> sender{};
+  ipmi_recv answer{};
+  answer.addr = sender.data();
+  answer.addr_len = kReceiveAddressSize;
+  answer.msg.data = resp + kImageHeaderSize;
+  answer.msg.data_len = *resplen;
+  if (ioctl(ipmi_fd, IPMICTL_RECEIVE_MSG_TRUNC, &answer) < 0) return 1;
+
+  // With one request outstanding the message can only be its answer, so its header is made
+  // from the request; message ID and receive type are deliberately not compared.
+  const int received = std::min<int>(answer.msg.data_len, *resplen);
+  resp[kNetFnLunOffset] = static_cast<unsigned char>(req[kNetFnLunOffset] + kResponseBit);
+  resp[kCommandOffset] = req[kCommandOffset];
+  *resplen = static_cast<unsigned char>(received + kImageHeaderSize);
+  return 0;
+}
