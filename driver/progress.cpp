@@ -15,10 +15,13 @@ constexpr int kReportInterval = 10;    // records between two reports
 
 void ReportProgress() { XmlWrite(kProgressFile, "OK", IntToString(g_ratio), ""); }
 
-void RaiseProgress(int percent) {
-  if (g_ratio >= percent) return;
+void SetProgress(int percent) {
   g_ratio = percent;
   ReportProgress();
+}
+
+void RaiseProgress(int percent) {
+  if (g_ratio < percent) SetProgress(percent);
 }
 
 void RecordProgress::Advance(int n, int records) {

@@ -7,6 +7,9 @@ namespace tarvek {
 /// Writes the progress file with `g_ratio` as its data. Nothing in a direct run.
 void ReportProgress();
 
+/// Sets `g_ratio` to `percent`, a step that ends a stage of the update, and reports it.
+void SetProgress(int percent);
+
 /// Raises `g_ratio` to `percent` and reports it; does nothing when it is there already.
 void RaiseProgress(int percent);
 

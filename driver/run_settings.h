@@ -24,15 +24,15 @@ enum InputSource : int {
   kImageInput = 3,
 };
 
-inline int g_eu_flg = kNoMode;             // run mode, a RunMode; written by the command line
-inline int g_force_flg = kNormalUpdate;    // the update mode: 2, or 3 after -force
-inline int g_option_flg = kNoInput;        // input source, an InputSource
-inline int g_direct_flg = 0;               // 1: interactive update, no result files
-inline int g_display_flg = 0;              // 1: history log lines are echoed to standard output
-inline unsigned char gTestFlag = 0;        // 1: every request and response image is logged
-inline unsigned char gTest2Flag = 0;       // 1: the timing lines of an update are logged
-inline unsigned char gMemAllocFlag = 0;    // 1: allocations of work objects are announced; set by
-                                           // no option
+inline int g_eu_flg = kNoMode;           // run mode, a RunMode; written by the command line
+inline int g_force_flg = kNormalUpdate;  // the update mode: 2, or 3 after -force
+inline int g_option_flg = kNoInput;      // input source, an InputSource
+inline int g_direct_flg = 0;             // 1: interactive update, no result files
+inline int g_display_flg = 0;            // 1: history log lines are echoed to standard output
+inline unsigned char gTestFlag = 0;      // 1: every request and response image is logged
+inline unsigned char gTest2Flag = 0;     // 1: the timing lines of an update are logged
+inline unsigned char gMemAllocFlag = 0;  // 1: allocations of work objects are announced; set by
+                                         // no option
 
 inline const char* sdr_filename = "BMCSDR.SDR";     // SDR source file
 inline const char* cfg_filename = nullptr;          // configuration script; null: none was named

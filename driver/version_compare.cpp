@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t kFieldStart = 12;   // the version proper stands behind a 12-character title
+constexpr std::size_t kFieldStart = 12;  // the version proper stands behind a 12-character title
 constexpr std::size_t kFieldLength = 5;
 
 void ReduceToField(std::string& version) {

@@ -293,9 +293,9 @@ int RepositoryProgrammer::VerifySDRecords(const SDRecord* readBack, const SDReco
     const unsigned char* const r = readBack->Record;
     const unsigned char* const e = expected->Record;
     if (r[kRecordBodyLengthOffset] != e[kRecordBodyLengthOffset]) {
-      Bmc_HistoryLog(tarvek::Format(
-          "Verify %d ++++++++ length error ++++++ ilength = %d elength =%d", n,
-          r[kRecordBodyLengthOffset], e[kRecordBodyLengthOffset]));
+      Bmc_HistoryLog(
+          tarvek::Format("Verify %d ++++++++ length error ++++++ ilength = %d elength =%d", n,
+                         r[kRecordBodyLengthOffset], e[kRecordBodyLengthOffset]));
       return kInvalidRecordLength;
     }
     const int total = std::min(TotalSize(r), kMaxRecordSize);
@@ -309,9 +309,8 @@ int RepositoryProgrammer::VerifySDRecords(const SDRecord* readBack, const SDReco
   }
   const int n = ++Run().verify_count;
   if (readBack == nullptr && expected == nullptr) return kSuccess;
-  Bmc_HistoryLog(
-      tarvek::Format("Verify %d ++++++ record num unmatch fSensData=%x eSensData =%x", n,
-                     ShownAddress(readBack), ShownAddress(expected)));
+  Bmc_HistoryLog(tarvek::Format("Verify %d ++++++ record num unmatch fSensData=%x eSensData =%x", n,
+                                ShownAddress(readBack), ShownAddress(expected)));
   return kReported;
 }
 

@@ -1,6 +1,5 @@
 #include "sdrfile/lib_funct.h"
 
-#include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include <string_view>
 
 #include "driver/history_log.h"
+#include "driver/input_file.h"
 #include "driver/text_format.h"
 
 namespace {
@@ -46,8 +46,7 @@ unsigned char Upper(char c) {
 bool TagMatches(const char (&entry)[kTagNameSize], const char* name) {
   for (int i = 0; i < kTagNameSize; ++i) {
     const bool equal = Upper(entry[i]) == Upper(name[i]);
-    const bool wildcard =
-        name[i] == '#' && std::isdigit(static_cast<unsigned char>(entry[i])) != 0;
+    const bool wildcard = name[i] == '#' && std::isdigit(static_cast<unsigned char>(entry[i])) != 0;
     if (!equal && !wildcard) return false;
     if (equal && name[i] == '\0') return true;
   }
@@ -56,15 +55,9 @@ bool TagMatches(const char (&entry)[kTagNameSize], const char* name) {
 
 bool ModeIs(const char* mode, const char* wanted) { return strcasecmp(mode, wanted) == 0; }
 
-/// Opens like fopen(). An input that is a pipe without a writer must not hold the tool up, so
-/// inputs are opened without blocking; they turn out empty then.
 std::FILE* OpenStream(const char* path, const char* mode) {
-  if (!ModeIs(mode, "r") && !ModeIs(mode, "rb")) return std::fopen(path, mode);
-  const int fd = open(path, O_RDONLY | O_NONBLOCK);
-  if (fd < 0) return nullptr;
-  std::FILE* const stream = fdopen(fd, "r");
-  if (stream == nullptr) close(fd);
-  return stream;
+  const bool input = ModeIs(mode, "r") || ModeIs(mode, "rb");
+  return input ? tarvek::OpenInput(path) : std::fopen(path, mode);
 }
 
 /// Whether a scanned file may hold `byte`; the end-of-file mark only as its very last byte.

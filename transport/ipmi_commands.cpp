@@ -117,8 +117,8 @@ ReadResult ReadRecordOnce(unsigned short reservation, unsigned short* record_id,
     }
     offset += count;
     if (offset == total) {
-      *record_id = static_cast<unsigned short>(
-          tarvek::ReadWord(answer.bytes + kNextRecordIdOffset));
+      *record_id =
+          static_cast<unsigned short>(tarvek::ReadWord(answer.bytes + kNextRecordIdOffset));
     }
   }
   *record_length = static_cast<unsigned char>(total);
@@ -199,8 +199,7 @@ int get_sdr(unsigned short* recordId, unsigned char* out, unsigned char* recordL
   const tarvek::FlagRaised retrying(gErrRtyMsg);
   for (;;) {
     const bool may_restart = restarts < kMaxReservationRetries;
-    const ReadResult result =
-        ReadRecordOnce(reservation, recordId, out, recordLength, may_restart);
+    const ReadResult result = ReadRecordOnce(reservation, recordId, out, recordLength, may_restart);
     if (result != ReadResult::kRestart) return result == ReadResult::kDone ? 1 : 0;
     ++restarts;
     if (reserve_sdr_repository(&reservation) == 0) return 0;

@@ -54,19 +54,19 @@ inline constexpr int kChecksummedBytes = 31;  // of a 32-byte block; its checksu
 
 inline constexpr int kSdrImageSize = 65535;  // bytes
 
-inline unsigned char ipm_ipmi[kIdentityBlockSize] = {};      // BMC identity block
-inline unsigned char ipm_head[kImageFileHeaderSize] = {};    // backup image header
-inline unsigned char ipm_sdr_ctrl[kSdrControlSize] = {};     // SDR control block
-inline unsigned char ipm_kov = 0;                            // 1: the BMC is the maker's
+inline unsigned char ipm_ipmi[kIdentityBlockSize] = {};           // BMC identity block
+inline unsigned char ipm_head[kImageFileHeaderSize] = {};         // backup image header
+inline unsigned char ipm_sdr_ctrl[kSdrControlSize] = {};          // SDR control block
+inline unsigned char ipm_kov = 0;                                 // 1: the BMC is the maker's
 inline const std::array<unsigned char, 3> ipm_kov_id = kMakerId;  // the maker's IANA number
-inline unsigned char ipm_ver = 0;             // IPMI version, major * 16 + minor
-inline unsigned char ipm_type = 0;            // BMC class; read by nothing
+inline unsigned char ipm_ver = 0;   // IPMI version, major * 16 + minor
+inline unsigned char ipm_type = 0;  // BMC class; read by nothing
 // The repository image; behind it room to look at the header of a record that begins at its
 // very end.
 inline unsigned char ipm_SDR[kSdrImageSize + kRecordHeaderSize] = {};
 inline unsigned char* ipm_sdr_buf = ipm_SDR;
-inline unsigned short ipm_sdr_size = 0;       // bytes used in the image; 0: not yet read
-inline int sdrRecordSize = 1;                 // records that the BMC says its repository holds
+inline unsigned short ipm_sdr_size = 0;  // bytes used in the image; 0: not yet read
+inline int sdrRecordSize = 1;            // records that the BMC says its repository holds
 
 /// Get Device ID.
 /// @param out  receives `*len` bytes from the completion code on; holds 16.

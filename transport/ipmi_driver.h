@@ -5,8 +5,8 @@ inline int ipmi_fd = 0;    // left open by the driver search; used by every Open
 inline int kov_ipmi = 0;   // 1: the maker's driver node was opened
 inline int open_ipmi = 0;  // 1: an OpenIPMI node was opened
 
-inline constexpr int kDriverFailure = 10;     // Bmc_Access2(): the driver failed
-inline constexpr int kDriverNotOpened = 9;    // Bmc_Access2(): no driver; never returned by it
+inline constexpr int kDriverFailure = 10;   // Bmc_Access2(): the driver failed
+inline constexpr int kDriverNotOpened = 9;  // Bmc_Access2(): no driver; never returned by it
 
 /// Finds and opens the IPMI driver: the maker's node "/dev/ipmidev" before everything, then the
 /// OpenIPMI nodes "/dev/ipmidev/0", "/dev/ipmi0", "/dev/ipmi/0". Logs which one is used.

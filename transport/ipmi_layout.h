@@ -107,8 +107,8 @@ inline constexpr int kMaxReservationRetries = 300;  // restarts after a cancelle
 //   [5..7] manufacturer ID, low byte first  [8] what it holds  [9..]
 inline constexpr int kOemManufacturerOffset = 5;
 inline constexpr int kOemKindOffset = 8;
-inline constexpr unsigned char kOemVersionRecord = 'S';        // a version text begins right here
-inline constexpr unsigned char kOemScriptNameRecord = 0x16;    // a script's name follows
+inline constexpr unsigned char kOemVersionRecord = 'S';      // a version text begins right here
+inline constexpr unsigned char kOemScriptNameRecord = 0x16;  // a script's name follows
 inline constexpr std::array<unsigned char, 3> kMakerId{0x77, 0x00, 0x00};
 
 namespace tarvek {

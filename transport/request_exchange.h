@@ -3,9 +3,10 @@
 
 #include "sdrfile/lib_funct.h"
 
-inline unsigned char gIgnoreResponse = 0;  // not 0: driver failures are not reported; set by nothing
-inline unsigned char gErrRtyMsg = 0;   // 1: a caller retries cancelled reservations; they are silent
-inline unsigned char gErrMsgRepr = 0;  // 1: a caller probes a command; bad codes are silent
+inline unsigned char gIgnoreResponse =
+    0;                                // not 0: driver failures are not reported; set by nothing
+inline unsigned char gErrRtyMsg = 0;  // 1: a caller retries cancelled reservations; they are silent
+inline unsigned char gErrMsgRepr = 0;    // 1: a caller probes a command; bad codes are silent
 inline unsigned char gSDRFirstPass = 1;  // 0 once the read-back has read a record
 
 inline constexpr unsigned short kProtocolId = 3232;  // what every CProto is constructed with

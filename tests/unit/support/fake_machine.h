@@ -16,14 +16,14 @@ using Bytes = std::vector<std::uint8_t>;
 
 /// What the machine does with one request.
 struct Reply {
-  Bytes data{0x00};  // completion code and response data
-  bool send_fails = false;      // OpenIPMI: the send ioctl; maker's driver: its ioctl
+  Bytes data{0x00};         // completion code and response data
+  bool send_fails = false;  // OpenIPMI: the send ioctl; maker's driver: its ioctl
   bool select_fails = false;
   bool select_is_empty = false;  // select returns, but the descriptor is not ready
   bool receive_fails = false;
-  bool truncation_fails = false;  // a cut answer gives -1 and EMSGSIZE, as in the kernel
-  std::optional<std::uint8_t> netfn_lun;    // maker's driver: in place of request + 4
-  std::optional<Bytes> whole_image;         // maker's driver: everything that it returns
+  bool truncation_fails = false;          // a cut answer gives -1 and EMSGSIZE, as in the kernel
+  std::optional<std::uint8_t> netfn_lun;  // maker's driver: in place of request + 4
+  std::optional<Bytes> whole_image;       // maker's driver: everything that it returns
 };
 
 class FakeMachine {
@@ -39,14 +39,14 @@ class FakeMachine {
   /// Called for every wait with its length in microseconds.
   std::function<void(std::uint64_t)> on_sleep;
 
-  std::time_t now = 1000000000;            // what time() returns; waits move it
-  std::uint64_t slept = 0;                 // microseconds waited so far
-  std::vector<std::uint64_t> sleeps;       // each wait, in microseconds
-  std::vector<Bytes> requests;             // every request that was sent, in order
-  std::vector<std::string> opened;         // device nodes that were tried, in order
-  std::vector<long> message_ids;           // OpenIPMI message IDs, in order
-  std::vector<unsigned long> ioctls;       // request codes, in order
-  int closed = 0;                          // device descriptors that were closed
+  std::time_t now = 1000000000;       // what time() returns; waits move it
+  std::uint64_t slept = 0;            // microseconds waited so far
+  std::vector<std::uint64_t> sleeps;  // each wait, in microseconds
+  std::vector<Bytes> requests;        // every request that was sent, in order
+  std::vector<std::string> opened;    // device nodes that were tried, in order
+  std::vector<long> message_ids;      // OpenIPMI message IDs, in order
+  std::vector<unsigned long> ioctls;  // request codes, in order
+  int closed = 0;                     // device descriptors that were closed
 
   // For the wrapped calls.
   bool IsDeviceName(const std::string& path) const;

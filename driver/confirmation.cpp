@@ -1,0 +1,34 @@
+#include "driver/confirmation.h"
+
+#include <array>
+#include <cstdio>
+
+#include "driver/console.h"
+
+namespace tarvek {
+namespace {
+
+/// Discards the rest of the line, up to 97 characters of it; what is longer is the next answer.
+void DiscardLine() {
+  constexpr int kDiscardSize = 98;  // bytes, the terminator included
+  std::array<char, kDiscardSize> rest{};
+  static_cast<void>(std::fgets(rest.data(), kDiscardSize, stdin));
+}
+
+}  // namespace
+
+bool AskForConfirmation() {
+  for (;;) {
+    ConsoleWrite("Do you really update it?[y/n]\n");
+    const int answer = std::getchar();
+    if (answer == EOF) return false;
+    if (answer == 'y' || answer == 'Y' || answer == 'n' || answer == 'N') {
+      DiscardLine();
+      return answer == 'y' || answer == 'Y';
+    }
+    ConsoleWrite("The input value is invalid. Please input it again. \r\n");
+    if (answer != '\n') DiscardLine();
+  }
+}
+
+}  // namespace tarvek

@@ -1,0 +1,57 @@
+#include "driver/version_cache.h"
+
+#include <array>
+#include <cstdio>
+#include <optional>
+#include <string>
+
+#include "driver/input_file.h"
+#include "driver/run_settings.h"
+
+namespace tarvek {
+namespace {
+
+constexpr const char* kCacheName = "sdrversion_HW";
+constexpr int kTextLineSize = 254;  // bytes, the terminator included
+
+/// Reads a hexadecimal number and the white space behind it.
+std::optional<unsigned long> ReadStamp(std::FILE* file) {
+  unsigned long stamp = 0;
+  // A number that is too large comes out as the largest one, which is no time stamp either.
+  if (std::fscanf(file, "%lx\n", &stamp) != 1) return std::nullopt;  // NOLINT(cert-err34-c)
+  return stamp;
+}
+
+/// Reads a line without its last character. That is cut off without a look: it is the line feed
+/// of every line that this tool has written.
+std::string ReadText(std::FILE* file) {
+  std::array<char, kTextLineSize> line{};
+  if (std::fgets(line.data(), kTextLineSize, file) == nullptr) return "";
+  std::string text(line.data());
+  if (!text.empty()) text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+void LoadVersionCache(const RepositoryStamps& stamps) {
+  std::FILE* const file = OpenInput(kCacheName);
+  if (file == nullptr) return;
+  const std::optional<unsigned long> addition = ReadStamp(file);
+  const std::optional<unsigned long> erase = ReadStamp(file);
+  if (addition == stamps.addition && erase == stamps.erase) {
+    g_HW_sdr_version = ReadText(file);
+    gCFGIdentifyOEMSDR = ReadText(file);
+  }
+  std::fclose(file);
+}
+
+void StoreVersionCache(const RepositoryStamps& stamps) {
+  std::FILE* const file = std::fopen(kCacheName, "w");
+  if (file == nullptr) return;
+  std::fprintf(file, "%04x\n%04x\n%s\n", stamps.addition, stamps.erase, g_HW_sdr_version.c_str());
+  if (!gCFGIdentifyOEMSDR.empty()) std::fprintf(file, "%s\n", gCFGIdentifyOEMSDR.c_str());
+  std::fclose(file);
+}
+
+}  // namespace tarvek
