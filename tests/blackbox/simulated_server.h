@@ -1,0 +1,88 @@
+// A simulated server for whole runs: a fresh directory, a simulated BMC's state file, a lock of
+// its own, and the tarvek binary that ships.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace blackbox {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// How a run of the tool ended.
+struct Outcome {
+  int exit_status = -1;  // -1 when a signal ended it
+  int signal = 0;
+  std::string console;  // standard output
+  std::string errors;   // standard error: the simulator's complaints
+};
+
+struct RunOptions {
+  std::string driver = "openipmi";
+  std::string fault;        // a fault plan; empty: none
+  std::string input;        // standard input
+  std::string directory;    // working directory below the server's; empty: the server's own
+  std::vector<std::string> launcher;  // further arguments for the launcher
+};
+
+/// Where the virtual clock starts: 2001-09-09 01:46:40 UTC.
+inline constexpr long kEpoch = 1000000000;
+
+class SimulatedServer : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  /// Makes the BMC anew. Without arguments: product 01A3, no records.
+  void CreateBmc(const std::vector<std::string>& options = {});
+
+  /// A server as an update finds it: a BMC with a few old records of version 01.02, its product
+  /// in "mchk_fil", and a caller's information file.
+  void CreateServer(int old_records = 4, const std::string& version = "SDR Version 01.02");
+
+  /// Runs `tarvek` with `arguments` to its end.
+  Outcome Tarvek(const std::vector<std::string>& arguments, const RunOptions& options = {});
+
+  /// The repository that the BMC serves, record by record in hex, without record IDs.
+  std::vector<std::string> Repository();
+
+  /// The requests and answers since the trace was last cleared.
+  std::vector<std::string> Trace();
+  /// The requests alone, as "28 22" lines.
+  std::vector<std::string> Requests();
+  void ClearTrace();
+
+  void Write(const std::string& name, const std::string& bytes);
+  std::string Read(const std::string& name);
+  bool Exists(const std::string& name);
+  void Remove(const std::string& name);
+
+  /// The log's lines without their time stamps.
+  std::vector<std::string> Log(const std::string& name = "tarvek.log");
+
+  /// Whether some run holds the single-run lock, or left it behind.
+  static bool LockExists();
+  static void RemoveLock();
+
+  const std::filesystem::path& directory() const { return directory_; }
+  std::string Path(const std::string& name) const { return (directory_ / name).string(); }
+
+ private:
+  std::filesystem::path directory_;
+  std::filesystem::path state_;  // the BMC's state and its trace live beside the directory
+};
+
+/// Runs a program to its end. `directory` is its working directory.
+Outcome RunProgram(const std::vector<std::string>& arguments, const std::string& directory,
+                   const std::string& input = "");
+
+/// The text of a result file as a whole.
+std::string ResultText(const std::string& code, const std::string& data = "");
+std::string VersionResult(const std::string& code, const std::string& word,
+                          const std::string& version);
+
+}  // namespace blackbox
