@@ -10,7 +10,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "tests/unit/support/private_lock.h"
+#include "tests/unit/support/lock_name.h"
 
 namespace blackbox {
 namespace {
@@ -90,7 +90,7 @@ Outcome RunProgram(const std::vector<std::string>& arguments, const std::string&
 }
 
 void SimulatedServer::SetUp() {
-  tarvek_test::EnterPrivateLock();
+  tarvek_test::UsePrivateLock();
   std::string name = (std::filesystem::temp_directory_path() / "tarvek-box-XXXXXX").string();
   ASSERT_NE(mkdtemp(name.data()), nullptr);
   state_ = name;
