@@ -1,0 +1,431 @@
+#include "simulator/fault_plan.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <iterator>
+#include <optional>
+
+namespace bmcsim {
+
+const char* const kFaultPlanHelp =
+    R"(A fault plan is a file, or the plan's text itself; one rule a line (or separated by ';'),
+'#' begins a comment:
+
+  WHICH : ACTION [, ACTION]...
+
+WHICH names requests, and may tell which of them by their count in this run:
+  get-sdr             every Get SDR; the names are: get-device-id, get-sdr-repository-info,
+                      reserve, get-sdr, clear, get-slot-information, spared, oem-reserve,
+                      oem-get-sdr, oem-add, oem-clear; any stands for all
+  F8/10/02            by bytes: NetFn/LUN, command, then data; * is any byte
+  get-sdr@3           the third of them      get-sdr@3-5       the third to the fifth
+  get-sdr@3-          from the third on      get-sdr@every 10  every tenth
+  7                   the seventh request of the run, whatever it is (also 7-9, 7-, every 7)
+  wait@2              the program's second wait (usleep, sleep, nanosleep); only for signal
+
+ACTION is what happens to it:
+  cc XX               the BMC refuses the request with completion code XX
+  cc-after XX         the BMC carries it out and answers completion code XX all the same
+  answer XX [XX]...   the BMC answers these bytes (completion code and data) and does nothing
+  request OFF=XX...   the request's bytes from OFF on are changed before the BMC sees them
+  data OFF=XX...      the answer's bytes from OFF on are changed; OFF counts from the answer's
+                      NetFn/LUN byte as 0, the completion code is 2
+  length N            the answer is cut or padded with 00 to N bytes in all
+  netfn XX            the answer bears this NetFn/LUN byte
+  command XX          the answer bears this command
+  next XXXX           a Get SDR answer names this next record ID (0000 makes a loop)
+  body-length XX      a Get SDR answer that holds the record's length byte says XX
+  stuck               a clear answers that the erase is not complete
+  send-error [E]      the driver refuses the request (maker's driver: the ioctl fails); E is an
+                      errno by name or number, EIO if none is given; also ioctl-error
+  select-error [E]    the request is carried out, waiting for the answer fails
+  receive-error [E]   the request is carried out, receiving the answer fails
+  silence [S]         the BMC does nothing; the driver gives up after S seconds (ETIMEDOUT, or
+                      with cc or answer beside it that answer), without S never
+  delay S             the answer comes S seconds later
+  cancel              every reservation is cancelled before the request
+  signal NAME [after] the program is sent the signal (KILL, TERM, ... or its number) before the
+                      BMC sees the request, or after it was carried out
+
+Examples:
+  oem-add@17: cancel                  the reservation is lost before the 17th piece
+  oem-clear@1-299: cc C5              299 refused clears
+  F8/10/02: cc D5                     the closing SparedSDR fails
+  40: signal KILL                     the program dies before its 40th request
+)";
+
+namespace {
+
+enum Shape {
+  kNothing,
+  kHexByte,
+  kHexWord,
+  kDecimal,
+  kBytes,
+  kPlacedBytes,
+  kErrno,
+  kSeconds,
+  kMaybeSeconds,
+  kSignal,
+};
+
+struct Verb {
+  std::string_view name;
+  Fault fault;
+  Shape shape;
+};
+
+constexpr Verb kVerbs[] = {
+    {"cc", Fault::kCode, kHexByte},
+    {"cc-after", Fault::kCodeAfter, kHexByte},
+    {"answer", Fault::kAnswer, kBytes},
+    {"request", Fault::kRequestBytes, kPlacedBytes},
+    {"data", Fault::kAnswerBytes, kPlacedBytes},
+    {"length", Fault::kLength, kDecimal},
+    {"netfn", Fault::kNetFn, kHexByte},
+    {"command", Fault::kCommand, kHexByte},
+    {"next", Fault::kNextId, kHexWord},
+    {"body-length", Fault::kBodyLength, kHexByte},
+    {"stuck", Fault::kStuck, kNothing},
+    {"send-error", Fault::kSendError, kErrno},
+    {"ioctl-error", Fault::kSendError, kErrno},
+    {"select-error", Fault::kSelectError, kErrno},
+    {"receive-error", Fault::kReceiveError, kErrno},
+    {"silence", Fault::kSilence, kMaybeSeconds},
+    {"delay", Fault::kDelay, kSeconds},
+    {"cancel", Fault::kCancel, kNothing},
+    {"signal", Fault::kSignalBefore, kSignal},
+};
+
+struct RequestName {
+  std::string_view name;
+  std::string_view pattern;
+};
+
+constexpr RequestName kRequestNames[] = {
+    {"get-device-id", "18/01"}, {"get-sdr-repository-info", "28/20"},
+    {"reserve", "28/22"},       {"get-sdr", "28/23"},
+    {"clear", "28/27"},         {"get-slot-information", "F8/E0"},
+    {"spared", "F8/10"},        {"oem-reserve", "F8/11"},
+    {"oem-get-sdr", "F8/12"},   {"oem-add", "F8/13"},
+    {"oem-clear", "F8/14"},
+};
+
+struct NamedNumber {
+  std::string_view name;
+  std::uint32_t number;
+};
+
+constexpr NamedNumber kErrnoNames[] = {
+    {"EACCES", EACCES},     {"EAGAIN", EAGAIN}, {"EBADF", EBADF},   {"EBUSY", EBUSY},
+    {"EFAULT", EFAULT},     {"EINTR", EINTR},   {"EINVAL", EINVAL}, {"EIO", EIO},
+    {"EMSGSIZE", EMSGSIZE}, {"ENODEV", ENODEV}, {"ENOENT", ENOENT}, {"ENOMEM", ENOMEM},
+    {"ENOTTY", ENOTTY},     {"ENXIO", ENXIO},   {"EPERM", EPERM},   {"ETIMEDOUT", ETIMEDOUT},
+};
+
+constexpr NamedNumber kSignalNames[] = {
+    {"HUP", SIGHUP},   {"INT", SIGINT},   {"QUIT", SIGQUIT}, {"ABRT", SIGABRT}, {"KILL", SIGKILL},
+    {"SEGV", SIGSEGV}, {"PIPE", SIGPIPE}, {"ALRM", SIGALRM}, {"TERM", SIGTERM}, {"USR1", SIGUSR1},
+    {"USR2", SIGUSR2}, {"CONT", SIGCONT}, {"STOP", SIGSTOP},
+};
+
+constexpr std::uint32_t kLastSignal = 64;
+constexpr std::uint32_t kLastErrno = 4095;
+constexpr std::uint32_t kLongestAnswer = 2048;
+constexpr std::uint32_t kLongestWaitSeconds = 1000000;
+
+std::string_view Trim(std::string_view text) {
+  const std::size_t begin = text.find_first_not_of(" \t\r");
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(" \t\r") - begin + 1);
+}
+
+// Cuts the part before `separator` off `rest`; all of it when there is none.
+std::string_view Cut(std::string_view& rest, std::string_view separators) {
+  const std::size_t end = rest.find_first_of(separators);
+  const std::string_view part = rest.substr(0, end);
+  rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+  return part;
+}
+
+// Cuts the next word off `rest`; empty at its end.
+std::string_view Word(std::string_view& rest) {
+  rest = Trim(rest);
+  return Cut(rest, " \t");
+}
+
+std::optional<std::uint32_t> Number(std::string_view text, int base, std::uint32_t most) {
+  std::uint32_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number, base);
+  if (text.empty() || error != std::errc() || stop != end || number > most) return std::nullopt;
+  return number;
+}
+
+std::optional<std::uint8_t> HexByte(std::string_view text) {
+  const auto number = Number(text, 16, 0xFF);
+  if (!number || text.size() > 2) return std::nullopt;
+  return static_cast<std::uint8_t>(*number);
+}
+
+template <std::size_t kSize>
+std::optional<std::uint32_t> NamedOrNumber(std::string_view text, const NamedNumber (&names)[kSize],
+                                           std::uint32_t most) {
+  const auto* found = std::find_if(std::begin(names), std::end(names),
+                                   [&](const NamedNumber& entry) { return entry.name == text; });
+  if (found != std::end(names)) return found->number;
+  const auto number = Number(text, 10, most);
+  return number && *number > 0 ? number : std::nullopt;
+}
+
+// Seconds with at most three decimals, as milliseconds.
+std::optional<std::uint32_t> Milliseconds(std::string_view text) {
+  std::string_view fraction = text;
+  const auto seconds = Number(Cut(fraction, "."), 10, kLongestWaitSeconds);
+  if (!seconds) return std::nullopt;
+  if (text.find('.') == std::string_view::npos) return *seconds * 1000;
+  auto thousandths = Number(fraction, 10, 999);
+  if (!thousandths || fraction.size() > 3) return std::nullopt;
+  for (std::size_t digits = fraction.size(); digits < 3; ++digits) *thousandths *= 10;
+  return *seconds * 1000 + *thousandths;
+}
+
+const char* ParseTimes(std::string_view text, std::uint32_t& first, std::uint32_t& last,
+                       std::uint32_t& every) {
+  std::string_view rest = text;
+  if (Word(rest) == "every") {
+    const auto step = Number(Trim(rest), 10, UINT32_MAX);
+    if (!step || *step == 0) return "'every' wants a count from 1 on";
+    every = *step;
+    return nullptr;
+  }
+  rest = text;
+  const auto from = Number(Trim(Cut(rest, "-")), 10, UINT32_MAX);
+  if (!from || *from == 0) return "the times are not K, K-L, K- or 'every' N";
+  first = *from;
+  last = *from;
+  if (text.find('-') == std::string_view::npos) return nullptr;
+  rest = Trim(rest);
+  if (rest.empty()) {
+    last = UINT32_MAX;
+    return nullptr;
+  }
+  const auto to = Number(rest, 10, UINT32_MAX);
+  if (!to || *to < first) return "the times are not K, K-L, K- or 'every' N";
+  last = *to;
+  return nullptr;
+}
+
+const char* ParseSignal(std::string_view arguments, Action& action) {
+  std::string_view name = Word(arguments);
+  if (name.starts_with("SIG")) name.remove_prefix(3);
+  const auto number = NamedOrNumber(name, kSignalNames, kLastSignal);
+  if (!number) return "the signal is unknown";
+  action.number = *number;
+  const std::string_view when = Word(arguments);
+  if (when == "after") action.fault = Fault::kSignalAfter;
+  if (!when.empty() && when != "after" && when != "before") {
+    return "a signal comes 'before' or 'after'";
+  }
+  return Trim(arguments).empty() ? nullptr : "there are too many words";
+}
+
+}  // namespace
+
+const Action* Faults::Find(Fault fault) const {
+  const Action* found = nullptr;
+  for (const Action* action : *this) {
+    if (action->fault == fault) found = action;
+  }
+  return found;
+}
+
+bool FaultPlan::Parse(std::string_view text, std::string& error) {
+  rule_count_ = action_count_ = byte_count_ = 0;
+  if (text.size() > kMaxText) {
+    error = "fault plan: it is longer than " + std::to_string(kMaxText) + " bytes";
+    return false;
+  }
+  std::copy(text.begin(), text.end(), text_.begin());
+  std::string_view rest(text_.data(), text.size());
+  for (int line_number = 1; !rest.empty(); ++line_number) {
+    std::string_view line = Cut(rest, "\n");
+    line = line.substr(0, line.find('#'));
+    while (!line.empty()) {
+      const std::string_view rule = Trim(Cut(line, ";"));
+      if (rule.empty()) continue;
+      const char* wrong = ParseRule(rule);
+      if (wrong == nullptr) continue;
+      error = "fault plan, line " + std::to_string(line_number) + ", '" + std::string(rule) +
+              "': " + wrong;
+      rule_count_ = 0;
+      return false;
+    }
+  }
+  return true;
+}
+
+const char* FaultPlan::ParseRule(std::string_view text) {
+  if (rule_count_ == kMaxRules) return "there are too many rules";
+  std::string_view actions = text;
+  const std::string_view which = Trim(Cut(actions, ":"));
+  if (which.size() == text.size() || text.find(':') == std::string_view::npos) {
+    return "a rule is WHICH ':' ACTION";
+  }
+  Rule& rule = rules_[rule_count_];
+  rule = Rule{};
+  rule.first_action = action_count_;
+  if (const char* wrong = ParseWhich(which, rule); wrong != nullptr) return wrong;
+  if (Trim(actions).empty()) return "there is no action";
+  while (!actions.empty()) {
+    const char* wrong = ParseAction(Trim(Cut(actions, ",")), rule);
+    if (wrong != nullptr) return wrong;
+  }
+  rule.action_count = action_count_ - rule.first_action;
+  ++rule_count_;
+  return nullptr;
+}
+
+const char* FaultPlan::ParseWhich(std::string_view text, Rule& rule) {
+  if (text.empty()) return "it does not say which requests";
+  const bool bare_times =
+      (text.front() >= '0' && text.front() <= '9' && text.find('/') == std::string_view::npos) ||
+      text.starts_with("every");
+  std::string_view times = text;
+  const std::string_view request = bare_times ? "any" : Trim(Cut(times, "@"));
+  if (const char* wrong = ParseRequest(request, rule); wrong != nullptr) return wrong;
+  if (!bare_times && text.find('@') == std::string_view::npos) return nullptr;
+  return ParseTimes(times, rule.first, rule.last, rule.every);
+}
+
+const char* FaultPlan::ParseRequest(std::string_view text, Rule& rule) {
+  if (text.empty() || text == "any") return nullptr;
+  if (text == "wait") {
+    rule.wait = true;
+    return nullptr;
+  }
+  const auto* found = std::find_if(std::begin(kRequestNames), std::end(kRequestNames),
+                                   [&](const RequestName& entry) { return entry.name == text; });
+  return ParsePattern(found == std::end(kRequestNames) ? text : found->pattern, rule);
+}
+
+const char* FaultPlan::ParsePattern(std::string_view text, Rule& rule) {
+  if (text.find('/') == std::string_view::npos) return "the request is unknown";
+  while (!text.empty()) {
+    if (rule.pattern_size == kMaxPattern) return "the request's bytes are too many";
+    const std::string_view word = Trim(Cut(text, "/"));
+    const auto byte = HexByte(word);
+    if (!byte && word != "*") return "a request's bytes are two hex digits or '*'";
+    rule.pattern[rule.pattern_size] = byte.value_or(0);
+    rule.wildcard[rule.pattern_size] = !byte;
+    ++rule.pattern_size;
+  }
+  return nullptr;
+}
+
+const char* FaultPlan::ParseAction(std::string_view text, const Rule& rule) {
+  if (action_count_ == kMaxActions) return "there are too many actions";
+  std::string_view arguments = text;
+  const std::string_view name = Word(arguments);
+  const auto* verb = std::find_if(std::begin(kVerbs), std::end(kVerbs),
+                                  [&](const Verb& entry) { return entry.name == name; });
+  if (verb == std::end(kVerbs)) return "the action is unknown";
+  if (rule.wait && verb->fault != Fault::kSignalBefore) return "a wait knows only 'signal'";
+  Action& action = actions_[action_count_];
+  action = Action{verb->fault, 0, 0, {}, text};
+  if (const char* wrong = ParseArguments(action, verb->shape, Trim(arguments)); wrong != nullptr) {
+    return wrong;
+  }
+  ++action_count_;
+  return nullptr;
+}
+
+const char* FaultPlan::ParseArguments(Action& action, int shape, std::string_view arguments) {
+  std::optional<std::uint32_t> number;
+  switch (shape) {
+    case kNothing:
+      return arguments.empty() ? nullptr : "the action takes nothing more";
+    case kBytes:
+      return ParseBytes(arguments, action);
+    case kPlacedBytes: {
+      const auto offset = Number(Trim(Cut(arguments, "=")), 10, kLongestAnswer - 1);
+      if (!offset) return "the action wants OFFSET=XX..., the offset in decimal";
+      action.offset = static_cast<std::uint16_t>(*offset);
+      return ParseBytes(arguments, action);
+    }
+    case kSignal:
+      return ParseSignal(arguments, action);
+    case kHexByte:
+      number = HexByte(arguments);
+      if (!number) return "the action wants one byte in hex";
+      break;
+    case kHexWord:
+      number = Number(arguments, 16, 0xFFFF);
+      if (!number) return "the action wants a record ID in hex";
+      break;
+    case kDecimal:
+      number = Number(arguments, 10, kLongestAnswer);
+      if (!number) return "the action wants a length, 0 to 2048";
+      break;
+    case kErrno:
+      number = arguments.empty() ? EIO : NamedOrNumber(arguments, kErrnoNames, kLastErrno);
+      if (!number) return "the errno is unknown";
+      break;
+    default:
+      number = shape == kMaybeSeconds && arguments.empty() ? kForever : Milliseconds(arguments);
+      if (!number) return "the action wants seconds";
+      break;
+  }
+  action.number = *number;
+  return nullptr;
+}
+
+const char* FaultPlan::ParseBytes(std::string_view words, Action& action) {
+  const std::size_t first = byte_count_;
+  for (std::string_view word = Word(words); !word.empty(); word = Word(words)) {
+    const auto byte = HexByte(word);
+    if (!byte) return "the action wants bytes in hex";
+    if (byte_count_ == kMaxBytes) return "there are too many bytes";
+    bytes_[byte_count_++] = *byte;
+  }
+  if (byte_count_ == first) return "the action wants bytes in hex";
+  action.bytes = std::span<const std::uint8_t>(bytes_).subspan(first, byte_count_ - first);
+  return nullptr;
+}
+
+bool FaultPlan::Rule::Names(std::span<const std::uint8_t> request) const {
+  if (wait || request.size() < pattern_size) return false;
+  for (std::size_t i = 0; i < pattern_size; ++i) {
+    if (!wildcard[i] && pattern[i] != request[i]) return false;
+  }
+  return true;
+}
+
+bool FaultPlan::Rule::CountAndTest() {
+  if (seen < UINT32_MAX) ++seen;
+  return seen >= first && seen <= last && seen % every == 0;
+}
+
+void FaultPlan::Collect(const Rule& rule, Faults& faults) const {
+  for (std::size_t i = 0; i < rule.action_count; ++i) faults.Add(&actions_[rule.first_action + i]);
+}
+
+Faults FaultPlan::MatchRequest(std::span<const std::uint8_t> request) {
+  Faults faults;
+  for (std::size_t i = 0; i < rule_count_; ++i) {
+    if (rules_[i].Names(request) && rules_[i].CountAndTest()) Collect(rules_[i], faults);
+  }
+  return faults;
+}
+
+Faults FaultPlan::MatchWait() {
+  Faults faults;
+  for (std::size_t i = 0; i < rule_count_; ++i) {
+    if (rules_[i].wait && rules_[i].CountAndTest()) Collect(rules_[i], faults);
+  }
+  return faults;
+}
+
+}  // namespace bmcsim
