@@ -17,7 +17,7 @@ constexpr std::size_t kEraseProgress = 3;
 // Get SDR's request image: NetFn/LUN, command, reservation (2), record ID (2), offset, count.
 constexpr std::size_t kReadOffset = 6;
 
-// Room for one trace line: three characters a byte, and the plan's words.
+// Room for the trace of one request: three characters a byte, and the plan's words.
 constexpr std::size_t kMaxLine = 3 * 2 * kMaxImage + 4096;
 
 bool IsGetSdr(std::span<const std::uint8_t> request) {
@@ -85,8 +85,8 @@ int NumberOf(const Faults& faults, Fault fault) {
   return action == nullptr ? 0 : static_cast<int>(action->number);
 }
 
-/// A line of text in a buffer of its own, cut where the buffer ends.
-class Line {
+/// Text in a buffer of its own, cut where the buffer ends.
+class TraceText {
  public:
   void Put(std::string_view text) {
     const std::size_t count = std::min(text.size(), text_.size() - size_);
@@ -119,7 +119,7 @@ class Line {
 }  // namespace
 
 void TraceAndRaise(ExchangeHost& host, std::uint32_t signal) {
-  Line line;
+  TraceText line;
   line.Put("! signal ");
   line.PutNumber(signal);
   line.Put("\n");
@@ -196,9 +196,10 @@ void Exchange::CarryOut(std::span<const std::uint8_t> request, const Faults& fau
 
 void Exchange::WriteTrace(std::span<const std::uint8_t> request, const Faults& faults,
                           const Outcome& outcome) {
-  Line line;
+  TraceText line;
+  line.Put("> ");
   line.PutBytes(request);
-  line.Put(" -> ");
+  line.Put("\n< ");
   line.PutBytes({outcome.image.data(), outcome.size});
   std::string_view separator = " ! ";
   for (const Action* action : faults) {

@@ -40,8 +40,8 @@ class ExchangeHost {
   /// @return the wall clock, seconds since the epoch.
   virtual std::uint32_t Now() = 0;
 
-  /// Takes one complete line of the request trace, line feed included.
-  virtual void Trace(std::span<const char> line) = 0;
+  /// Takes complete lines of the request trace, line feeds included.
+  virtual void Trace(std::span<const char> lines) = 0;
 
   /// @return whether Trace does anything with its lines.
   virtual bool tracing() const = 0;
@@ -53,11 +53,16 @@ class ExchangeHost {
 /// One request after the other: the fault plan, the BMC, the trace. Every front end (the preload
 /// library's two drivers, and others to come) is a thin shell around this.
 ///
-/// A trace line is "REQUEST -> ANSWER", each byte as two upper-case hex digits with a blank
-/// between, the images as the driver carries them: NetFn/LUN, command, data. An answer that never
-/// came is "-". What the fault plan did follows behind " ! ", as the plan words it. A signal has a
-/// line of its own, "! signal N", at the place where it was sent: before the line of a request
-/// that the BMC had not seen yet, behind the line of one that it had.
+/// A request leaves two lines in the trace:
+///
+///     > 28 22
+///     < 2C 22 00 01 00
+///
+/// each byte as two upper-case hex digits with a blank between, the images as the driver carries
+/// them: NetFn/LUN, command, data. An answer that never came is "-". What the fault plan did
+/// follows the answer behind " ! ", as the plan words it. A signal has a line of its own,
+/// "! signal N", at the place where it was sent: before the lines of a request that the BMC had
+/// not seen yet, behind the lines of one that it had.
 class Exchange {
  public:
   Exchange(BmcModel& model, FaultPlan& plan, ExchangeHost& host)

@@ -34,7 +34,8 @@ The run:
                        (/dev/ipmidev), both or none; other nodes do not exist
   --node PATH          the OpenIPMI node, e.g. /dev/ipmidev/0 or /dev/ipmi/0
   --fault PLAN         a fault plan: a file, or its text
-  --trace FILE         append a line for each request: its bytes -> the answer's ! what failed
+  --trace FILE         append two lines for each request: "> " its bytes, "< " its answer's and
+                       " ! " what the fault plan did to it
   --clock CLOCK        real (default); virtual: waits pass at once and time moves as if they had
                        not; virtual:EPOCH: likewise, from that second on, by nothing but waits
   --stats FILE         write at the end how many requests there were, and the simulator's CPU time
@@ -51,20 +52,24 @@ The BMC; kept in its memory:
   --max-read N         bytes that one Get SDR can return, default 255
   --id-step N          distance between the record IDs that it assigns, default 1
 
-The SDR set of a new BMC:
-  --records N          sensor and device records, default 12
-  --sdr-version TEXT   of its version record, default 01.00; "SDR Version " is put before a text
-                       that does not begin with S; '' is no version record
+The SDR set of a new BMC: 12 records and version 01.00, or exactly what these say:
+  --records N          so many sensor and device records; 0 and nothing else: empty
+  --version-text TEXT  a version record; "SDR Version " is put before a text that does not begin
+                       with S
   --config-name TEXT   a record that names a configuration script, without .CFG
-  --empty              no records at all
-  --load FILE          the records of this file instead, as --dump=hex prints them
+  --load FILE          the records of this file, as --dump=hex prints them, before the others
 
 )";
 
 constexpr char kVersionLead[] = "SDR Version ";
 constexpr char kDefaultVersion[] = "01.00";
+constexpr unsigned kDefaultRecords = 12;
 constexpr unsigned kMostRecords = 65533;
 constexpr std::uint32_t kMostErasePolls = 1000000;
+
+SampleSet DefaultSet() {
+  return {kDefaultRecords, std::string(kVersionLead) + kDefaultVersion, ""};
+}
 
 /// Walks over the arguments and takes the option's values.
 class OptionReader {
@@ -72,7 +77,6 @@ class OptionReader {
   OptionReader(std::span<const char* const> arguments, LauncherOptions& options, std::string& error)
       : arguments_(arguments), options_(options), error_(error) {
     options_.openipmi_node = kDefaultOpenIpmiNode;
-    options_.set.version = std::string(kVersionLead) + kDefaultVersion;
   }
 
   bool Read();
@@ -115,9 +119,8 @@ class OptionReader {
   bool MaxRead(std::string_view value);
   bool IdStep(std::string_view value);
   bool Records(std::string_view value);
-  bool SdrVersion(std::string_view value);
+  bool VersionText(std::string_view value);
   bool ConfigName(std::string_view value);
-  bool Empty(std::string_view value);
   bool Load(std::string_view value);
 
   std::span<const char* const> arguments_;
@@ -152,9 +155,8 @@ const OptionReader::Option* OptionReader::Find(std::string_view name) {
       {"--max-read", true, &OptionReader::MaxRead},
       {"--id-step", true, &OptionReader::IdStep},
       {"--records", true, &OptionReader::Records},
-      {"--sdr-version", true, &OptionReader::SdrVersion},
+      {"--version-text", true, &OptionReader::VersionText},
       {"--config-name", true, &OptionReader::ConfigName},
-      {"--empty", false, &OptionReader::Empty},
       {"--load", true, &OptionReader::Load},
   };
   const auto* found = std::find_if(std::begin(kOptions), std::end(kOptions),
@@ -212,9 +214,7 @@ bool OptionReader::Finish() {
   if (dumps && (options_.describes_set || !options_.changes.empty())) {
     return Fail("--dump changes nothing about the BMC");
   }
-  if (!options_.load.empty() && options_.set.records == 0 && options_.set.version.empty()) {
-    return Fail("--load goes without --empty");
-  }
+  if (!options_.describes_set) options_.set = DefaultSet();
   if (dumps || !options_.program.empty()) return true;
   if (!options_.create) return Fail("there is nothing to do; --help tells more");
   options_.task = Task::kCreate;
@@ -387,10 +387,10 @@ bool OptionReader::Records(std::string_view value) {
   return true;
 }
 
-bool OptionReader::SdrVersion(std::string_view value) {
+bool OptionReader::VersionText(std::string_view value) {
   std::string text(value);
   if (!text.empty() && text[0] != 'S') text.insert(0, kVersionLead);
-  if (text.size() > kMaxSampleText) return Fail("--sdr-version is too long");
+  if (text.size() > kMaxSampleText) return Fail("--version-text is too long");
   options_.set.version = text;
   options_.describes_set = true;
   return true;
@@ -400,13 +400,6 @@ bool OptionReader::ConfigName(std::string_view value) {
   if (value.size() >= kMaxSampleText) return Fail("--config-name is too long");
   options_.describes_set = true;
   return Text(value, options_.set.config_name);
-}
-
-bool OptionReader::Empty(std::string_view /*value*/) {
-  options_.set.records = 0;
-  options_.set.version.clear();
-  options_.describes_set = true;
-  return true;
 }
 
 bool OptionReader::Load(std::string_view value) {

@@ -55,18 +55,19 @@ bool Exists(const std::string& path) {
 }
 
 bool FillNewState(const LauncherOptions& options, BmcState& state, std::string& error) {
-  if (options.load.empty()) {
-    if (AddSampleSet(options.set, kNewSetTime, state)) return true;
-    error = "the records do not fit the capacity";
-    return false;
+  if (!options.load.empty()) {
+    const auto text = ReadFile(options.load);
+    if (!text) {
+      error = "cannot read " + options.load;
+      return false;
+    }
+    if (!LoadHexRepository(*text, state, error)) {
+      error.insert(0, options.load + ", ");
+      return false;
+    }
   }
-  const auto text = ReadFile(options.load);
-  if (!text) {
-    error = "cannot read " + options.load;
-    return false;
-  }
-  if (LoadHexRepository(*text, state, error)) return true;
-  error.insert(0, options.load + ", ");
+  if (AddSampleSet(options.set, kNewSetTime, state)) return true;
+  error = "the records do not fit the capacity";
   return false;
 }
 

@@ -159,7 +159,7 @@ class Machine final : public ExchangeHost {
   void BeginRequest() override;
   void EndRequest() override;
   std::uint32_t Now() override;
-  void Trace(std::span<const char> line) override;
+  void Trace(std::span<const char> lines) override;
   bool tracing() const override { return trace_path_ != nullptr; }
 
   bool metering() const { return stats_path_ != nullptr; }
@@ -326,10 +326,10 @@ void Machine::OpenTrace() {
   }
 }
 
-void Machine::Trace(std::span<const char> line) {
+void Machine::Trace(std::span<const char> lines) {
   if (trace_path_ == nullptr) return;
   if (trace_fd_ == -1) OpenTrace();
-  if (write(trace_fd_, line.data(), line.size()) < 0) {
+  if (write(trace_fd_, lines.data(), lines.size()) < 0) {
     Die(std::string("cannot write the trace ") + trace_path_);
   }
 }

@@ -14,7 +14,7 @@ namespace bmcsim {
 
 /// The SDR set that a new server comes with.
 struct SampleSet {
-  unsigned records = 12;    ///< sensor and device records
+  unsigned records = 0;     ///< sensor and device records
   std::string version;      ///< text of the version record, empty: no such record
   std::string config_name;  ///< name in the configuration record, empty: no such record
 };
@@ -28,7 +28,7 @@ inline constexpr std::size_t kMaxSampleText = 61;
 /// @return false when it has no whole body or does not fit the capacity.
 bool AppendRecord(std::span<const std::uint8_t> record, BmcState& state);
 
-/// Fills the served store with a plausible set: a board's controller and FRU, then sensors.
+/// Adds a plausible set to the served store: a board's controller and FRU, then sensors.
 ///
 /// @param now    time stamp of the additions, seconds since the epoch.
 /// @return false when the set does not fit the capacity.
