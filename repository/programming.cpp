@@ -30,14 +30,11 @@ unsigned ShownAddress(const SDRecord* record) {
 
 }  // namespace
 
+RepositoryProgrammer::RunState RepositoryProgrammer::run_;
+
 RepositoryProgrammer::~RepositoryProgrammer() {
   FreeSDRMem(&bmcRecords);
   FreeSDRMem(&fileRecords);
-}
-
-RepositoryProgrammer::RunState& RepositoryProgrammer::Run() {
-  static RunState run;
-  return run;
 }
 
 /// Sends the first `length` bytes of `request`.
@@ -180,7 +177,7 @@ RepositoryProgrammer::Attempt RepositoryProgrammer::SendPiece(int offset, int co
 
 int RepositoryProgrammer::ReadSDRFromBMC(SDRecord** slot, unsigned int recordId, int depth) {
   const tarvek::FlagRaised retrying(gErrRtyMsg);
-  while (recordId != kLastRecordId && !Run().repository_empty) {
+  while (recordId != kLastRecordId && !run_.repository_empty) {
     if (depth >= kMaxRecords) return kRecordReadError;
     const int status = ReadRecord(recordId, slot, &recordId);
     if (status != kSuccess || *slot == nullptr) return status;
@@ -207,7 +204,7 @@ int RepositoryProgrammer::ReadRecord(unsigned int record_id, SDRecord** slot,
 /// A repository whose first record cannot be read is taken for an empty one.
 int RepositoryProgrammer::FoundEmpty() {
   WriteLn("No Sensor Data Records found on the server ");
-  Run().repository_empty = true;
+  run_.repository_empty = true;
   return kSuccess;
 }
 
@@ -280,16 +277,15 @@ RepositoryProgrammer::Attempt RepositoryProgrammer::ReadPiece(unsigned int recor
 }
 
 void RepositoryProgrammer::CountReadBack() {
-  RunState& run = Run();
-  run.read_back_progress.Advance(run.read_back_count, g_inputSdrRecord);
-  tarvek::ConsoleCounter(run.read_back_count);
-  ++run.read_back_count;
+  run_.read_back_progress.Advance(run_.read_back_count, g_inputSdrRecord);
+  tarvek::ConsoleCounter(run_.read_back_count);
+  ++run_.read_back_count;
 }
 
 int RepositoryProgrammer::VerifySDRecords(const SDRecord* readBack, const SDRecord* expected) {
   for (; readBack != nullptr && expected != nullptr;
        readBack = readBack->next, expected = expected->next) {
-    const int n = ++Run().verify_count;
+    const int n = ++run_.verify_count;
     const unsigned char* const r = readBack->Record;
     const unsigned char* const e = expected->Record;
     if (r[kRecordBodyLengthOffset] != e[kRecordBodyLengthOffset]) {
@@ -307,7 +303,7 @@ int RepositoryProgrammer::VerifySDRecords(const SDRecord* readBack, const SDReco
       return kReported;
     }
   }
-  const int n = ++Run().verify_count;
+  const int n = ++run_.verify_count;
   if (readBack == nullptr && expected == nullptr) return kSuccess;
   Bmc_HistoryLog(tarvek::Format("Verify %d ++++++ record num unmatch fSensData=%x eSensData =%x", n,
                                 ShownAddress(readBack), ShownAddress(expected)));

@@ -59,18 +59,19 @@ class RepositoryProgrammer : public CProto {
   unsigned char response[kResponseBufferSize] = {};
   int sparedActive = 0;  // 1 while the spared mode is open: the read-back uses the OEM commands
 
+  // What lives as long as the run, over several loads and the objects that perform them.
+  struct RunState {
+    int verify_count = 0;           // calls of VerifySDRecords(), one for each pair of records
+    int read_back_count = 1;        // number of the record being read back
+    bool repository_empty = false;  // the first read-back found nothing
+    tarvek::RecordProgress read_back_progress{kReadBackEndPercent};
+  };
+  static RunState run_;
+
  private:
   enum class Attempt { kDone, kFailed, kCancelled };
 
-  // What lives as long as the run, over several loads.
-  struct RunState {
-    int verify_count = 0;
-    int read_back_count = 1;
-    bool repository_empty = false;
-    tarvek::RecordProgress read_back_progress{kReadBackEndPercent};
-  };
   static constexpr int kReadBackEndPercent = 90;
-  static RunState& Run();
 
   int Exchange(int length, int capacity, int* received);
   bool WasCancelled() const;

@@ -11,8 +11,8 @@
 #include "driver/progress.h"
 #include "driver/run_settings.h"
 #include "driver/text_format.h"
+#include "sdrfile/sdr_record.h"
 #include "transport/checksum.h"
-#include "transport/ipmi_layout.h"
 
 namespace {
 
@@ -24,7 +24,6 @@ constexpr unsigned char kTypeByImage = 2;
 constexpr unsigned char kTypeOther = 1;
 constexpr unsigned char kTypeMaker = 0;
 constexpr int kRecordSpace = 256;    // holds any record, and a zero byte behind it
-constexpr int kMaxRecords = 0xFFFF;  // record IDs there are; a chain that goes on longer loops
 constexpr int kReadEndPercent = 30;  // where the progress of reading the repository ends
 constexpr unsigned kNibbleBits = 4;
 constexpr unsigned kNibbleMask = 0x0F;
@@ -73,12 +72,6 @@ int CheckImage(const Answer& answer, std::span<const unsigned char> request,
 int CheckAnswer(const Answer& answer, std::span<const unsigned char> request,
                 std::initializer_list<int> lengths) {
   return answer.result == kSuccess ? CheckImage(answer, request, lengths) : 0;
-}
-
-void StoreU32(unsigned char* bytes, unsigned long value) {
-  constexpr unsigned kWordBits = 16;
-  tarvek::WriteWord(bytes, static_cast<unsigned>(value));
-  tarvek::WriteWord(bytes + 2, static_cast<unsigned>(value >> kWordBits));
 }
 
 enum class ReadResult { kDone, kFailed, kRestart };
@@ -144,8 +137,8 @@ void PickTexts(const unsigned char* record) {
 }
 
 /// Reads record after record into the image.
-/// @return the bytes used, or -1 when a record cannot be read or does not fit, or when the chain
-///   of records never ends.
+/// @return the bytes used, or -1 when a record cannot be read or does not fit: a chain of records
+///   that never ends fills the image.
 int ReadRepository() {
   tarvek::RecordProgress progress(kReadEndPercent);
   unsigned short record_id = kFirstRecordId;
@@ -153,7 +146,7 @@ int ReadRepository() {
   for (int n = 1; record_id != kLastRecordId; ++n) {
     unsigned char record[kRecordSpace] = {};
     unsigned char length = 0;
-    if (n > kMaxRecords || get_sdr(&record_id, record, &length) == 0) return -1;
+    if (get_sdr(&record_id, record, &length) == 0) return -1;
     if (used + length > kSdrImageSize) return -1;
     std::copy_n(record, length, ipm_SDR + used);
     PickTexts(record);
@@ -162,6 +155,12 @@ int ReadRepository() {
     used += length;
   }
   return used;
+}
+
+/// The body length of the record at `offset` of the image; 0 when the image ends inside its header.
+unsigned char BodyLengthAt(int offset) {
+  const int position = offset + kRecordBodyLengthOffset;
+  return position < kSdrImageSize ? ipm_SDR[position] : 0;
 }
 
 }  // namespace
@@ -269,8 +268,8 @@ int get_new_sdr_info(unsigned char* ctrl) {
     disp_cmd_err("Get SDR Repository Info");
     return 0;
   }
-  StoreU32(ctrl + kControlBlockLength, kSdrControlSize);
-  StoreU32(ctrl + kControlAreaLength, ipm_sdr_size);
+  tarvek::WriteLong(ctrl + kControlBlockLength, kSdrControlSize);
+  tarvek::WriteLong(ctrl + kControlAreaLength, ipm_sdr_size);
   ctrl[kControlAreaChecksum] = calc_sum(ipm_SDR, ipm_sdr_size);
   ctrl[kChecksummedBytes] = calc_sum(ctrl, kChecksummedBytes);
   return 1;
@@ -279,12 +278,12 @@ int get_new_sdr_info(unsigned char* ctrl) {
 unsigned char* get_sdr_addr(unsigned short index, unsigned short* bodyLength) {
   int offset = 0;
   for (int i = 0; offset < ipm_sdr_size; ++i) {
-    unsigned char* const record = ipm_SDR + offset;
+    const unsigned char body_length = BodyLengthAt(offset);
     if (i == index) {
-      *bodyLength = record[kRecordBodyLengthOffset];
-      return record;
+      *bodyLength = body_length;
+      return ipm_SDR + offset;
     }
-    offset += record[kRecordBodyLengthOffset] + kRecordHeaderSize;
+    offset += body_length + kRecordHeaderSize;
   }
   return nullptr;
 }

@@ -7,7 +7,7 @@
 
 #include <array>
 
-#include "sdrfile/sdr_record.h"
+#include "transport/image_layout.h"
 #include "transport/ipmi_layout.h"
 #include "transport/request_exchange.h"
 
@@ -21,49 +21,18 @@ inline constexpr unsigned char kErrLength = 8;
 inline unsigned char ipmi_err_type = 0;    // kind of the last wrapper failure; never reset
 inline unsigned char ipmi_err_status = 0;  // the offending NetFn byte, completion code or length
 
-// The identity block: the Get Device ID answer from its completion code on, then
-//   [28] slot number  [29] 1: slot number valid  [30] 1: auxiliary firmware revision present
-//   [31] checksum of bytes 0 to 30
-inline constexpr int kIdentityBlockSize = 32;
-inline constexpr int kIdentityIpmiVersion = 5;
-inline constexpr int kIdentityManufacturer = 7;
-inline constexpr int kIdentitySlot = 28;
-inline constexpr int kIdentitySlotValid = 29;
-inline constexpr int kIdentityAuxPresent = 30;
 inline constexpr int kDeviceIdAnswerSize = 12;         // bytes from the completion code on
 inline constexpr int kDeviceIdAnswerSizeWithAux = 16;  // the same with the auxiliary revision
-
-// The image file's header; its layout is the image file's. One byte matters here.
-inline constexpr int kImageFileHeaderSize = 64;
-inline constexpr int kImageTypeOffset = 10;
-
-// The SDR control block: the Get SDR Repository Info answer from its completion code on, then
-//   [16..19] 32  [20..23] bytes in the record area  [30] checksum of the record area
-//   [31] checksum of bytes 0 to 30
-// Numbers are little-endian.
-inline constexpr int kSdrControlSize = 32;
-inline constexpr int kControlRecordCount = 2;
-inline constexpr int kControlAdditionTime = 6;
-inline constexpr int kControlEraseTime = 10;
-inline constexpr int kControlBlockLength = 16;
-inline constexpr int kControlAreaLength = 20;
-inline constexpr int kControlAreaChecksum = 30;
-inline constexpr int kRepositoryInfoSize = 15;  // bytes of the answer from the completion code on
-
-inline constexpr int kChecksummedBytes = 31;  // of a 32-byte block; its checksum is the next byte
-
-inline constexpr int kSdrImageSize = 65535;  // bytes
+inline constexpr int kRepositoryInfoSize = 15;         // bytes from the completion code on
 
 inline unsigned char ipm_ipmi[kIdentityBlockSize] = {};           // BMC identity block
 inline unsigned char ipm_head[kImageFileHeaderSize] = {};         // backup image header
 inline unsigned char ipm_sdr_ctrl[kSdrControlSize] = {};          // SDR control block
 inline unsigned char ipm_kov = 0;                                 // 1: the BMC is the maker's
 inline const std::array<unsigned char, 3> ipm_kov_id = kMakerId;  // the maker's IANA number
-inline unsigned char ipm_ver = 0;   // IPMI version, major * 16 + minor
-inline unsigned char ipm_type = 0;  // BMC class; read by nothing
-// The repository image; behind it room to look at the header of a record that begins at its
-// very end.
-inline unsigned char ipm_SDR[kSdrImageSize + kRecordHeaderSize] = {};
+inline unsigned char ipm_ver = 0;                  // IPMI version, major * 16 + minor
+inline unsigned char ipm_type = 0;                 // BMC class; read by nothing
+inline unsigned char ipm_SDR[kSdrImageSize] = {};  // the repository image
 inline unsigned char* ipm_sdr_buf = ipm_SDR;
 inline unsigned short ipm_sdr_size = 0;  // bytes used in the image; 0: not yet read
 inline int sdrRecordSize = 1;            // records that the BMC says its repository holds
@@ -107,8 +76,8 @@ int get_new_sdr_info(unsigned char* ctrl);
 /// Finds a record in the image.
 /// @param index       from 0.
 /// @param bodyLength  out: the record's body length.
-/// @return the record; null when the used bytes hold no such one. The last record of an image
-///   from a file may run past the used bytes and past `ipm_SDR`: check before reading its body.
+/// @return the record; null when the used bytes hold no such one. In an image from a file the last
+///   record may run past the used bytes, its header included: check before reading its body.
 unsigned char* get_sdr_addr(unsigned short index, unsigned short* bodyLength);
 
 /// Reports a wrapper's failure as status 30 with the command's name and, by `ipmi_err_type`, the

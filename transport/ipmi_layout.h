@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 
 // A request image, as it is handed to the driver:
 //   [0] NetFn << 2 | LUN   [1] command   [2..] data
@@ -113,7 +114,7 @@ inline constexpr std::array<unsigned char, 3> kMakerId{0x77, 0x00, 0x00};
 
 namespace tarvek {
 
-/// The 16-bit number that an IPMI field holds, low byte first.
+/// The 16-bit number at `bytes`, low byte first.
 constexpr unsigned ReadWord(const unsigned char* bytes) {
   constexpr unsigned kByteBits = 8;
   return bytes[0] | (static_cast<unsigned>(bytes[1]) << kByteBits);
@@ -125,6 +126,19 @@ constexpr void WriteWord(unsigned char* bytes, unsigned value) {
   constexpr unsigned kByteMask = 0xFF;
   bytes[0] = static_cast<unsigned char>(value & kByteMask);
   bytes[1] = static_cast<unsigned char>((value >> kByteBits) & kByteMask);
+}
+
+/// The 32-bit number at `bytes`, low byte first.
+constexpr std::uint32_t ReadLong(const unsigned char* bytes) {
+  constexpr unsigned kWordBits = 16;
+  return ReadWord(bytes) | (ReadWord(bytes + 2) << kWordBits);
+}
+
+/// Stores a 32-bit number, low byte first.
+constexpr void WriteLong(unsigned char* bytes, std::uint32_t value) {
+  constexpr unsigned kWordBits = 16;
+  WriteWord(bytes, value);
+  WriteWord(bytes + 2, value >> kWordBits);
 }
 
 }  // namespace tarvek

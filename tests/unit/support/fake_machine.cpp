@@ -31,7 +31,9 @@ int __wrap_open(const char* path, int flags, ...) {
     va_end(arguments);
   }
   FakeMachine& machine = FakeMachine::Current();
-  return machine.IsDeviceName(path) ? machine.Open(path) : __real_open(path, flags, mode);
+  if (!machine.IsDeviceName(path)) return __real_open(path, flags, mode);
+  machine.open_flags.push_back(flags);
+  return machine.Open(path);
 }
 
 int __wrap_close(int fd) {
@@ -144,6 +146,7 @@ int FakeMachine::Ioctl(int /*fd*/, unsigned long code, void* argument) {
     if (pending_.receive_fails) return FailWith(EIO);
     auto* answer = static_cast<ipmi_recv*>(argument);
     if (answer->addr_len != 40) return FailWith(EINVAL);
+    capacities.push_back(answer->msg.data_len);
     const bool cut = pending_.data.size() > answer->msg.data_len;
     const auto length = std::min<std::size_t>(answer->msg.data_len, pending_.data.size());
     std::copy_n(pending_.data.begin(), length, answer->msg.data);

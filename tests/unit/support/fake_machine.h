@@ -44,8 +44,10 @@ class FakeMachine {
   std::vector<std::uint64_t> sleeps;  // each wait, in microseconds
   std::vector<Bytes> requests;        // every request that was sent, in order
   std::vector<std::string> opened;    // device nodes that were tried, in order
+  std::vector<int> open_flags;        // and the flags they were opened with
   std::vector<long> message_ids;      // OpenIPMI message IDs, in order
   std::vector<unsigned long> ioctls;  // request codes, in order
+  std::vector<int> capacities;        // OpenIPMI: room for each answer, in order
   int closed = 0;                     // device descriptors that were closed
 
   // For the wrapped calls.

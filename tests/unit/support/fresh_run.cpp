@@ -80,6 +80,11 @@ void ResetTransport() {
   sdrRecordSize = 1;
 }
 
+/// Reaches what a programmer keeps for the run.
+struct FreshProgrammer : RepositoryProgrammer {
+  static void Forget() { run_ = RunState(); }
+};
+
 void ResetLoader() {
   if (gTempFile != nullptr) std::fclose(gTempFile);
   gTempFile = nullptr;
@@ -93,6 +98,7 @@ void ResetLoader() {
   gSDRCompare = 0;
   gProgrammed = 0;
   gIPMI_Version = 1;
+  FreshProgrammer::Forget();
 }
 
 }  // namespace
