@@ -17,7 +17,7 @@ struct Gate {
 };
 
 constexpr const char* kGoodAnswer =
-    "response = 1C 01 00 20 01 01 02 51 BF 77 00 00 A3 01 00 00 00 00 ";
+    "response = 1C 01 00 20 01 01 10 51 9F 77 00 00 A3 01 00 00 00 00 ";
 
 std::string Zeros(int count) {
   std::string text = "response = ";
@@ -72,7 +72,7 @@ TEST_F(RefusedBoard, IsToldByItsCodeAndItsExchange) {
   ExpectRefused({"a driver that fails", "01a3\n", "1: send-error", "SDRC05", kBadAnswer, ""},
                 Zeros(126));
   ExpectRefused({"an answer of 16 bytes", "01a3\n", "1: length 16", "SDRC05", kBadAnswer, ""},
-                "response = 1C 01 00 20 01 01 02 51 BF 77 00 00 A3 01 00 00 ");
+                "response = 1C 01 00 20 01 01 10 51 9F 77 00 00 A3 01 00 00 ");
   ExpectRefused({"a bad completion code", "01a3\n", "1: cc C0", "SDRC05", kBadAnswer, ""},
                 "response = 1C 01 C0 ");
 }

@@ -76,7 +76,9 @@ std::vector<std::string> HexOf(const std::vector<SourceRecord>& records) {
   std::vector<std::string> lines;
   for (const SourceRecord& record : records) {
     std::string line;
-    for (std::size_t i = 2; i < record.bytes.size(); ++i) line += Hex(record.bytes[i]);
+    for (std::size_t i = 2; i < record.bytes.size(); ++i) {
+      line += (i > 2 ? " " : "") + Hex(record.bytes[i]);
+    }
     lines.push_back(line);
   }
   return lines;

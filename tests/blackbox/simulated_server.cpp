@@ -113,8 +113,7 @@ void SimulatedServer::CreateBmc(const std::vector<std::string>& options) {
 }
 
 void SimulatedServer::CreateServer(int old_records, const std::string& version) {
-  CreateBmc({"--product", "01A3", "--records", std::to_string(old_records), "--version-text",
-             version});
+  CreateBmc({"--records", std::to_string(old_records), "--sdr-version", version});
   Write("mchk_fil", "01a3\n");
   Write("ZetaInfo.xml", "");
 }
@@ -144,13 +143,14 @@ std::vector<std::string> SimulatedServer::Repository() {
   return Lines(outcome.console);
 }
 
-std::vector<std::string> SimulatedServer::Trace() { return Lines(ReadWhole(state_ / "trace")); }
+std::vector<std::string> SimulatedServer::Trace() {
+  const std::filesystem::path trace = state_ / "trace";
+  return std::filesystem::exists(trace) ? Lines(ReadWhole(trace)) : std::vector<std::string>();
+}
 
 std::vector<std::string> SimulatedServer::Requests() {
   std::vector<std::string> requests;
-  for (const std::string& line : Trace()) {
-    if (line.rfind("> ", 0) == 0) requests.push_back(line.substr(2));
-  }
+  for (const std::string& line : Trace()) requests.push_back(line.substr(0, line.find(" -> ")));
   return requests;
 }
 

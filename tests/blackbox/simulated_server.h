@@ -37,7 +37,7 @@ class SimulatedServer : public ::testing::Test {
   void SetUp() override;
   void TearDown() override;
 
-  /// Makes the BMC anew. Without arguments: product 01A3, no records.
+  /// Makes the BMC anew. Without options: product 01A3h, a dozen records.
   void CreateBmc(const std::vector<std::string>& options = {});
 
   /// A server as an update finds it: a BMC with a few old records of version 01.02, its product
@@ -47,10 +47,10 @@ class SimulatedServer : public ::testing::Test {
   /// Runs `tarvek` with `arguments` to its end.
   Outcome Tarvek(const std::vector<std::string>& arguments, const RunOptions& options = {});
 
-  /// The repository that the BMC serves, record by record in hex, without record IDs.
+  /// The repository that the BMC serves, record by record in hex, as the simulator dumps it: without record IDs.
   std::vector<std::string> Repository();
 
-  /// The requests and answers since the trace was last cleared.
+  /// Requests and answers since the trace was last cleared, as "28 22 -> 2C 22 00 01 00".
   std::vector<std::string> Trace();
   /// The requests alone, as "28 22" lines.
   std::vector<std::string> Requests();

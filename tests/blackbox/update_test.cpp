@@ -209,7 +209,7 @@ TEST_F(Update, TellsWhenTheBmcHasNoSparedMode) {
 }
 
 TEST_F(Update, ReadsNothingButAnEmptyRepositoryAsAFailure) {
-  CreateBmc({"--product", "01A3", "--records", "0"});
+  CreateBmc({"--empty"});
   Write("mchk_fil", "01a3\n");
   Write("BMCSDR.SDR", SdrText(SdrSet(2)));
   Tarvek({"-update", "-sdr"});
