@@ -32,15 +32,16 @@ const Refused kRefused[] = {
     {"BackupWithForce", {"-backup", "-force"}, "", true},
     {"RatioWithInput", {"-ratio", "-sdr"}, "Get_ratio.xml", false},
     {"RatioWithForce", {"-force", "-ratio"}, "Get_ratio.xml", false},
-    {"NegativeNumberIsAnOption", {"-update", "-sdr", "-ff_retry", "-5"}, "Update_normal.xml",
+    {"NegativeNumberIsAnOption",
+     {"-update", "-sdr", "-ff_retry", "-5"},
+     "Update_normal.xml",
      false},
     {"DirectWithoutInput", {"-direct"}, "", true},
     {"DirectAndUpdate", {"-direct", "-update", "-sdr"}, "", true},
     {"DisplayedRefusal", {"-display", "-update"}, "Update_normal.xml", true},
 };
 
-class RefusedCommandLine : public SimulatedServer,
-                           public ::testing::WithParamInterface<Refused> {};
+class RefusedCommandLine : public SimulatedServer, public ::testing::WithParamInterface<Refused> {};
 
 std::string LogNameFor(const std::string& result_file) {
   if (result_file == "Get_version.xml") return "tarvek_version.log";
@@ -86,19 +87,28 @@ struct Accepted {
 
 const Accepted kAccepted[] = {
     {"InputBeforeMode", {"-sdr", "-update"}, "<<execute -update/-direct>>", "Update_normal.xml"},
-    {"ForceLast", {"-update", "-sdr", "-force"}, "<<execute -update/-direct + -force>>",
+    {"ForceLast",
+     {"-update", "-sdr", "-force"},
+     "<<execute -update/-direct + -force>>",
      "Update_force.xml"},
-    {"ForceFirst", {"-force", "-update", "-sdr"}, "<<execute -update/-direct + -force>>",
+    {"ForceFirst",
+     {"-force", "-update", "-sdr"},
+     "<<execute -update/-direct + -force>>",
      "Update_force.xml"},
-    {"ForceRepeated", {"-force", "-update", "-force", "-sdr"},
-     "<<execute -update/-direct + -force>>", "Update_force.xml"},
+    {"ForceRepeated",
+     {"-force", "-update", "-force", "-sdr"},
+     "<<execute -update/-direct + -force>>",
+     "Update_force.xml"},
     {"CapitalsAreTaken", {"-UPDATE", "-Sdr"}, "<<execute -update/-direct>>", "Update_normal.xml"},
-    {"NamedFile", {"-update", "-sdr", "BMCSDR.SDR"}, "<<execute -update/-direct>>",
+    {"NamedFile",
+     {"-update", "-sdr", "BMCSDR.SDR"},
+     "<<execute -update/-direct>>",
      "Update_normal.xml"},
     {"TuningOptions",
      {"-update", "-sdr", "-ff_retry", "1", "-other_retry", "2", "-wait", "3", "-lock_retry", "4",
       "-lock_wait", "5", "-c_wait", "6", "-I_WAIT", "7", "-B_wait", "x", "-ff_retry"},
-     "<<execute -update/-direct>>", "Update_normal.xml"},
+     "<<execute -update/-direct>>",
+     "Update_normal.xml"},
 };
 
 class AcceptedCommandLine : public SimulatedServer,

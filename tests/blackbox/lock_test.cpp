@@ -32,10 +32,10 @@ TEST_F(Lock, KeepsASecondUpdateOut) {
   LeaveLockBehind();
   EXPECT_EQ(Tarvek({"-update", "-sdr"}).exit_status, 1);
   EXPECT_EQ(Read("Update_normal.xml"), ResultText("Duplex"));
-  EXPECT_EQ(Log(), (Words{"=== Tarvek start ===", "Tarvek Tool Version 1.07",
-                          "<<execute -update/-direct>>",
-                          "The update/backup has already been being executed. ",
-                          "=== Tarvek end ==="}));
+  EXPECT_EQ(
+      Log(),
+      (Words{"=== Tarvek start ===", "Tarvek Tool Version 1.07", "<<execute -update/-direct>>",
+             "The update/backup has already been being executed. ", "=== Tarvek end ==="}));
   EXPECT_TRUE(LockExists());
   EXPECT_TRUE(Requests().empty());
 }
@@ -54,9 +54,8 @@ TEST_F(Lock, TellsAVersionQueryThatTheToolIsBusy) {
   LeaveLockBehind();
   EXPECT_EQ(Tarvek({"-version", "-sdr"}).exit_status, 1);
   EXPECT_EQ(Read("Get_version.xml"), VersionResult("Busy", "", ""));
-  EXPECT_EQ(Log("tarvek_version.log"),
-            (Words{"=== Tarvek start ===", "Tarvek Tool Version 1.07", "<<execute -version>>", "",
-                   "=== Tarvek end ==="}));
+  EXPECT_EQ(Log("tarvek_version.log"), (Words{"=== Tarvek start ===", "Tarvek Tool Version 1.07",
+                                              "<<execute -version>>", "", "=== Tarvek end ==="}));
   EXPECT_TRUE(LockExists());
   EXPECT_TRUE(Requests().empty());
 }
@@ -78,9 +77,8 @@ TEST_F(ProgressQuery, AnswersNoCommandWhenNoUpdateRuns) {
   EXPECT_EQ(outcome.exit_status, 0);
   EXPECT_EQ(outcome.console, "");
   EXPECT_EQ(Read("Get_ratio.xml"), ResultText("No-Command"));
-  EXPECT_EQ(Log("tarvek_ratio.log"),
-            (Words{"=== Tarvek start ===", "Tarvek Tool Version 1.07", "<<execute -ratio>>",
-                   "=== Tarvek end ==="}));
+  EXPECT_EQ(Log("tarvek_ratio.log"), (Words{"=== Tarvek start ===", "Tarvek Tool Version 1.07",
+                                            "<<execute -ratio>>", "=== Tarvek end ==="}));
   EXPECT_FALSE(Exists("tarvek.log"));
 }
 

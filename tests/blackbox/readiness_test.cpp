@@ -9,7 +9,7 @@ using Words = std::vector<std::string>;
 
 struct Gate {
   const char* name;
-  const char* list;   // "mchk_fil"; "-": there is none
+  const char* list;  // "mchk_fil"; "-": there is none
   const char* fault;
   const char* code;
   const char* message;
@@ -45,11 +45,8 @@ class RefusedBoard : public SimulatedServer {
 
     EXPECT_EQ(outcome.exit_status, 0);
     EXPECT_EQ(Read("Update_normal.xml"), ResultText(gate.code));
-    Words expected{"=== Tarvek start ===",
-                   "Tarvek Tool Version 1.07",
-                   "<<execute -update/-direct>>",
-                   "Use OpenIPMI Driver",
-                   gate.message};
+    Words expected{"=== Tarvek start ===", "Tarvek Tool Version 1.07",
+                   "<<execute -update/-direct>>", "Use OpenIPMI Driver", gate.message};
     if (!response.empty()) {
       expected.push_back("request  = 18 01 ");
       expected.push_back(response);

@@ -41,7 +41,8 @@ std::vector<std::string> Lines(const std::string& text) {
   setenv("TZ", "UTC", 1);
   if (chdir(directory.c_str()) != 0) _exit(126);
   std::vector<char*> words;
-  for (const std::string& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
+  for (const std::string& argument : arguments)
+    words.push_back(const_cast<char*>(argument.c_str()));
   words.push_back(nullptr);
   execv(words[0], words.data());
   _exit(127);
@@ -113,7 +114,7 @@ void SimulatedServer::CreateBmc(const std::vector<std::string>& options) {
 }
 
 void SimulatedServer::CreateServer(int old_records, const std::string& version) {
-  CreateBmc({"--records", std::to_string(old_records), "--sdr-version", version});
+  CreateBmc({"--records", std::to_string(old_records), "--version-text", version});
   Write("mchk_fil", "01a3\n");
   Write("ZetaInfo.xml", "");
 }

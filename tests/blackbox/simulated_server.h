@@ -23,9 +23,9 @@ struct Outcome {
 
 struct RunOptions {
   std::string driver = "openipmi";
-  std::string fault;        // a fault plan; empty: none
-  std::string input;        // standard input
-  std::string directory;    // working directory below the server's; empty: the server's own
+  std::string fault;      // a fault plan; empty: none
+  std::string input;      // standard input
+  std::string directory;  // working directory below the server's; empty: the server's own
   std::vector<std::string> launcher;  // further arguments for the launcher
 };
 
@@ -47,7 +47,8 @@ class SimulatedServer : public ::testing::Test {
   /// Runs `tarvek` with `arguments` to its end.
   Outcome Tarvek(const std::vector<std::string>& arguments, const RunOptions& options = {});
 
-  /// The repository that the BMC serves, record by record in hex, as the simulator dumps it: without record IDs.
+  /// The repository that the BMC serves, record by record in hex, as the simulator dumps it:
+  /// without record IDs.
   std::vector<std::string> Repository();
 
   /// Requests and answers since the trace was last cleared, as "28 22 -> 2C 22 00 01 00".

@@ -209,7 +209,7 @@ TEST_F(Update, TellsWhenTheBmcHasNoSparedMode) {
 }
 
 TEST_F(Update, ReadsNothingButAnEmptyRepositoryAsAFailure) {
-  CreateBmc({"--empty"});
+  CreateBmc({"--records", "0"});
   Write("mchk_fil", "01a3\n");
   Write("BMCSDR.SDR", SdrText(SdrSet(2)));
   Tarvek({"-update", "-sdr"});

@@ -98,9 +98,9 @@ TEST_F(CommandLine, KeepsTheDefaultBeforeTheNextOption) {
 }
 
 TEST_F(CommandLine, StoresTheTuningOptions) {
-  ASSERT_TRUE(Parse({"-update", "-sdr", "-ff_retry", "1", "-other_retry", "2x", "-wait", "x",
-                     "-lock_retry", "+4", "-lock_wait", " 5", "-C_wait", "6", "-I_wait", "7",
-                     "-B_wait", "8"}));
+  ASSERT_TRUE(
+      Parse({"-update", "-sdr", "-ff_retry", "1", "-other_retry", "2x", "-wait", "x", "-lock_retry",
+             "+4", "-lock_wait", " 5", "-C_wait", "6", "-I_wait", "7", "-B_wait", "8"}));
   EXPECT_EQ(ff_retry, 1);
   EXPECT_EQ(other_retry, 2);
   EXPECT_EQ(retry_wait, 0);

@@ -30,7 +30,11 @@ class Readiness : public tarvek_test::FreshRun {
   }
 
   void Answer(const Bytes& data) {
-    machine().bmc = [data](const Bytes&) { return Reply{data}; };
+    machine().bmc = [data](const Bytes&) {
+      Reply reply;
+      reply.data = data;
+      return reply;
+    };
   }
 
   static Words FailureLog(const std::string& message, const std::string& response) {
@@ -56,14 +60,25 @@ struct LengthRow {
 };
 
 TEST_F(Readiness, TakesNoAnswerOfAnotherLength) {
-  for (const LengthRow row : {LengthRow{12, 0}, {16, 0}, {0, 1}, {1, 1}, {11, 1}, {13, 1},
-                              {14, 1}, {15, 1}, {17, 1}, {126, 1}, {200, 1}}) {
+  for (const LengthRow row : {LengthRow{12, 0},
+                              {16, 0},
+                              {0, 1},
+                              {1, 1},
+                              {11, 1},
+                              {13, 1},
+                              {14, 1},
+                              {15, 1},
+                              {17, 1},
+                              {126, 1},
+                              {200, 1}}) {
     SCOPED_TRACE(row.data);
     Bytes data = kIdentity;
     data.resize(row.data);
     Answer(data);
     EXPECT_EQ(GetBmcStatus(), row.result);
-    if (row.result == 1) EXPECT_EQ(ReadFile("Update_normal.xml"), ResultText("SDRC05"));
+    if (row.result == 1) {
+      EXPECT_EQ(ReadFile("Update_normal.xml"), ResultText("SDRC05"));
+    }
   }
 }
 
@@ -94,16 +109,17 @@ struct ListRow {
 
 TEST_F(Readiness, LooksTheProductIdUpAnywhereInALineOfAnyCase) {
   const ListRow rows[] = {
-      {"01a3\n", 0},       {"01A3\n", 0},          {"01a3", 0},
-      {"# x01A3y z\n", 0}, {"0000\n\n01a3\n", 0},  {"a301\n", 1},
-      {"", 1},             {"\n\n", 1},            {"01 a3\n", 1},
-      {"01a\n3\n", 1},     {"01a4\n1a3\n", 1},
+      {"01a3\n", 0},      {"01A3\n", 0}, {"01a3", 0}, {"# x01A3y z\n", 0}, {"0000\n\n01a3\n", 0},
+      {"a301\n", 1},      {"", 1},       {"\n\n", 1}, {"01 a3\n", 1},      {"01a\n3\n", 1},
+      {"01a4\n1a3\n", 1},
   };
   for (const ListRow& row : rows) {
     SCOPED_TRACE(row.list);
     WriteFile("mchk_fil", row.list);
     EXPECT_EQ(GetBmcStatus(), row.result);
-    if (row.result == 1) EXPECT_EQ(ReadFile("Update_normal.xml"), ResultText("SDRC04"));
+    if (row.result == 1) {
+      EXPECT_EQ(ReadFile("Update_normal.xml"), ResultText("SDRC04"));
+    }
   }
 }
 

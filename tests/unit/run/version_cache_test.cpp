@@ -40,15 +40,15 @@ TEST_F(VersionCache, IsReadLineByLine) {
       {"0012\nabcdef01\nSv\nN.CFG\n", "Sv", "N.CFG"},
       {"0012\nabcdef01\nSv\n", "Sv", ""},
       {"0012\nABCDEF01\nSv\n", "Sv", ""},
-      {"0012\nabcdef01\nSv", "S", ""},             // the last character is cut without a look
+      {"0012\nabcdef01\nSv", "S", ""},  // the last character is cut without a look
       {"0012\nabcdef01\nSv\nN.CFG", "Sv", "N.CF"},
-      {"12 abcdef01 Sv\n", "Sv", ""},              // any white space parts the numbers
+      {"12 abcdef01 Sv\n", "Sv", ""},  // any white space parts the numbers
       {"\n 12\n\n\nabcdef01\n\n  Sv\n", "Sv", ""},
       {"0x12\n0xabcdef01\nSv\n", "Sv", ""},
       {"0012\nabcdef01\n", "", ""},
       {"0013\nabcdef01\nSv\n", "", ""},
       {"0012\nabcdef02\nSv\n", "", ""},
-      {"100000012\nabcdef01\nSv\n", "", ""},       // more than 32 bits match no stamp
+      {"100000012\nabcdef01\nSv\n", "", ""},  // more than 32 bits match no stamp
       {"11111111111111112\nabcdef01\nSv\n", "", ""},
       {"xyz\nabcdef01\nSv\n", "", ""},
       {"0012\nxyz\nSv\n", "", ""},
