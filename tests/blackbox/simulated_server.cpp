@@ -151,7 +151,9 @@ std::vector<std::string> SimulatedServer::Trace() {
 
 std::vector<std::string> SimulatedServer::Requests() {
   std::vector<std::string> requests;
-  for (const std::string& line : Trace()) requests.push_back(line.substr(0, line.find(" -> ")));
+  for (const std::string& line : Trace()) {
+    if (line.rfind("> ", 0) == 0) requests.push_back(line.substr(2));
+  }
   return requests;
 }
 

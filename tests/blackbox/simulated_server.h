@@ -51,7 +51,7 @@ class SimulatedServer : public ::testing::Test {
   /// without record IDs.
   std::vector<std::string> Repository();
 
-  /// Requests and answers since the trace was last cleared, as "28 22 -> 2C 22 00 01 00".
+  /// Requests and answers since the trace was last cleared, as "> 28 22", "< 2C 22 00 01 00".
   std::vector<std::string> Trace();
   /// The requests alone, as "28 22" lines.
   std::vector<std::string> Requests();
