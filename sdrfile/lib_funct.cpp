@@ -98,7 +98,7 @@ int ScanText(std::FILE* stream, const PrgError& reporter) {
 
 void DumpRow(std::span<const unsigned char> bytes) {
   std::string row;
-  for (const unsigned char byte : bytes) row += " " + tarvek::HexByte(byte);
+  for (const unsigned char byte : bytes) row.append(1, ' ').append(tarvek::HexByte(byte));
   row += "   ";
   for (const unsigned char byte : bytes) {
     row += std::isprint(byte) != 0 ? static_cast<char>(byte) : '.';
