@@ -279,7 +279,8 @@ const char* FaultPlan::ParseRule(std::string_view text) {
   rule.first_action = action_count_;
   if (const char* wrong = ParseWhich(which, rule); wrong != nullptr) return wrong;
   if (Trim(actions).empty()) return "there is no action";
-  while (!actions.empty()) {
+  for (bool more = true; more;) {
+    more = actions.find(',') != std::string_view::npos;
     const char* wrong = ParseAction(Trim(Cut(actions, ",")), rule);
     if (wrong != nullptr) return wrong;
   }

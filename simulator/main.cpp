@@ -154,14 +154,9 @@ std::string FindProgram(const std::string& name) {
 }
 
 // AddressSanitizer's shared runtime refuses to work behind another preloaded library unless told
-// that the order is as it should be; ours replaces nothing that it relies on.
-void AllowSanitizer(const std::string& program) {
-  const auto image = ReadFile(program);
-  if (!image) return;
-  if (image->find("libasan.so.") == std::string::npos &&
-      image->find("libclang_rt.asan") == std::string::npos) {
-    return;
-  }
+// that the order is as it should be; ours replaces nothing that it relies on. The program may be
+// a script that starts the sanitized one, so it is told always.
+void AllowSanitizer() {
   const char* former = std::getenv("ASAN_OPTIONS");
   const std::string options = former == nullptr ? "" : std::string(former) + ":";
   setenv("ASAN_OPTIONS", (options + "verify_asan_link_order=0").c_str(), 1);
@@ -201,7 +196,7 @@ int Run(const LauncherOptions& options) {
   const std::string program = FindProgram(options.program[0]);
   if (program.empty()) return Fail("there is no program " + options.program[0]);
   if (!PrepareState(options, error)) return Fail(error);
-  AllowSanitizer(program);
+  AllowSanitizer();
   SetEnvironment(options, fault, library);
 
   std::vector<char*> arguments;

@@ -1,0 +1,620 @@
+// The launcher and the preload library under real programs: a small client of ours, built as the
+// rest is, and once more with AddressSanitizer's shared runtime.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "simulator/bmc_state.h"
+#include "simulator/state_file.h"
+
+namespace bmcsim_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using Words = std::vector<std::string>;
+
+constexpr char kDeviceId[] = "1C 01 00 20 01 01 10 51 9F 77 00 00 A3 01 00 00 00 00";
+
+struct Ended {
+  int status = -1;  // -1 when a signal ended it
+  int signal = 0;
+  std::string output;
+  std::string errors;
+};
+
+std::string ReadWhole(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+class BmcsimTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = (fs::temp_directory_path() / "bmcsim-XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    directory_ = name;
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  // Starts a program in the test's directory; its output goes to files named after `tag`.
+  pid_t Start(const Words& words, const std::string& tag = "run") {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    if (chdir(directory_.c_str()) != 0) _exit(99);
+    const bool redirected = freopen((tag + ".out").c_str(), "w", stdout) != nullptr &&
+                            freopen((tag + ".err").c_str(), "w", stderr) != nullptr;
+    std::vector<char*> arguments;
+    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    if (redirected) execv(arguments[0], arguments.data());
+    _exit(98);
+  }
+
+  Ended Wait(pid_t child, const std::string& tag = "run") {
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    Ended ended;
+    if (WIFEXITED(status)) ended.status = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) ended.signal = WTERMSIG(status);
+    ended.output = ReadWhole(directory_ / (tag + ".out"));
+    ended.errors = ReadWhole(directory_ / (tag + ".err"));
+    return ended;
+  }
+
+  Ended Bmcsim(Words words) {
+    words.insert(words.begin(), BMCSIM_PROGRAM);
+    return Wait(Start(words));
+  }
+
+  // Runs the client under the simulator and gives what it prints; it must end well.
+  std::string Client(const Words& options, const Words& steps,
+                     const char* program = CLIENT_PROGRAM) {
+    const Ended ended = Bmcsim(Join(options, program, steps));
+    EXPECT_EQ(ended.status, 0) << ended.output << ended.errors;
+    EXPECT_EQ(ended.signal, 0);
+    EXPECT_EQ(ended.errors, "");
+    return ended.output;
+  }
+
+  static Words Join(const Words& options, const char* program, const Words& steps) {
+    Words words = options;
+    words.insert(words.end(), {"--", program});
+    words.insert(words.end(), steps.begin(), steps.end());
+    return words;
+  }
+
+  std::string Read(const std::string& name) { return ReadWhole(directory_ / name); }
+  void Write(const std::string& name, const std::string& text) {
+    std::ofstream(directory_ / name, std::ios::binary) << text;
+  }
+
+  void ExpectWholeState() {
+    bmcsim::StateFile file;
+    std::string error;
+    EXPECT_TRUE(file.Open((directory_ / "bmcsim.state").string(), error)) << error;
+  }
+
+  fs::path directory_;
+};
+
+// The launcher itself.
+
+TEST_F(BmcsimTest, HelpAndVersionGoToStandardOutput) {
+  Ended ended = Bmcsim({"--version"});
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_EQ(ended.output, "bmcsim " BMCSIM_VERSION "\n");
+  ended = Bmcsim({"--help"});
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_THAT(ended.output, HasSubstr("bmcsim [OPTION]... -- PROGRAM"));
+  EXPECT_EQ(ended.errors, "");
+}
+
+TEST_F(BmcsimTest, MistakesEndWithStatus2AndNothingIsRun) {
+  Write("foreign", "not a state");
+  Write("plan", "1: explode");
+  Write("set", "51 01");
+  const std::pair<Words, const char*> rows[] = {
+      {{"--what"}, "bmcsim: there is no option --what\n"},
+      {{"--dump"}, "bmcsim: cannot use bmcsim.state as a BMC's state: No such file or directory\n"},
+      {{"--state", "foreign", "--dump"},
+       "bmcsim: cannot use foreign as a BMC's state: it is not a simulated BMC's state (its size "
+       "is another)\n"},
+      {Join({"--state", "foreign"}, CLIENT_PROGRAM, {"say", "hi"}),
+       "bmcsim: cannot use foreign as a BMC's state: it is not a simulated BMC's state (its size "
+       "is another)\n"},
+      {{"--state", "foreign", "--create"}, "bmcsim: foreign exists already\n"},
+      {Join({"--fault", "1: explode"}, CLIENT_PROGRAM, {"say", "hi"}),
+       "bmcsim: fault plan, line 1, '1: explode': the action is unknown\n"},
+      {Join({"--fault", "plan"}, CLIENT_PROGRAM, {"say", "hi"}),
+       "bmcsim: fault plan, line 1, '1: explode': the action is unknown\n"},
+      {Join({"--fault", "no-such-plan"}, CLIENT_PROGRAM, {"say", "hi"}),
+       "bmcsim: cannot read the fault plan no-such-plan\n"},
+      {{"--create", "--load", "set"},
+       "bmcsim: set, line 1: it is not a whole record (SDR version, type, body length, body), or "
+       "there is no room\n"},
+      {{"--create", "--load", "no-such-set"}, "bmcsim: cannot read no-such-set\n"},
+      {{"--create", "--records", "9", "--capacity", "100"},
+       "bmcsim: the records do not fit the capacity\n"},
+      {{"--", "no-such-program"}, "bmcsim: there is no program no-such-program\n"},
+      {{"--", "./foreign"}, "bmcsim: cannot run ./foreign: Permission denied\n"},
+  };
+  for (const auto& [words, complaint] : rows) {
+    const Ended ended = Bmcsim(words);
+    EXPECT_EQ(ended.status, 2) << complaint;
+    EXPECT_EQ(ended.errors, complaint);
+    EXPECT_EQ(ended.output, "");
+  }
+  EXPECT_EQ(Read("foreign"), "not a state");
+}
+
+TEST_F(BmcsimTest, CreateMakesABmcOnce) {
+  EXPECT_EQ(Bmcsim({"--create", "--product", "BEEF", "--records", "3"}).status, 0);
+  EXPECT_THAT(Bmcsim({"--dump"}).output, HasSubstr("Product ID          BEEFh\n"));
+  const Ended again = Bmcsim({"--create"});
+  EXPECT_EQ(again.status, 2);
+  EXPECT_EQ(again.errors, "bmcsim: bmcsim.state exists already\n");
+}
+
+TEST_F(BmcsimTest, SetCannotBeChangedAfterwardsButTheBmcCan) {
+  Bmcsim({"--create", "--records", "3"});
+  const Ended refused = Bmcsim(Join({"--records", "4"}, CLIENT_PROGRAM, {}));
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.errors, "bmcsim: bmcsim.state exists already, its records stay as they are\n");
+  EXPECT_EQ(Client({"--product", "0102", "--no-aux"}, {"open", "/dev/ipmi0", "ask", "18 01"}),
+            "open 3\nask 14 1C 01 00 20 01 01 10 51 9F 77 00 00 02 01\n");
+  EXPECT_THAT(Bmcsim({"--dump"}).output, HasSubstr("Product ID          0102h\n")) << "it stays";
+}
+
+TEST_F(BmcsimTest, DumpedSetCanBeLoaded) {
+  Bmcsim({"--create", "--records", "5", "--version-text", "07.08"});
+  const std::string dump = Bmcsim({"--dump=hex"}).output;
+  EXPECT_EQ(std::count(dump.begin(), dump.end(), '\n'), 6);
+  Write("set", dump);
+  EXPECT_EQ(Bmcsim({"--state", "other", "--create", "--load", "set"}).status, 0);
+  EXPECT_EQ(Bmcsim({"--state", "other", "--dump=hex"}).output, dump);
+}
+
+TEST_F(BmcsimTest, BmcIsMadeByTheFirstRunThatNeedsIt) {
+  EXPECT_EQ(Client({}, {"open", "/dev/ipmi0", "ask", "18 01"}),
+            "open 3\nask 18 " + std::string(kDeviceId) + "\n");
+  EXPECT_THAT(Bmcsim({"--dump"}).output, HasSubstr("\"SDR Version 01.00\""));
+}
+
+TEST_F(BmcsimTest, ExitStatusAndSignalAreTheProgramsOwn) {
+  EXPECT_EQ(Bmcsim({"--", "/bin/sh", "-c", "exit 0"}).status, 0);
+  EXPECT_EQ(Bmcsim({"--", "/bin/sh", "-c", "exit 15"}).status, 15);
+  EXPECT_EQ(Bmcsim({"--", "/bin/sh", "-c", "kill -9 $$"}).signal, SIGKILL);
+}
+
+TEST_F(BmcsimTest, ProgramsAreFoundThroughThePath) {
+  EXPECT_EQ(Bmcsim({"--", "sh", "-c", "exit 7"}).status, 7);
+}
+
+// The nodes.
+
+TEST_F(BmcsimTest, OnlyTheChosenDriversNodesExist) {
+  struct Row {
+    Words options;
+    const char* opens[4];  // of /dev/ipmidev, /dev/ipmidev/0, /dev/ipmi0, /dev/ipmi/0
+  };
+  const std::string absent = "open errno " + std::to_string(ENOENT) + "\nstat other\n";
+  const Row rows[] = {
+      {{}, {"absent", "absent", "device", "absent"}},
+      {{"--node", "/dev/ipmi/0"}, {"absent", "absent", "absent", "device"}},
+      {{"--node", "/dev/ipmidev/0"}, {"directory", "device", "absent", "absent"}},
+      {{"--driver", "maker"}, {"device", "absent", "absent", "absent"}},
+      {{"--driver", "both"}, {"device", "absent", "device", "absent"}},
+      {{"--driver", "none"}, {"absent", "absent", "absent", "absent"}},
+  };
+  const char* nodes[] = {"/dev/ipmidev", "/dev/ipmidev/0", "/dev/ipmi0", "/dev/ipmi/0"};
+  for (const Row& row : rows) {
+    for (int i = 0; i < 4; ++i) {
+      const std::string expected = std::string(row.opens[i]) == "absent"
+                                       ? absent
+                                       : "open 3\nstat " + std::string(row.opens[i]) + "\n";
+      EXPECT_EQ(Client(row.options, {"open", nodes[i], "stat"}), expected)
+          << nodes[i] << " with " << ::testing::PrintToString(row.options);
+    }
+  }
+}
+
+TEST_F(BmcsimTest, DirectoryOfANodeTakesNoRequest) {
+  const std::string enotty = "errno " + std::to_string(ENOTTY) + "\n";
+  EXPECT_EQ(Client({"--node", "/dev/ipmidev/0"}, {"open", "/dev/ipmidev", "maker", "18 01"}),
+            "open 3\nmaker " + enotty);
+  EXPECT_EQ(Client({"--node", "/dev/ipmidev/0"}, {"open", "/dev/ipmidev/0", "ask", "18 01"}),
+            "open 3\nask 18 " + std::string(kDeviceId) + "\n");
+}
+
+TEST_F(BmcsimTest, EachDriverKnowsItsOwnIoctlsOnly) {
+  const std::string enotty = "errno " + std::to_string(ENOTTY) + "\n";
+  EXPECT_EQ(Client({}, {"open", "/dev/ipmi0", "maker", "18 01", "ioctl", "5401"}),
+            "open 3\nmaker " + enotty + "ioctl " + enotty);
+  EXPECT_EQ(
+      Client({"--driver", "maker"}, {"open", "/dev/ipmidev", "ask", "18 01", "ioctl", "5401"}),
+      "open 3\nsend " + enotty + "ioctl " + enotty);
+}
+
+TEST_F(BmcsimTest, OtherPathsAndDescriptorsAreTheSystems) {
+  Write("file", "");
+  EXPECT_EQ(Client({}, {"open", "file", "stat", "close", "open", "/", "stat"}),
+            "open 3\nstat other\nclose 0\nopen 3\nstat directory\n");
+  EXPECT_EQ(Client({}, {"open", "/dev/null", "stat", "maker", "18 01"}),
+            "open 3\nstat device\nmaker errno " + std::to_string(ENOTTY) + "\n");
+  EXPECT_EQ(Client({}, {"close"}), "close -1\n");
+}
+
+TEST_F(BmcsimTest, DescriptorsAreNumberedAsWithoutTheSimulator) {
+  EXPECT_EQ(Client({"--trace", "t", "--stats", "s"},
+                   {"open", "/dev/ipmi0", "ask", "28 22", "open", "/dev/ipmi0", "open", "/dev/null",
+                    "close", "open", "/dev/ipmi0"}),
+            "open 3\nask 5 2C 22 00 01 00\nopen 4\nopen 5\nclose 0\nopen 5\n");
+}
+
+// The drivers.
+
+TEST_F(BmcsimTest, BothDriversCarryTheSameAnswers) {
+  for (const char* request : {"18 01", "28 20", "28 22", "28 23 00 00 00 00 00 10", "F8 11"}) {
+    std::string openipmi = Client({}, {"open", "/dev/ipmi0", "ask", request});
+    std::string maker = Client({"--driver", "maker"}, {"open", "/dev/ipmidev", "maker", request});
+    // The reservation that a run takes is not the other's.
+    if (std::string(request) == "28 22") {
+      openipmi.replace(openipmi.find("00 01 00"), 8, "00 02 00");
+    }
+    EXPECT_EQ(maker, "open 3\nmaker" + openipmi.substr(std::string("open 3\nask").size()));
+  }
+}
+
+TEST_F(BmcsimTest, OpenIpmiRefusesWhatTheKernelRefuses) {
+  const std::string einval = "send errno " + std::to_string(EINVAL) + "\n";
+  const std::string emsgsize = "send errno " + std::to_string(EMSGSIZE) + "\n";
+  EXPECT_EQ(Client({}, {"open",    "/dev/ipmi0", "send",    "address-length",
+                        "7",       "send",       "channel", "0",
+                        "send",    "type",       "1",       "send",
+                        "netfn",   "7",          "send",    "lun",
+                        "4",       "send",       "length",  "271",
+                        "receive", "send",       "none",    "0",
+                        "receive"}),
+            "open 3\n" + einval + einval + einval + einval + einval + emsgsize + "receive errno " +
+                std::to_string(EAGAIN) + "\nsend 0\nreceive 18 " + kDeviceId + "\n");
+}
+
+TEST_F(BmcsimTest, CutAnswerIsCopiedAndFails) {
+  EXPECT_EQ(Client({}, {"open", "/dev/ipmi0", "ask-cut", "3", "18 01", "ask", "28 22"}),
+            "open 3\nreceive errno " + std::to_string(EMSGSIZE) +
+                "\nask 5 1C 01 00 20 01\nask 5 2C 22 00 01 00\n");
+}
+
+TEST_F(BmcsimTest, AnswersStayWithTheirDescriptor) {
+  EXPECT_EQ(Client({}, {"open", "/dev/ipmi0", "send", "none", "0", "open", "/dev/ipmi0", "receive",
+                        "select", "0"}),
+            "open 3\nsend 0\nopen 4\nreceive errno " + std::to_string(EAGAIN) + "\nselect 0\n");
+  EXPECT_EQ(Client({}, {"open", "/dev/ipmi0", "send", "none", "0", "close", "open", "/dev/ipmi0",
+                        "receive"}),
+            "open 3\nsend 0\nclose 0\nopen 3\nreceive errno " + std::to_string(EAGAIN) + "\n");
+}
+
+TEST_F(BmcsimTest, SelectIsReadyOnlyWithAnAnswer) {
+  EXPECT_EQ(Client({"--clock", "virtual:100"},
+                   {"open", "/dev/ipmi0", "select", "0", "select", "5000", "time", "send", "none",
+                    "0", "select", "5000", "select", "0", "time", "receive", "select", "0"}),
+            "open 3\nselect 0\nselect 0\ntime 105 105 105\nsend 0\nselect 1\nselect 1\n"
+            "time 105 105 105\nreceive 18 " +
+                std::string(kDeviceId) + "\nselect 0\n");
+}
+
+// Faults.
+
+struct DriverFault {
+  const char* plan;
+  std::string openipmi;
+  std::string maker;
+};
+
+TEST_F(BmcsimTest, FaultsReachTheProgramThroughBothDrivers) {
+  const auto number = [](int error) { return "errno " + std::to_string(error) + "\n"; };
+  const DriverFault rows[] = {
+      {"1: cc C3", "ask 3 2C 22 C3\n", "maker 3 2C 22 C3\n"},
+      {"1: length 0", "ask 2 00 00\n", "maker 0\n"},
+      {"1: length 2", "ask 2 2C 22\n", "maker 2 2C 22\n"},
+      {"1: netfn 1C", "ask 5 1C 22 00 01 00\n", "maker 5 1C 22 00 01 00\n"},
+      {"1: send-error ENODEV", "send " + number(ENODEV), "maker " + number(ENODEV)},
+      {"1: ioctl-error", "send " + number(EIO), "maker " + number(EIO)},
+      {"1: select-error EIO", "select " + number(EIO), "maker " + number(EIO)},
+      {"1: receive-error ENXIO", "receive " + number(ENXIO), "maker " + number(ENXIO)},
+      {"1: silence 20", "select " + number(ETIMEDOUT), "maker " + number(ETIMEDOUT)},
+      {"1: silence 20, cc FF", "ask 3 2C 22 FF\n", "maker 3 2C 22 FF\n"},
+      {"1: delay 20", "ask 5 2C 22 00 01 00\n", "maker 5 2C 22 00 01 00\n"},
+  };
+  for (const DriverFault& row : rows) {
+    const bool waits = std::string(row.plan).find("20") != std::string::npos;
+    const std::string time = waits ? "time 120 120 120\n" : "time 100 100 100\n";
+    const Words common = {"--clock", "virtual:100", "--fault", row.plan};
+    fs::remove(directory_ / "bmcsim.state");
+    EXPECT_EQ(Client(common, {"open", "/dev/ipmi0", "ask", "28 22", "time"}),
+              "open 3\n" + row.openipmi + time)
+        << row.plan;
+    fs::remove(directory_ / "bmcsim.state");
+    Words maker = common;
+    maker.insert(maker.end(), {"--driver", "maker"});
+    EXPECT_EQ(Client(maker, {"open", "/dev/ipmidev", "maker", "28 22", "time"}),
+              "open 3\n" + row.maker + time)
+        << row.plan;
+  }
+}
+
+TEST_F(BmcsimTest, PlanCountsAnewInEachRun) {
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(Client({"--fault", "reserve@1: cc C3"},
+                     {"open", "/dev/ipmi0", "ask", "28 22", "ask", "28 20"})
+                  .substr(0, 22),
+              "open 3\nask 3 2C 22 C3\n");
+  }
+}
+
+TEST_F(BmcsimTest, PlanCanBeAFile) {
+  Write("plan", "# both\n1: cc C1\n2: cc C2\n");
+  EXPECT_EQ(Client({"--fault", "plan"}, {"open", "/dev/ipmi0", "ask", "28 22", "ask", "28 22"}),
+            "open 3\nask 3 2C 22 C1\nask 3 2C 22 C2\n");
+}
+
+TEST_F(BmcsimTest, SilenceForEverEndsWithASignal) {
+  for (const char* driver : {"openipmi", "maker"}) {
+    const bool maker = std::string(driver) == "maker";
+    const pid_t child =
+        Start({BMCSIM_PROGRAM, "--driver", driver, "--trace", driver, "--fault", "2: silence", "--",
+               CLIENT_PROGRAM, "survive", "open", maker ? "/dev/ipmidev" : "/dev/ipmi0",
+               maker ? "maker" : "ask", "28 22", maker ? "maker" : "ask", "28 22", "say", "over"});
+    // The second request's lines tell that the program has got there.
+    while (Read(driver).find("< - ! silence\n") == std::string::npos) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    int status = 0;
+    // It may be just about to wait, so one signal might come too early to interrupt it.
+    while (waitpid(child, &status, WNOHANG) == 0) {
+      kill(child, SIGTERM);
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_TRUE(WIFEXITED(status));
+    const std::string output = Read("run.out");
+    EXPECT_THAT(output, HasSubstr("caught\n"));
+    EXPECT_THAT(output, HasSubstr((maker ? "maker errno " : "select errno ") +
+                                  std::to_string(EINTR) + "\nover\n"));
+  }
+}
+
+TEST_F(BmcsimTest, SignalsStopTheProgramWhereThePlanSays) {
+  Words steps = {"open", "/dev/ipmi0", "ask", "28 22", "ask", "F8 10 00", "say", "alive"};
+  Ended ended = Bmcsim(Join({"--trace", "t", "--fault", "2: signal KILL"}, CLIENT_PROGRAM, steps));
+  EXPECT_EQ(ended.signal, SIGKILL);
+  EXPECT_EQ(ended.output, "open 3\nask 5 2C 22 00 01 00\n");
+  EXPECT_EQ(Read("t"), "> 28 22\n< 2C 22 00 01 00\n! signal 9\n");
+  EXPECT_THAT(Bmcsim({"--dump"}).output, HasSubstr("Spare copy          closed\n"));
+
+  ended = Bmcsim(Join({"--fault", "2: signal KILL after"}, CLIENT_PROGRAM, steps));
+  EXPECT_EQ(ended.signal, SIGKILL);
+  EXPECT_EQ(ended.output, "open 3\nask 5 2C 22 00 02 00\n");
+  EXPECT_THAT(Bmcsim({"--dump"}).output, HasSubstr("Spare copy          open\n"));
+
+  ended = Bmcsim(Join({"--fault", "2: signal TERM"}, CLIENT_PROGRAM, steps));
+  EXPECT_EQ(ended.signal, SIGTERM);
+
+  steps.insert(steps.begin(), "survive");
+  ended = Bmcsim(Join({"--fault", "2: signal USR1"}, CLIENT_PROGRAM, steps));
+  EXPECT_EQ(ended.output, "open 3\nask 5 2C 22 00 04 00\ncaught\nask 3 FC 10 00\nalive\n");
+}
+
+TEST_F(BmcsimTest, SignalsComeInWaitsToo) {
+  const Ended ended =
+      Bmcsim(Join({"--clock", "virtual", "--fault", "wait@4: signal USR1"}, CLIENT_PROGRAM,
+                  {"survive", "usleep", "1", "say", "1", "sleep", "1", "say", "2", "nanosleep", "1",
+                   "say", "3", "until", "1", "say", "4"}));
+  EXPECT_EQ(ended.output, "1\n2\n3\ncaught\n4\n");
+}
+
+// Trace and statistics.
+
+TEST_F(BmcsimTest, TraceIsAppendedTo) {
+  for (int run = 0; run < 2; ++run) {
+    Client({"--trace", "t"}, {"open", "/dev/ipmi0", "ask", "F8 10 00", "ask", "F8 10 01"});
+  }
+  const std::string once = "> F8 10 00\n< FC 10 00\n> F8 10 01\n< FC 10 00\n";
+  EXPECT_EQ(Read("t"), once + once);
+}
+
+TEST_F(BmcsimTest, TraceThatCannotBeWrittenIsFatal) {
+  const Ended ended =
+      Bmcsim(Join({"--trace", "no/dir"}, CLIENT_PROGRAM, {"open", "/dev/ipmi0", "ask", "28 22"}));
+  EXPECT_EQ(ended.status, 2);
+  EXPECT_THAT(ended.errors, HasSubstr("bmcsim: cannot write the trace "));
+}
+
+TEST_F(BmcsimTest, StatisticsCountRequestsFaultsAndWaits) {
+  Client({"--stats", "s", "--clock", "virtual", "--fault", "every 2: cancel"},
+         {"open", "/dev/ipmi0", "loop", "1000", "28 22", "usleep", "5", "sleep", "1"});
+  const std::string stats = Read("s");
+  EXPECT_THAT(stats, HasSubstr("requests 1000\nfaulted 500\nwaits 2\nsimulator_cpu_ns "));
+  const std::string nanoseconds = stats.substr(stats.rfind(' ') + 1);
+  EXPECT_GT(std::stoll(nanoseconds), 0) << stats;
+}
+
+TEST_F(BmcsimTest, StatisticsAreOfTheProgramThatUsedTheBmc) {
+  const Ended ended =
+      Bmcsim({"--stats", "s", "--", "/bin/sh", "-c",
+              std::string("'") + CLIENT_PROGRAM + "' open /dev/ipmi0 ask '28 22' && sleep 0"});
+  EXPECT_EQ(ended.status, 0) << ended.errors;
+  EXPECT_THAT(Read("s"), HasSubstr("requests 1\n"));
+}
+
+// The clock.
+
+TEST_F(BmcsimTest, VirtualWaitsPassAtOnceAndMoveEveryClock) {
+  const std::string output =
+      Client({"--clock", "virtual:1000000000"},
+             {"time", "usleep", "2000000", "time", "sleep", "30", "time", "nanosleep", "100",
+              "time", "until", "4000000", "time", "elapsed"});
+  const std::string expected =
+      "time 1000000000 1000000000 1000000000\ntime 1000000002 1000000002 1000000002\n"
+      "time 1000000032 1000000032 1000000032\ntime 1000000132 1000000132 1000000132\n"
+      "time 1004000132 1004000132 1004000132\nelapsed ";
+  EXPECT_EQ(output.substr(0, expected.size()), expected);
+  EXPECT_LT(std::stol(output.substr(expected.size())), 1000000) << "46 days have not passed";
+}
+
+TEST_F(BmcsimTest, VirtualClockWithoutAStartBeginsNow) {
+  const long before = time(nullptr);
+  const std::string output = Client({"--clock", "virtual"}, {"sleep", "1000000", "time"});
+  const long shown = std::stol(output.substr(5));
+  EXPECT_GE(shown, before + 1000000);
+  EXPECT_LE(shown, time(nullptr) + 1000000);
+}
+
+TEST_F(BmcsimTest, RealClockIsLeftAlone) {
+  const long before = time(nullptr);
+  const std::string output = Client({}, {"usleep", "30000", "elapsed", "time"});
+  EXPECT_GE(std::stol(output.substr(std::string("elapsed ").size())), 30);
+  const long shown = std::stol(output.substr(output.find("time ") + 5));
+  EXPECT_GE(shown, before);
+  EXPECT_LE(shown, time(nullptr));
+}
+
+// Several programs, and their deaths.
+
+TEST_F(BmcsimTest, TwoProgramsShareOneBmc) {
+  Bmcsim({"--create"});
+  constexpr int kEach = 2000;
+  std::vector<pid_t> children;
+  for (const char* tag : {"one", "two"}) {
+    children.push_back(Start({BMCSIM_PROGRAM, "--trace", "t", "--", CLIENT_PROGRAM, "open",
+                              "/dev/ipmi0", "loop", std::to_string(kEach), "28 22"},
+                             tag));
+  }
+  EXPECT_EQ(Wait(children[0], "one").status, 0);
+  EXPECT_EQ(Wait(children[1], "two").status, 0);
+  // Each request got a reservation of its own, and the trace lost no line.
+  std::istringstream trace(Read("t"));
+  std::vector<bool> seen(2 * kEach + 1);
+  int answers = 0;
+  for (std::string line; std::getline(trace, line);) {
+    if (line == "> 28 22") continue;
+    ASSERT_EQ(line.size(), 16U) << line;
+    const int id = std::stoi(line.substr(14, 2) + line.substr(11, 2), nullptr, 16);
+    ASSERT_LE(id, 2 * kEach);
+    EXPECT_FALSE(seen[static_cast<std::size_t>(id)]) << id;
+    seen[static_cast<std::size_t>(id)] = true;
+    ++answers;
+  }
+  EXPECT_EQ(answers, 2 * kEach);
+}
+
+TEST_F(BmcsimTest, ReaderBesideAnUpdateSeesWholeSetsOnly) {
+  Bmcsim({"--create", "--records", "0"});
+  const pid_t updater =
+      Start({BMCSIM_PROGRAM, "--", CLIENT_PROGRAM, "open", "/dev/ipmi0", "update"}, "updater");
+  std::string sets;
+  for (int reads = 0; reads < 60; ++reads) {
+    const std::string dump = Bmcsim({"--dump=hex"}).output;
+    const std::string first = dump.substr(0, dump.find('\n') + 1);
+    std::string whole;
+    for (int record = 0; record < 10 && !first.empty(); ++record) whole += first;
+    EXPECT_EQ(dump, whole);
+    sets += first;
+  }
+  kill(updater, SIGKILL);
+  EXPECT_EQ(Wait(updater, "updater").signal, SIGKILL);
+  EXPECT_NE(sets, "") << "the updater got nowhere";
+}
+
+TEST_F(BmcsimTest, KillingAProgramAnywhereLeavesAWholeBmc) {
+  Bmcsim({"--create", "--records", "0"});
+  const auto state = (directory_ / "bmcsim.state").string();
+  std::uint32_t random = 12345;
+  for (int round = 0; round < 150; ++round) {
+    const pid_t updater =
+        Start({BMCSIM_PROGRAM, "--", CLIENT_PROGRAM, "open", "/dev/ipmi0", "update"});
+    random = random * 1664525 + 1013904223;
+    std::this_thread::sleep_for(std::chrono::microseconds(3000 + (random >> 16) % 8000));
+    kill(updater, SIGKILL);
+    ASSERT_EQ(Wait(updater).signal, SIGKILL);
+    bmcsim::StateFile file;
+    std::string error;
+    ASSERT_TRUE(file.Open(state, error)) << error << " in round " << round;
+    // The set that is served is one that an update committed, or the empty one of the start.
+    const bmcsim::Control& control = bmcsim::ActiveControl(*file.state());
+    const bmcsim::Store& served = control.store[control.served];
+    ASSERT_TRUE(served.record_count == 0 || served.record_count == 10) << served.record_count;
+    const auto& bytes = file.state()->store_bytes[control.served];
+    for (std::size_t at = 0; at < served.used; at += 32) {
+      ASSERT_EQ(bytes[at + 5], bytes[5]);
+      ASSERT_EQ(bytes[at + 31], bytes[5]);
+    }
+  }
+}
+
+TEST_F(BmcsimTest, StoppedProgramThatHoldsNothingBlocksNobody) {
+  Bmcsim({"--create"});
+  const pid_t child = Start({BMCSIM_PROGRAM, "--fault", "2: signal STOP", "--", CLIENT_PROGRAM,
+                             "open", "/dev/ipmi0", "loop", "9", "28 22"},
+                            "stopped");
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, WUNTRACED), child);
+  ASSERT_TRUE(WIFSTOPPED(status));
+  EXPECT_EQ(Client({}, {"open", "/dev/ipmi0", "ask", "28 22"}), "open 3\nask 5 2C 22 00 02 00\n");
+  kill(child, SIGCONT);
+  EXPECT_EQ(Wait(child, "stopped").status, 0);
+}
+
+TEST_F(BmcsimTest, StateThatVanishesIsTold) {
+  const Ended ended =
+      Bmcsim({"--", "/bin/sh", "-c",
+              std::string("rm bmcsim.state; '") + CLIENT_PROGRAM + "' open /dev/ipmi0"});
+  EXPECT_EQ(ended.status, 2);
+  EXPECT_THAT(ended.errors, HasSubstr("bmcsim.state as a BMC's state: No such file or directory"));
+}
+
+TEST_F(BmcsimTest, FewDescriptorsAreEnough) {
+  const Ended ended = Bmcsim(
+      {"--trace", "t", "--", "/bin/sh", "-c",
+       std::string("ulimit -n 5; exec '") + CLIENT_PROGRAM + "' open /dev/ipmi0 ask '28 22'"});
+  EXPECT_EQ(ended.output, "open 3\nask 5 2C 22 00 01 00\n") << ended.errors;
+  EXPECT_EQ(Read("t"), "> 28 22\n< 2C 22 00 01 00\n");
+}
+
+TEST_F(BmcsimTest, OtherPreloadedLibrariesStay) {
+  const Ended ended = Bmcsim({"--", "/usr/bin/env", "LD_PRELOAD=", BMCSIM_PROGRAM, "--", "/bin/sh",
+                              "-c", "echo $LD_PRELOAD"});
+  EXPECT_THAT(ended.output, HasSubstr("libbmcsim.so\n"));
+  EXPECT_THAT(ended.output, Not(HasSubstr(":")));
+  const Ended two = Bmcsim({"--", BMCSIM_PROGRAM, "--", "/bin/sh", "-c", "echo $LD_PRELOAD"});
+  EXPECT_THAT(two.output, HasSubstr("libbmcsim.so:"));
+}
+
+// AddressSanitizer's shared runtime wants to be the first library.
+
+TEST_F(BmcsimTest, SanitizedProgramsRunToo) {
+  const Words steps = {"open", "/dev/ipmi0", "ask", "28 22", "time", "sleep", "5", "time"};
+  EXPECT_EQ(Client({"--clock", "virtual:100", "--trace", "t"}, steps, CLIENT_ASAN_PROGRAM),
+            "open 3\nask 5 2C 22 00 01 00\ntime 100 100 100\ntime 105 105 105\n");
+  EXPECT_EQ(Client({"--driver", "maker", "--fault", "1: cc C3", "--stats", "s"},
+                   {"open", "/dev/ipmidev", "maker", "28 22"}, CLIENT_ASAN_PROGRAM),
+            "open 3\nmaker 3 2C 22 C3\n");
+}
+
+}  // namespace
+}  // namespace bmcsim_test
