@@ -1,6 +1,5 @@
 #include "driver/confirmation.h"
 
-#include <array>
 #include <cstdio>
 
 #include "driver/console.h"
@@ -10,9 +9,11 @@ namespace {
 
 /// Discards the rest of the line, up to 97 characters of it; what is longer is the next answer.
 void DiscardLine() {
-  constexpr int kDiscardSize = 98;  // bytes, the terminator included
-  std::array<char, kDiscardSize> rest{};
-  static_cast<void>(std::fgets(rest.data(), kDiscardSize, stdin));
+  constexpr int kMostDiscarded = 97;
+  for (int n = 0; n < kMostDiscarded; ++n) {
+    const int c = std::getchar();
+    if (c == '\n' || c == EOF) return;
+  }
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ std::string Hex(std::uint8_t byte) {
 SourceRecord WithHeader(std::uint8_t type, const Bytes& body) {
   SourceRecord record;
   record.bytes = {0x00, 0x00, kSdrVersion, type, static_cast<std::uint8_t>(body.size())};
-  record.bytes.insert(record.bytes.end(), body.begin(), body.end());
+  for (const std::uint8_t byte : body) record.bytes.push_back(byte);
   return record;
 }
 

@@ -1,0 +1,111 @@
+// Whole runs of the tool over the simulated BMC with the virtual clock: what each request costs
+// the tool's own process, the simulator's share taken off, and how much memory it comes to.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/blackbox/sdr_text.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr int kRepetitions = 10;
+
+struct Cost {
+  double cpu_us = 0;  // user and system
+  long peak_kib = 0;
+};
+
+/// Runs a program to its end.
+Cost Run(const Words& words) {
+  std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    std::vector<char*> arguments;
+    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) _exit(126);
+    execv(arguments[0], arguments.data());
+    _exit(127);
+  }
+  int status = 0;
+  rusage usage{};
+  wait4(child, &status, 0, &usage);
+  if (status != 0) {
+    std::fprintf(stderr, "%s failed\n", words.back().c_str());
+    std::exit(1);
+  }
+  const auto microseconds = [](const timeval& t) {
+    return static_cast<double>(t.tv_sec) * 1e6 + static_cast<double>(t.tv_usec);
+  };
+  return {microseconds(usage.ru_utime) + microseconds(usage.ru_stime), usage.ru_maxrss};
+}
+
+Words Simulated(const Words& options, const Words& program) {
+  Words words{BMCSIM_PROGRAM};
+  words.insert(words.end(), options.begin(), options.end());
+  words.emplace_back("--");
+  words.insert(words.end(), program.begin(), program.end());
+  return words;
+}
+
+/// The number behind `key` in the simulator's statistics.
+double Statistic(const std::string& key) {
+  std::ifstream file("stats");
+  for (std::string word; file >> word;) {
+    double value = 0;
+    if (word == key && file >> value) return value;
+  }
+  std::fprintf(stderr, "no %s in the simulator's statistics\n", key.c_str());
+  std::exit(1);
+}
+
+/// Measures the cheapest of several runs: what disturbs a run only ever adds to it.
+void Measure(const char* what, int bmc_records, const Words& arguments) {
+  double best_us = 0;
+  double requests = 0;
+  long peak_kib = 0;
+  for (int n = 0; n < kRepetitions; ++n) {
+    std::filesystem::remove("bmcsim.state");
+    std::filesystem::remove("sdrversion_HW");
+    Run({BMCSIM_PROGRAM, "--create", "--records", std::to_string(bmc_records), "--version-text",
+         "01.02"});
+    Words program{TARVEK_PROGRAM};
+    program.insert(program.end(), arguments.begin(), arguments.end());
+    const Cost cost = Run(Simulated({"--clock", "virtual", "--stats", "stats"}, program));
+    requests = Statistic("requests");
+    const double own_us = cost.cpu_us - Statistic("simulator_cpu_ns") / 1000;
+    if (n == 0 || own_us < best_us) best_us = own_us;
+    peak_kib = std::max(peak_kib, cost.peak_kib);
+  }
+  std::printf("%-28s %6.0f requests %9.0f us CPU %7.2f us/request %7.2f MiB peak\n", what, requests,
+              best_us, best_us / requests, static_cast<double>(peak_kib) / 1024);
+}
+
+}  // namespace
+
+int main() {
+  std::string directory = (std::filesystem::temp_directory_path() / "tarvek-bench-XXXXXX").string();
+  if (mkdtemp(directory.data()) == nullptr) return 1;
+  std::filesystem::current_path(directory);
+  std::ofstream("mchk_fil") << "01a3\n";
+  std::ofstream("BMCSDR.SDR") << blackbox::SdrText(blackbox::SdrSet(299));
+  Run({TARVEK_PROGRAM, "-ratio"});  // warms the page cache
+
+  std::puts("\nThe tool's own CPU (user and system, logging and start-up included):");
+  Measure("version, 300 records", 299, {"-version", "-sdr"});
+  Measure("update, 300 records", 299, {"-update", "-sdr"});
+  Measure("update with -test", 299, {"-update", "-sdr", "-test"});
+  Measure("backup, 500 records", 499, {"-backup"});
+
+  std::filesystem::current_path("/");
+  std::filesystem::remove_all(directory);
+}
