@@ -10,6 +10,7 @@
 #include <string>
 
 #include "driver/console.h"
+#include "driver/input_file.h"
 #include "driver/run_settings.h"
 #include "driver/text_format.h"
 
@@ -77,7 +78,7 @@ void OutputBmcAccessLog(const unsigned char* request, const unsigned char* respo
 }
 
 void RotateVersionLog() {
-  std::FILE* file = std::fopen(kVersionLog, "r");
+  std::FILE* file = tarvek::OpenInput(kVersionLog);
   if (file == nullptr) return;
   struct stat info {};
   const bool too_large = fstat(fileno(file), &info) == 0 && info.st_size > kMaxVersionLogSize;

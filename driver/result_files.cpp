@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "driver/history_log.h"
+#include "driver/input_file.h"
 #include "driver/run_settings.h"
 
 namespace {
@@ -146,7 +147,7 @@ int CopyXmlFile() {
 }
 
 int CopyFile(const char* source, const char* destination, int /*unused*/) {
-  std::FILE* from = std::fopen(source, "r");
+  std::FILE* from = tarvek::OpenInput(source);
   if (from == nullptr) return 0;
   std::FILE* to = std::fopen(destination, "w");
   if (to == nullptr) {

@@ -24,7 +24,7 @@ constexpr unsigned kNibbleBits = 4;
 constexpr unsigned char kFirstPrintable = 0x20;
 constexpr unsigned char kLastSevenBit = 0x7F;
 constexpr unsigned char kEndOfFileMark = 0x1A;
-constexpr int kMaxCountedLine = 255;  // bytes of a scanned line, its line feed counted
+constexpr std::size_t kMaxCountedLine = 255;  // bytes of a scanned line, its line feed counted
 
 constexpr std::array<unsigned char, 256> MakeNibbleTable() {
   std::array<unsigned char, 256> table{};
@@ -72,7 +72,7 @@ bool IsTextByte(int byte, bool last) {
 /// @return 0, or 81 once 70 or 72 was reported.
 int ScanText(std::FILE* stream, const PrgError& reporter) {
   unsigned short line_number = 1;
-  int counted = 0;
+  std::size_t counted = 0;
   for (int c = std::getc(stream); c != EOF;) {
     const int following = std::getc(stream);
     if (c != '\n' && !IsTextByte(c, following == EOF)) {
@@ -82,7 +82,7 @@ int ScanText(std::FILE* stream, const PrgError& reporter) {
     ++counted;
     // The end of the file counts as one more byte of a last line without a line feed.
     const bool line_ends = c == '\n' || following == EOF;
-    const int length = c == '\n' ? counted : counted + 1;
+    const std::size_t length = c == '\n' ? counted : counted + 1;
     if (line_ends && length > kMaxCountedLine) {
       reporter.Display(kLineTooLong, kFruSdr, line_number, nullptr);
       return kReported;
