@@ -113,8 +113,9 @@ TEST_F(CfgLexer, EveryCommandTakesItsArgumentsAndNotOneMoreOrLonger) {
     SCOPED_TRACE(word.word);
     const auto with = [&word](int count, int length) {
       std::string line(word.word);
-      for (int i = 0; i < count; ++i)
-        line += " " + std::string(static_cast<std::size_t>(length), 'x');
+      for (int i = 0; i < count; ++i) {
+        line.append(" ").append(static_cast<std::size_t>(length), 'x');
+      }
       return line + "\n";
     };
     const int count = word.max_arguments;

@@ -39,7 +39,7 @@ ESTATUS __wrap__ZN7CfgFile7CmdBootEiii(CfgFile* self, int in_if, int branch, int
 int __wrap__ZN7SDRFile8LoadFileEPKcPK6TagTbl(SDRFile* self, const char* path, const TagTbl* tags) {
   std::string load = std::string(path) + "[";
   for (const TagTbl* tag = tags; tag != nullptr; tag = tag->next) {
-    load += (tag == tags ? "" : ",") + std::string(tag->name);
+    load.append(tag == tags ? "" : ",").append(tag->name);
   }
   load += "] c" + std::to_string(gSDRCompare) + (gTempFile != nullptr ? " e" : "");
   TheSeams().loads.push_back(load);
