@@ -733,7 +733,7 @@ TEST_F(ReadingBack, MayBeginInTheMiddle) {
 }
 
 TEST_F(ReadingBack, TheNextRecordIsTheOneThatTheFirstPieceNames) {
-  bmc_.intercept = [this](const Bytes& request) -> std::optional<Reply> {
+  bmc_.intercept = [](const Bytes& request) -> std::optional<Reply> {
     if (!IsRead(request)) return std::nullopt;
     if (request[4] == 0x34)
       return Ok([] {

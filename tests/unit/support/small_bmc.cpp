@@ -28,6 +28,12 @@ Reply Refuse(std::uint8_t completion_code) {
   return reply;
 }
 
+Reply WholeImage(const Bytes& image) {
+  Reply reply;
+  reply.whole_image = image;
+  return reply;
+}
+
 Reply DriverFails() {
   Reply reply;
   reply.send_fails = true;

@@ -15,6 +15,9 @@ Reply Ok(const Bytes& data = {});
 /// An answer of a completion code alone.
 Reply Refuse(std::uint8_t completion_code);
 
+/// What the maker's driver gives, header and all.
+Reply WholeImage(const Bytes& image);
+
 /// An exchange in which the driver fails.
 Reply DriverFails();
 

@@ -193,10 +193,9 @@ TEST_F(Commands, TheNetFnIsCheckedBeforeTheLength) {
   for (const Wrapper& wrapper : Wrappers(out_.data())) {
     SCOPED_TRACE(wrapper.name);
     for (const std::size_t length : {std::size_t{3}, *wrapper.lengths.begin()}) {
-      Reply reply;
-      reply.whole_image = Bytes(length, 0x00);
-      (*reply.whole_image)[0] = static_cast<std::uint8_t>(wrapper.response_netfn - 4);
-      AnswerWith(reply);
+      Bytes image(length, 0x00);
+      image[0] = static_cast<std::uint8_t>(wrapper.response_netfn - 4);
+      AnswerWith(WholeImage(image));
       EXPECT_EQ(wrapper.call(), 0);
       ExpectFailure(6, static_cast<unsigned char>(wrapper.response_netfn - 4));
     }
@@ -206,9 +205,7 @@ TEST_F(Commands, TheNetFnIsCheckedBeforeTheLength) {
 TEST_F(Commands, TheCompletionCodeOfAStrangeNetFnFailsTheExchangeFirst) {
   UseMakerDriver();
   for (const Wrapper& wrapper : Wrappers(out_.data())) {
-    Reply reply;
-    reply.whole_image = Bytes{0x00, wrapper.command, 0xC1};
-    AnswerWith(reply);
+    AnswerWith(WholeImage(Bytes{0x00, wrapper.command, 0xC1}));
     EXPECT_EQ(wrapper.call(), 0) << wrapper.name;
     ExpectFailure(kUntouched, kUntouched);
   }
@@ -217,11 +214,10 @@ TEST_F(Commands, TheCompletionCodeOfAStrangeNetFnFailsTheExchangeFirst) {
 TEST_F(Commands, TheCommandByteOfAResponseIsNotCompared) {
   UseMakerDriver();
   for (const Wrapper& wrapper : Wrappers(out_.data())) {
-    Reply reply;
-    reply.whole_image = Bytes(*wrapper.lengths.begin(), 0x00);
-    (*reply.whole_image)[0] = wrapper.response_netfn;
-    (*reply.whole_image)[1] = 0x99;
-    AnswerWith(reply);
+    Bytes image(*wrapper.lengths.begin(), 0x00);
+    image[0] = wrapper.response_netfn;
+    image[1] = 0x99;
+    AnswerWith(WholeImage(image));
     EXPECT_EQ(wrapper.call(), 1) << wrapper.name;
   }
 }
@@ -229,9 +225,7 @@ TEST_F(Commands, TheCommandByteOfAResponseIsNotCompared) {
 TEST_F(Commands, AnEmptyResponseIsAWrongNetFn) {
   UseMakerDriver();
   for (const Wrapper& wrapper : Wrappers(out_.data())) {
-    Reply reply;
-    reply.whole_image = Bytes{};
-    AnswerWith(reply);
+    AnswerWith(WholeImage({}));
     EXPECT_EQ(wrapper.call(), 0) << wrapper.name;
     ExpectFailure(6, 0x00);
   }
@@ -382,9 +376,7 @@ TEST_F(GetSdr, AWrongNetFnIsType6BeforeTheCompletionCodeCounts) {
     machine().requests.clear();
     bmc_.intercept = [code](const Bytes& request) -> std::optional<Reply> {
       if (!IsGetSdr(request)) return std::nullopt;
-      Reply reply;
-      reply.whole_image = Bytes{0x28, 0x23, code, 0x00};
-      return reply;
+      return WholeImage(Bytes{0x28, 0x23, code, 0x00});
     };
     EXPECT_EQ(Read(), 0);
     ExpectFailure(6, 0x28);

@@ -305,9 +305,7 @@ TEST_F(MakerExchange, SendsTheRawNetFnByteAndTakesTheWholeImageFromTheDriver) {
 }
 
 TEST_F(MakerExchange, TheResponseHeaderIsTheDriversOwn) {
-  Reply strange;
-  strange.whole_image = Bytes{0xAB, 0xCD, 0x00};
-  AnswerWith(strange);
+  AnswerWith(WholeImage(Bytes{0xAB, 0xCD, 0x00}));
   EXPECT_EQ(Send({0x18, 0x01}, 30), 0);
   EXPECT_EQ(Response(3), (Bytes{0xAB, 0xCD, 0x00}));
 }
@@ -324,9 +322,7 @@ TEST_F(MakerExchange, OpensAndClosesTheNodeAroundEveryRequest) {
 }
 
 TEST_F(MakerExchange, AnIoctlResultOfZeroIsAnEmptyResponse) {
-  Reply empty;
-  empty.whole_image = Bytes{};
-  AnswerWith(empty);
+  AnswerWith(WholeImage({}));
   EXPECT_EQ(Send({0x18, 0x01}, 30), 0);
   EXPECT_EQ(length_, 0);
   EXPECT_TRUE(UntouchedBehind(0));
@@ -350,9 +346,7 @@ TEST_F(MakerExchange, ANodeThatHasGoneShowsInTheIoctl) {
 TEST_F(MakerExchange, AResponseLongerThanTheBufferIsCutToIt) {
   for (const std::size_t length : {17U, 300U, 2048U}) {
     response_.fill(kUntouched);
-    Reply reply;
-    reply.whole_image = Bytes(length, 0x77);
-    AnswerWith(reply);
+    AnswerWith(WholeImage(Bytes(length, 0x77)));
     EXPECT_EQ(Send({0x18, 0x01}, 14), 0);
     EXPECT_EQ(length_, 16) << length;
     EXPECT_EQ(Response(16), Bytes(16, 0x77)) << length;
@@ -361,9 +355,7 @@ TEST_F(MakerExchange, AResponseLongerThanTheBufferIsCutToIt) {
 }
 
 TEST_F(MakerExchange, TheLengthIsOneByteSo256ReadsAsZero) {
-  Reply reply;
-  reply.whole_image = Bytes(2000, 0x77);
-  AnswerWith(reply);
+  AnswerWith(WholeImage(Bytes(2000, 0x77)));
   EXPECT_EQ(Send({0xF8, 0x12}, 254), 0);
   EXPECT_EQ(length_, 0);
   EXPECT_EQ(Response(256), Bytes(256, 0x77));

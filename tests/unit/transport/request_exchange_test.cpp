@@ -318,18 +318,14 @@ class MakersExchange : public RequestExchange {
 };
 
 TEST_F(MakersExchange, AnEmptyAnswerReadsAsCompletionCodeZero) {
-  Reply empty;
-  empty.whole_image = Bytes{};
-  AnswerWith(empty);
+  AnswerWith(WholeImage({}));
   EXPECT_EQ(Send({0x28, 0x22}), 0);
   EXPECT_EQ(length_, 0);
   EXPECT_STREQ(ipmi_rcv_image, "Rec: ");
 }
 
 TEST_F(MakersExchange, AnOverlongAnswerStaysInsideTheBuffer) {
-  Reply reply;
-  reply.whole_image = Bytes(2048, 0x77);
-  AnswerWith(reply);
+  AnswerWith(WholeImage(Bytes(2048, 0x77)));
   EXPECT_EQ(Send({0x28, 0x22}, 14), 81);
   EXPECT_EQ(length_, 16);
   EXPECT_EQ(std::string(ipmi_rcv_image), HexText("Rec: ", Bytes(16, 0x77)));
