@@ -9,6 +9,7 @@
 #include "driver/run_settings.h"
 #include "driver/single_run_lock.h"
 #include "errors/prg_error.h"
+#include "errors/reserve_block.h"
 #include "sdrfile/lib_funct.h"
 #include "sdrfile/sdr_file.h"
 #include "transport/ipmi_commands.h"
@@ -55,6 +56,7 @@ void ResetReporting() {
   type2_wait_time = 30;
   sem_ptr = nullptr;
   PrgError::firstError = true;
+  if (gErrorBlock == nullptr) gErrorBlock = new (std::nothrow) char[kReserveBlockSize];
   Clear(ipmi_snd_image);
   Clear(ipmi_rcv_image);
 }
