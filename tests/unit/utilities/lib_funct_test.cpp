@@ -39,7 +39,7 @@ class Utilities : public FreshRun {
 // SleepMs
 
 TEST_F(Utilities, SleepsForMilliseconds) {
-  for (const std::uint64_t ms : {0, 1, 500, 10000, 65535}) {
+  for (const std::uint64_t ms : {0U, 1U, 500U, 10000U, 65535U}) {
     machine().sleeps.clear();
     EXPECT_EQ(fruLib.SleepMs(static_cast<unsigned short>(ms)), 0);
     EXPECT_EQ(machine().sleeps, std::vector<std::uint64_t>{ms * 1000});
