@@ -169,7 +169,10 @@ int get_backup(const char* path) {
     return 0;
   }
   ClearImage();
-  return ReadBlocks(fd) ? chk_backup() : 0;
+  if (!ReadBlocks(fd)) return 0;
+  if (chk_backup() == 1) return 1;
+  close(fd);
+  return 0;
 }
 
 int chk_backup() {

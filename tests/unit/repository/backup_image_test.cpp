@@ -449,7 +449,7 @@ TEST_F(BackupImage, APipeWithoutAWriterIsATruncatedFile) {
   EXPECT_THAT(LogTexts(), ElementsAre(kShortRead));
 }
 
-TEST_F(BackupImage, StaysOpenAfterARestoreAndIsClosedAfterAReadError) {
+TEST_F(BackupImage, StaysOpenAfterARestoreAndIsClosedAfterAFailure) {
   WriteFile("image", AsText(small_.Whole()));
   const std::ptrdiff_t before = OpenDescriptors();
   const int next = dup(STDERR_FILENO);
@@ -458,6 +458,9 @@ TEST_F(BackupImage, StaysOpenAfterARestoreAndIsClosedAfterAReadError) {
   EXPECT_EQ(OpenDescriptors(), before + 1);
   close(next);
   WriteFile("image", "KOV IPMI");
+  EXPECT_EQ(get_backup("image"), 0);
+  EXPECT_EQ(OpenDescriptors(), before);
+  WriteFile("image", std::string(kAreaStart, '\0'));
   EXPECT_EQ(get_backup("image"), 0);
   EXPECT_EQ(OpenDescriptors(), before);
 }
