@@ -26,7 +26,8 @@ inline BmcDescription ipm_bmc;  // kept beside a loaded image; read by nothing
 int sdrBinCreate(const char* path);
 
 /// Writes an image of what chk_ipmi_version(), get_new_sdr() and get_new_sdr_info() left in memory.
-/// A file that could not be written as a whole stays as it is.
+/// A file that could not be written as a whole stays as it is. A pipe without a reader does not
+/// hold the caller up: it cannot be created.
 /// @return 1, or 0 after a failure, which was reported: 78 when the file cannot be created, 31.
 int set_backup(const char* path);
 

@@ -21,7 +21,7 @@ class CProto : public LibFunct {
   ///
   /// @param req      request image, `len` bytes (2 to 255).
   /// @param resp     receives the response image; cleared first. Holds the capacity and 2 bytes.
-  /// @param resplen  in: capacity behind the two header bytes, at most 254 (low byte used).
+  /// @param resplen  in: capacity behind the two header bytes, 1 to 254 (low byte used).
   ///   Out: bytes received; unchanged after a driver failure.
   /// @return 0 with completion code 0; 28 or 29 after a driver failure (reported); 81 when the
   ///   failure was reported or is silent; 26 in place of 81 for a bad completion code once

@@ -235,6 +235,12 @@ TEST_F(BackupImage, TheReasonOfAFailedCreateIsItsErrno) {
   EXPECT_EQ(ReadFile("Update_normal.xml"), ResultText("SDR078"));
 }
 
+TEST_F(BackupImage, APipeWithoutAReaderCannotBeCreated) {
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  EXPECT_EQ(set_backup("pipe"), 0);
+  EXPECT_THAT(LogTexts(), ElementsAre("Error, failed to open output bin file _open : errno=6"));
+}
+
 TEST_F(BackupImage, TheCreationTimeIsLocalStandardTime) {
   struct Case {
     const char* zone;
