@@ -18,7 +18,7 @@ constexpr std::size_t kEraseProgress = 3;
 constexpr std::size_t kReadOffset = 6;
 
 // Room for the trace of one request: three characters a byte, and the plan's words.
-constexpr std::size_t kMaxLine = 3 * 2 * kMaxImage + 4096;
+constexpr std::size_t kMaxTrace = std::size_t{3} * 2 * kMaxImage + 4096;
 
 bool IsGetSdr(std::span<const std::uint8_t> request) {
   return request.size() > kReadOffset && ((request[0] == kNetFnStorage && request[1] == kGetSdr) ||
@@ -112,7 +112,7 @@ class TraceText {
   std::span<const char> text() const { return {text_.data(), size_}; }
 
  private:
-  std::array<char, kMaxLine> text_;
+  std::array<char, kMaxTrace> text_;
   std::size_t size_ = 0;
 };
 

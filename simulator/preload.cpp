@@ -155,7 +155,7 @@ class Machine final : public ExchangeHost {
   /// @return 0 or an errno (EINTR).
   int Pass(std::int64_t nanoseconds);
 
-  void Raise(int signal) override { raise(signal); }
+  void Raise(int signal) override { (void)raise(signal); }
   void BeginRequest() override;
   void EndRequest() override;
   std::uint32_t Now() override;
@@ -473,8 +473,11 @@ bool OpenSimulated(const char* path, int flags, int& result) {
   return true;
 }
 
-// open's third argument counts only when the flags say so.
-bool WantsMode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
+// open has a mode only when the flags say so.
+mode_t TakeMode(int flags, va_list arguments) {
+  const bool has_mode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  return has_mode ? va_arg(arguments, mode_t) : 0;
+}
 
 int OpenAny(const char* path, int flags, mode_t mode) {
   int result = -1;
@@ -518,50 +521,39 @@ using bmcsim::g_machine;
 using bmcsim::Real;
 
 BMCSIM_EXPORT int open(const char* path, int flags, ...) {
-  mode_t mode = 0;
-  if (bmcsim::WantsMode(flags)) {
-    va_list arguments;
-    va_start(arguments, flags);
-    mode = va_arg(arguments, mode_t);
-    va_end(arguments);
-  }
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = bmcsim::TakeMode(flags, arguments);
+  va_end(arguments);
   return bmcsim::OpenAny(path, flags, mode);
 }
 
 BMCSIM_EXPORT int open64(const char* path, int flags, ...) {
-  mode_t mode = 0;
-  if (bmcsim::WantsMode(flags)) {
-    va_list arguments;
-    va_start(arguments, flags);
-    mode = va_arg(arguments, mode_t);
-    va_end(arguments);
-  }
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = bmcsim::TakeMode(flags, arguments);
+  va_end(arguments);
   return bmcsim::OpenAny(path, flags, mode);
 }
 
 BMCSIM_EXPORT int openat(int directory, const char* path, int flags, ...) {
-  mode_t mode = 0;
-  if (bmcsim::WantsMode(flags)) {
-    va_list arguments;
-    va_start(arguments, flags);
-    mode = va_arg(arguments, mode_t);
-    va_end(arguments);
-  }
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = bmcsim::TakeMode(flags, arguments);
+  va_end(arguments);
   return bmcsim::OpenAnyAt(directory, path, flags, mode);
 }
 
 BMCSIM_EXPORT int openat64(int directory, const char* path, int flags, ...) {
-  mode_t mode = 0;
-  if (bmcsim::WantsMode(flags)) {
-    va_list arguments;
-    va_start(arguments, flags);
-    mode = va_arg(arguments, mode_t);
-    va_end(arguments);
-  }
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = bmcsim::TakeMode(flags, arguments);
+  va_end(arguments);
   return bmcsim::OpenAnyAt(directory, path, flags, mode);
 }
 
-// What a hardened program calls in place of open without a mode.
+// What a hardened program calls in place of open without a mode; the names are the C library's.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 BMCSIM_EXPORT int __open_2(const char* path, int flags) { return bmcsim::OpenAny(path, flags, 0); }
 BMCSIM_EXPORT int __open64_2(const char* path, int flags) {
   return bmcsim::OpenAny(path, flags, 0);
@@ -572,6 +564,7 @@ BMCSIM_EXPORT int __openat_2(int directory, const char* path, int flags) {
 BMCSIM_EXPORT int __openat64_2(int directory, const char* path, int flags) {
   return bmcsim::OpenAnyAt(directory, path, flags, 0);
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 BMCSIM_EXPORT int close(int fd) {
   bmcsim::Port* port = g_machine.started() ? g_machine.FindPort(fd) : nullptr;

@@ -46,7 +46,7 @@ constexpr RecordKind kRecordKinds[] = {
 template <typename... Arguments>
 std::string Format(const char* format, Arguments... arguments) {
   std::array<char, 160> text{};
-  std::snprintf(text.data(), text.size(), format, arguments...);
+  (void)std::snprintf(text.data(), text.size(), format, arguments...);
   return text.data();
 }
 
@@ -74,7 +74,7 @@ std::string TimeText(std::uint32_t seconds) {
   std::tm utc = {};
   std::array<char, 32> text{};
   if (gmtime_r(&time, &utc) == nullptr) return {};
-  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &utc);
+  (void)std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &utc);
   return text.data();
 }
 

@@ -26,8 +26,9 @@ std::string ToHex(const Bytes& bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) {
     char pair[4];
-    std::snprintf(pair, sizeof pair, "%02X", byte);
-    text += (text.empty() ? "" : " ") + std::string(pair);
+    (void)std::snprintf(pair, sizeof pair, "%02X", byte);
+    if (!text.empty()) text += ' ';
+    text += pair;
   }
   return text;
 }

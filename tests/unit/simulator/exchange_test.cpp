@@ -232,7 +232,7 @@ TEST_F(ExchangeTest, LongestAnswerFitsTheTrace) {
   Plan("any: length 2048");
   Run("28 22");
   EXPECT_EQ(outcome_.size, bmcsim::kMaxImage);
-  EXPECT_EQ(host_.trace.size(), std::string("> 28 22\n< ").size() + 3 * 2048 - 1 +
+  EXPECT_EQ(host_.trace.size(), std::string("> 28 22\n< ").size() + 3 * bmcsim::kMaxImage - 1 +
                                     std::string(" ! length 2048\n").size());
   EXPECT_TRUE(host_.trace.ends_with(" 00 ! length 2048\n"));
 }

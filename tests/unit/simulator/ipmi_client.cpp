@@ -244,7 +244,7 @@ class Script {
   bool Run() {
     while (!words_.empty()) {
       if (!Step(Next())) return false;
-      std::fflush(stdout);
+      (void)std::fflush(stdout);
     }
     return true;
   }
@@ -323,8 +323,8 @@ class Script {
     if (step == "say") {
       std::printf("%s\n", Next());
     } else if (step == "survive") {
-      std::signal(SIGTERM, Caught);
-      std::signal(SIGUSR1, Caught);
+      (void)std::signal(SIGTERM, Caught);
+      (void)std::signal(SIGUSR1, Caught);
     } else if (step == "loop") {
       const long count = NextNumber();
       const Bytes image = ParseHex(Next());

@@ -143,7 +143,7 @@ TEST_F(StateFileTest, TheLockOfADeadProcessIsGone) {
     std::string error;
     if (!file.Open(path_, error)) _exit(1);
     file.Lock();
-    raise(SIGKILL);
+    (void)raise(SIGKILL);
   }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
