@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "config/cfg_file.h"
-#include "driver/input_file.h"
+#include "driver/text_file.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "driver/console.h"
-#include "driver/input_file.h"
 #include "driver/run_settings.h"
+#include "driver/text_file.h"
 #include "driver/text_format.h"
 
 namespace {
@@ -64,7 +64,7 @@ void LogBytes(const char* caption, std::span<const unsigned char> bytes) {
 void Bmc_HistoryLog(std::string_view text) {
   if (g_display_flg == 1 || g_eu_flg == kNoMode) EchoToConsole(text);
 
-  std::FILE* file = std::fopen(LogFileName(), "a");
+  std::FILE* file = tarvek::OpenOutput(LogFileName(), tarvek::Keep::kContent);
   if (file == nullptr) return;
   const std::string line = ComposeLine(text) + '\n';
   std::fwrite(line.data(), 1, line.size(), file);

@@ -20,8 +20,10 @@ void OccupyStandardDescriptors() {
 
 int main(int argc, char* argv[]) {
   OccupyStandardDescriptors();
-  // A console that goes away must not end an update in its middle.
+  // Neither a console that goes away nor a log that has grown to the caller's file-size limit
+  // may end an update in its middle.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   const std::span<char* const> arguments(argv, static_cast<std::size_t>(argc));
   return tarvek::Run(arguments.empty() ? arguments : arguments.subspan(1));
 }

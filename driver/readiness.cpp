@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "driver/history_log.h"
-#include "driver/input_file.h"
 #include "driver/result_files.h"
+#include "driver/text_file.h"
 #include "driver/text_format.h"
 #include "transport/ipmi_driver.h"
 #include "transport/ipmi_layout.h"

@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "driver/history_log.h"
-#include "driver/input_file.h"
 #include "driver/run_settings.h"
+#include "driver/text_file.h"
 
 namespace {
 
@@ -109,7 +109,7 @@ int XmlWrite(int mode, const std::string& code, const std::string& data1,
 
   const char* name = ResultFileName(mode);
   if (name == nullptr) return 0;
-  std::FILE* file = std::fopen(get_xml_file(name).c_str(), "w");
+  std::FILE* file = tarvek::OpenOutput(get_xml_file(name).c_str(), tarvek::Keep::kNothing);
   if (file == nullptr) return 1;
   const std::string text =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -149,7 +149,7 @@ int CopyXmlFile() {
 int CopyFile(const char* source, const char* destination, int /*unused*/) {
   std::FILE* from = tarvek::OpenInput(source);
   if (from == nullptr) return 0;
-  std::FILE* to = std::fopen(destination, "w");
+  std::FILE* to = tarvek::OpenOutput(destination, tarvek::Keep::kNothing);
   if (to == nullptr) {
     std::fclose(from);
     return 0;

@@ -93,11 +93,6 @@ bool NeedsRepositoryIdentity() {
   return g_eu_flg == kVersionQuery || g_eu_flg == kNormalUpdate;
 }
 
-std::uint32_t StampAt(const unsigned char* bytes) {
-  constexpr unsigned kWordBits = 16;
-  return ReadWord(bytes) | (ReadWord(bytes + 2) << kWordBits);
-}
-
 /// Learns which SDR set the BMC holds: from the cache while the repository has not changed, else
 /// from its records.
 /// @return false when the BMC did not tell; reported.
@@ -108,8 +103,8 @@ bool ReadRepositoryIdentity() {
     return false;
   }
   sdrRecordSize = static_cast<int>(ReadWord(info.data() + kControlRecordCount));
-  const RepositoryStamps stamps{StampAt(info.data() + kControlAdditionTime),
-                                StampAt(info.data() + kControlEraseTime)};
+  const RepositoryStamps stamps{ReadLong(info.data() + kControlAdditionTime),
+                                ReadLong(info.data() + kControlEraseTime)};
   LoadVersionCache(stamps);
   if (!g_HW_sdr_version.empty()) return true;
   if ((get_new_sdr() & kLowWord) != 1) return false;

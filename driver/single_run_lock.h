@@ -6,6 +6,7 @@
 
 #include <atomic>
 
+static_assert(std::atomic<sem_t*>::is_always_lock_free, "a signal handler reads it");
 inline std::atomic<sem_t*> sem_ptr{nullptr};  // the lock's handle; null while this run has it not
 
 /// Takes the lock; a version query only tests it and gives it back at once, and a progress

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "driver/input_file.h"
 #include "driver/run_settings.h"
+#include "driver/text_file.h"
 
 namespace tarvek {
 namespace {
@@ -15,10 +15,10 @@ constexpr const char* kCacheName = "sdrversion_HW";
 constexpr int kTextLineSize = 254;  // bytes, the terminator included
 
 /// Reads a hexadecimal number and the white space behind it.
-std::optional<unsigned long> ReadStamp(std::FILE* file) {
-  unsigned long stamp = 0;
+std::optional<unsigned long long> ReadStamp(std::FILE* file) {
+  unsigned long long stamp = 0;
   // A number that is too large comes out as the largest one, which is no time stamp either.
-  if (std::fscanf(file, "%lx\n", &stamp) != 1) return std::nullopt;  // NOLINT(cert-err34-c)
+  if (std::fscanf(file, "%llx\n", &stamp) != 1) return std::nullopt;  // NOLINT(cert-err34-c)
   return stamp;
 }
 
@@ -37,8 +37,8 @@ std::string ReadText(std::FILE* file) {
 void LoadVersionCache(const RepositoryStamps& stamps) {
   std::FILE* const file = OpenInput(kCacheName);
   if (file == nullptr) return;
-  const std::optional<unsigned long> addition = ReadStamp(file);
-  const std::optional<unsigned long> erase = ReadStamp(file);
+  const std::optional<unsigned long long> addition = ReadStamp(file);
+  const std::optional<unsigned long long> erase = ReadStamp(file);
   if (addition == stamps.addition && erase == stamps.erase) {
     g_HW_sdr_version = ReadText(file);
     gCFGIdentifyOEMSDR = ReadText(file);
@@ -47,7 +47,7 @@ void LoadVersionCache(const RepositoryStamps& stamps) {
 }
 
 void StoreVersionCache(const RepositoryStamps& stamps) {
-  std::FILE* const file = std::fopen(kCacheName, "w");
+  std::FILE* const file = OpenOutput(kCacheName, Keep::kNothing);
   if (file == nullptr) return;
   std::fprintf(file, "%04x\n%04x\n%s\n", stamps.addition, stamps.erase, g_HW_sdr_version.c_str());
   if (!gCFGIdentifyOEMSDR.empty()) std::fprintf(file, "%s\n", gCFGIdentifyOEMSDR.c_str());

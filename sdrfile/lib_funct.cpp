@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "driver/history_log.h"
-#include "driver/input_file.h"
+#include "driver/text_file.h"
 #include "driver/text_format.h"
 
 namespace {

@@ -152,6 +152,7 @@ TEST_F(Rotation, LeavesTheOtherLogsAlone) {
   CreateServer();
   Write("tarvek.log", std::string(2000001, 'x'));
   Write("tarvek_ratio.log", std::string(2000001, 'x'));
+  Tarvek({"-version"});
   Tarvek({"-ratio"});
   Tarvek({"-update"});
   EXPECT_GT(Read("tarvek.log").size(), 2000001U);

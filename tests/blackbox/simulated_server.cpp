@@ -1,11 +1,11 @@
 #include "tests/blackbox/simulated_server.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -72,22 +72,32 @@ std::string TakeFile(int fd) {
 
 }  // namespace
 
-Outcome RunProgram(const std::vector<std::string>& arguments, const std::string& directory,
-                   const std::string& input) {
+Started StartProgram(const std::vector<std::string>& arguments, const std::string& directory,
+                     const std::string& input) {
   const int in = FileWith(input);
-  const int out = FileWith("");
-  const int err = FileWith("");
-  const pid_t child = fork();
-  if (child == 0) Exec(arguments, directory, in, out, err);
-  int status = 0;
-  waitpid(child, &status, 0);
+  Started started;
+  started.output = FileWith("");
+  started.errors = FileWith("");
+  started.pid = fork();
+  if (started.pid == 0) Exec(arguments, directory, in, started.output, started.errors);
   close(in);
+  return started;
+}
+
+Outcome WaitFor(const Started& started) {
+  int status = 0;
+  waitpid(started.pid, &status, 0);
   Outcome outcome;
   if (WIFEXITED(status)) outcome.exit_status = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
-  outcome.console = TakeFile(out);
-  outcome.errors = TakeFile(err);
+  outcome.console = TakeFile(started.output);
+  outcome.errors = TakeFile(started.errors);
   return outcome;
+}
+
+Outcome RunProgram(const std::vector<std::string>& arguments, const std::string& directory,
+                   const std::string& input) {
+  return WaitFor(StartProgram(arguments, directory, input));
 }
 
 void SimulatedServer::SetUp() {
@@ -119,8 +129,8 @@ void SimulatedServer::CreateServer(int old_records, const std::string& version) 
   Write("ZetaInfo.xml", "");
 }
 
-Outcome SimulatedServer::Tarvek(const std::vector<std::string>& arguments,
-                                const RunOptions& options) {
+std::vector<std::string> SimulatedServer::Launch(const std::vector<std::string>& arguments,
+                                                 const RunOptions& options) const {
   std::vector<std::string> words{BMCSIM_PROGRAM,
                                  "--state",
                                  (state_ / "bmc").string(),
@@ -134,7 +144,28 @@ Outcome SimulatedServer::Tarvek(const std::vector<std::string>& arguments,
   words.insert(words.end(), options.launcher.begin(), options.launcher.end());
   words.insert(words.end(), {"--", TARVEK_PROGRAM});
   words.insert(words.end(), arguments.begin(), arguments.end());
-  return RunProgram(words, (directory_ / options.directory).string(), options.input);
+  return words;
+}
+
+Outcome SimulatedServer::Tarvek(const std::vector<std::string>& arguments,
+                                const RunOptions& options) {
+  return RunProgram(Launch(arguments, options), (directory_ / options.directory).string(),
+                    options.input);
+}
+
+Started SimulatedServer::TarvekUntilStopped(const std::vector<std::string>& arguments,
+                                            const RunOptions& options) {
+  const Started started = StartProgram(Launch(arguments, options),
+                                       (directory_ / options.directory).string(), options.input);
+  int status = 0;
+  waitpid(started.pid, &status, WUNTRACED);
+  EXPECT_TRUE(WIFSTOPPED(status));
+  return started;
+}
+
+Outcome SimulatedServer::Continue(const Started& stopped) {
+  kill(stopped.pid, SIGCONT);
+  return WaitFor(stopped);
 }
 
 std::vector<std::string> SimulatedServer::Repository() {

@@ -29,6 +29,13 @@ struct RunOptions {
   std::vector<std::string> launcher;  // further arguments for the launcher
 };
 
+/// A program that was started and not yet waited for.
+struct Started {
+  int pid = -1;
+  int output = -1;
+  int errors = -1;
+};
+
 /// Where the virtual clock starts: 2001-09-09 01:46:40 UTC.
 inline constexpr long kEpoch = 1000000000;
 
@@ -46,6 +53,13 @@ class SimulatedServer : public ::testing::Test {
 
   /// Runs `tarvek` with `arguments` to its end.
   Outcome Tarvek(const std::vector<std::string>& arguments, const RunOptions& options = {});
+
+  /// Starts `tarvek` under a fault plan that stops it (signal STOP), and waits until it has
+  /// stopped.
+  /// @return the run, to be handed to Continue().
+  Started TarvekUntilStopped(const std::vector<std::string>& arguments, const RunOptions& options);
+  /// Lets a stopped run go on to its end.
+  static Outcome Continue(const Started& stopped);
 
   /// The repository that the BMC serves, record by record in hex, as the simulator dumps it:
   /// without record IDs.
@@ -73,9 +87,19 @@ class SimulatedServer : public ::testing::Test {
   std::string Path(const std::string& name) const { return (directory_ / name).string(); }
 
  private:
+  std::vector<std::string> Launch(const std::vector<std::string>& arguments,
+                                  const RunOptions& options) const;
+
   std::filesystem::path directory_;
   std::filesystem::path state_;  // the BMC's state and its trace live beside the directory
 };
+
+/// Starts a program in a working directory, with `input` as its standard input.
+Started StartProgram(const std::vector<std::string>& arguments, const std::string& directory,
+                     const std::string& input = "");
+
+/// Waits for the end of a program.
+Outcome WaitFor(const Started& started);
 
 /// Runs a program to its end. `directory` is its working directory.
 Outcome RunProgram(const std::vector<std::string>& arguments, const std::string& directory,

@@ -93,6 +93,29 @@ TEST_F(Update, GoesBackWhenItIsForced) {
   EXPECT_EQ(Repository(), HexOf(SdrSet(2, "SDR Version 01.01")));
 }
 
+TEST_F(Update, RewritesTheSameVersionWhenItIsForced) {
+  CreateServer(3);
+  Write("BMCSDR.SDR", SdrText(SdrSet(2, "SDR Version 01.02")));
+  Tarvek({"-update", "-sdr"});
+  EXPECT_EQ(Read("Update_normal.xml"), ResultText("Down Grade"));
+  Tarvek({"-update", "-sdr", "-force"});
+  EXPECT_EQ(Read("Update_force.xml"), ResultText("Complete"));
+  EXPECT_EQ(Repository(), HexOf(SdrSet(2, "SDR Version 01.02")));
+}
+
+TEST_F(Update, EndsWhenTheRepositoryInfoCannotBeRead) {
+  CreateServer(1);
+  Write("BMCSDR.SDR", SdrText(SdrSet(1)));
+  RunOptions options;
+  options.fault = "get-sdr-repository-info: length 16";
+  Tarvek({"-update", "-sdr"}, options);
+  EXPECT_EQ(Read("Update_normal.xml"), ResultText("SDR030"));
+  EXPECT_EQ(Log()[5],
+            "Error, IPMI comand error for Backup/GetSdrVersion Command: Get SDR Repository Info "
+            "illegal Size : 10 h");
+  EXPECT_EQ(Requests().size(), 2U);
+}
+
 TEST_F(Update, ForcedNeedsNoVersionInTheInput) {
   CreateServer(3);
   Write("BMCSDR.SDR", SdrText({SensorRecord(1, "Only")}));

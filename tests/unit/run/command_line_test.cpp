@@ -23,7 +23,7 @@ class CommandLine : public tarvek_test::FreshRun {
   std::vector<char*> arguments_;
 };
 
-TEST_F(CommandLine, HasTheDefaultsOfASettingThatIsNotGiven) {
+TEST_F(CommandLine, LeavesSettingsAloneThatAreNotGiven) {
   ASSERT_TRUE(Parse({"-update", "-sdr"}));
   EXPECT_EQ(g_force_flg, 2);
   EXPECT_EQ(g_direct_flg, 0);

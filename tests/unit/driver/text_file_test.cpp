@@ -1,4 +1,4 @@
-#include "driver/input_file.h"
+#include "driver/text_file.h"
 
 #include <sys/stat.h>
 
@@ -10,6 +10,7 @@ namespace tarvek_test {
 namespace {
 
 using InputFile = FreshRun;
+using OutputFile = FreshRun;
 
 TEST_F(InputFile, OpensAFileForReading) {
   WriteFile("in.txt", "ab");
@@ -42,6 +43,39 @@ TEST_F(InputFile, ADirectoryReadsAsEmpty) {
   ASSERT_NE(stream, nullptr);
   EXPECT_EQ(std::getc(stream), EOF);
   std::fclose(stream);
+}
+
+TEST_F(InputFile, ADeviceIsRefused) {
+  EXPECT_EQ(tarvek::OpenInput("/dev/zero"), nullptr);
+  std::filesystem::create_symlink("/dev/zero", "endless");
+  EXPECT_EQ(tarvek::OpenInput("endless"), nullptr);
+}
+
+void Put(const char* path, tarvek::Keep keep, const char* text) {
+  std::FILE* const stream = tarvek::OpenOutput(path, keep);
+  ASSERT_NE(stream, nullptr);
+  std::fputs(text, stream);
+  std::fclose(stream);
+}
+
+TEST_F(OutputFile, IsCreatedReplacedOrGoneOnWith) {
+  Put("out.txt", tarvek::Keep::kContent, "one");
+  EXPECT_EQ(ReadFile("out.txt"), "one");
+  Put("out.txt", tarvek::Keep::kContent, "two");
+  EXPECT_EQ(ReadFile("out.txt"), "onetwo");
+  Put("out.txt", tarvek::Keep::kNothing, "3");
+  EXPECT_EQ(ReadFile("out.txt"), "3");
+}
+
+TEST_F(OutputFile, APipeWithoutAReaderCannotBeOpened) {
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  EXPECT_EQ(tarvek::OpenOutput("pipe", tarvek::Keep::kNothing), nullptr);
+  EXPECT_EQ(tarvek::OpenOutput("pipe", tarvek::Keep::kContent), nullptr);
+}
+
+TEST_F(OutputFile, ADirectoryCannotBeOpened) {
+  EXPECT_EQ(tarvek::OpenOutput(".", tarvek::Keep::kNothing), nullptr);
+  EXPECT_EQ(tarvek::OpenOutput("none/out.txt", tarvek::Keep::kNothing), nullptr);
 }
 
 }  // namespace

@@ -1,0 +1,42 @@
+#include "driver/text_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tarvek {
+namespace {
+
+constexpr mode_t kOutputMode = 0666;  // less what the caller's umask takes away
+
+/// Makes a stream of a descriptor, or closes it.
+std::FILE* StreamOf(int fd, const char* mode) {
+  if (fd < 0) return nullptr;
+  std::FILE* const stream = fdopen(fd, mode);
+  if (stream == nullptr) close(fd);
+  return stream;
+}
+
+bool IsDevice(int fd) {
+  struct stat info {};
+  return fstat(fd, &info) == 0 && (S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode));
+}
+
+}  // namespace
+
+std::FILE* OpenInput(const char* path) {
+  const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (fd >= 0 && IsDevice(fd)) {
+    close(fd);
+    return nullptr;
+  }
+  return StreamOf(fd, "r");
+}
+
+std::FILE* OpenOutput(const char* path, Keep keep) {
+  const int how = keep == Keep::kContent ? O_APPEND : O_TRUNC;
+  const int fd = open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | how, kOutputMode);
+  return StreamOf(fd, keep == Keep::kContent ? "a" : "w");
+}
+
+}  // namespace tarvek

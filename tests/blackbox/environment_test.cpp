@@ -1,0 +1,106 @@
+// What surrounds a run: closed descriptors, broken consoles, limits, and files that are not files.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "tests/blackbox/sdr_text.h"
+#include "tests/blackbox/simulated_server.h"
+
+namespace blackbox {
+namespace {
+
+class Environment : public SimulatedServer {
+ protected:
+  void SetUp() override {
+    SimulatedServer::SetUp();
+    CreateServer(1);
+    Write("BMCSDR.SDR", SdrText(SdrSet(2)));
+  }
+
+  /// Runs an update through a shell command that has "$@" in place of the tool.
+  Outcome UpdateThrough(const std::string& command) {
+    RunOptions options;
+    options.launcher = {"--", "/bin/sh", "-c", "shift; " + command, "sh"};
+    return Tarvek({"-update", "-sdr", "-display"}, options);
+  }
+
+  void ExpectComplete() {
+    EXPECT_EQ(Read("Update_normal.xml"), ResultText("Complete"));
+    EXPECT_EQ(Repository(), HexOf(SdrSet(2)));
+    EXPECT_FALSE(LockExists());
+  }
+};
+
+TEST_F(Environment, MayHaveNoStandardDescriptors) {
+  EXPECT_EQ(UpdateThrough("exec \"$@\" <&- >&- 2>&-").exit_status, 0);
+  ExpectComplete();
+  EXPECT_EQ(Log()[0], "=== Tarvek start ===");
+}
+
+TEST_F(Environment, MayLoseItsConsole) {
+  EXPECT_EQ(UpdateThrough("\"$@\" | true").exit_status, 0);
+  ExpectComplete();
+}
+
+TEST_F(Environment, MayHaveAFullConsole) {
+  EXPECT_EQ(UpdateThrough("exec \"$@\" >/dev/full").exit_status, 0);
+  ExpectComplete();
+}
+
+TEST_F(Environment, MayLimitTheSizeOfFiles) {
+  Write("tarvek.log", std::string(16384, 'x') + "\n");
+  EXPECT_EQ(UpdateThrough("ulimit -f 8; exec \"$@\"").exit_status, 0);
+  ExpectComplete();
+}
+
+TEST_F(Environment, MayLimitDescriptorsAndStack) {
+  EXPECT_EQ(UpdateThrough("ulimit -n 12; ulimit -s 128; exec \"$@\"").exit_status, 0);
+  ExpectComplete();
+}
+
+TEST_F(Environment, MayHavePipesInPlaceOfItsOutputs) {
+  for (const char* name : {"tarvek.log", "sdrversion_HW", "Get_ratio.xml_tmp"}) {
+    ASSERT_EQ(mkfifo(Path(name).c_str(), 0600), 0);
+  }
+  EXPECT_EQ(Tarvek({"-update", "-sdr"}).exit_status, 0);
+  ExpectComplete();
+}
+
+TEST_F(Environment, MayHaveAPipeInPlaceOfTheResult) {
+  ASSERT_EQ(mkfifo(Path("Update_normal.xml").c_str(), 0600), 0);
+  EXPECT_EQ(Tarvek({"-update", "-sdr"}).exit_status, 0);
+  EXPECT_EQ(Repository(), HexOf(SdrSet(2)));
+}
+
+TEST_F(Environment, MayHaveAPipeOrADeviceInPlaceOfItsInputs) {
+  for (const char* name : {"BMCSDR.SDR", "mchk_fil"}) {
+    for (const bool pipe : {true, false}) {
+      SCOPED_TRACE(name);
+      CreateServer(1);
+      Write("BMCSDR.SDR", SdrText(SdrSet(2)));
+      Remove(name);
+      if (pipe) {
+        ASSERT_EQ(mkfifo(Path(name).c_str(), 0600), 0);
+      } else {
+        std::filesystem::create_symlink("/dev/zero", Path(name));
+      }
+      const std::vector<std::string> before = Repository();
+      EXPECT_EQ(Tarvek({"-update", "-sdr"}).exit_status, 0);
+      EXPECT_NE(Read("Update_normal.xml"), ResultText("Complete"));
+      EXPECT_EQ(Repository(), before);
+      EXPECT_FALSE(LockExists());
+      Remove(name);
+    }
+  }
+}
+
+TEST_F(Environment, MayHaveDirectoriesInPlaceOfItsOutputs) {
+  for (const char* name : {"tarvek.log", "sdrversion_HW", "Get_ratio.xml_tmp"}) {
+    std::filesystem::create_directory(directory() / name);
+  }
+  EXPECT_EQ(Tarvek({"-update", "-sdr"}).exit_status, 0);
+  ExpectComplete();
+}
+
+}  // namespace
+}  // namespace blackbox
