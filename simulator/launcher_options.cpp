@@ -19,6 +19,7 @@ constexpr char kUsage[] =
   bmcsim [OPTION]... -- PROGRAM [ARGUMENT]...   run the program on the simulated BMC
   bmcsim [OPTION]... --create                   make a simulated BMC
   bmcsim [--state FILE] --dump[=hex]            show its repository
+  bmcsim [OPTION]... --serve SOCKET             be the BMC of a QEMU machine
 
 The program's exit status is bmcsim's own; a mistake of bmcsim's own use ends with status 2.
 The BMC's memory is a file, so one run's update is the next run's repository, and several
@@ -39,6 +40,15 @@ The run:
   --clock CLOCK        real (default); virtual: waits pass at once and time moves as if they had
                        not; virtual:EPOCH: likewise, from that second on, by nothing but waits
   --stats FILE         write at the end how many requests there were, and the simulator's CPU time
+
+The BMC of a QEMU machine, whose kernel's own driver then talks to it:
+  --serve SOCKET       make this unix socket and serve it until SIGTERM, SIGINT or SIGHUP; QEMU wants
+                       -chardev socket,id=bmc,path=SOCKET,reconnect=1
+                       -device ipmi-bmc-extern,id=ipmi,chardev=bmc -device isa-ipmi-kcs,bmc=ipmi
+  --fault, --trace     as above, without the driver's own requests; the requests are counted from
+                       bmcsim's start on. To one whose answer is lost, QEMU answers C3 after 4 s; a
+                       silence without end makes its device stuck, and the driver gives up on it.
+                       Signals strike bmcsim: after a KILL QEMU answers D2 for the dead BMC
 
 The BMC; kept in its memory:
   --product XXXX       product ID, default 01A3
@@ -91,6 +101,7 @@ class OptionReader {
   static const Option* Find(std::string_view name);
   bool ReadOption();
   bool Finish();
+  bool FinishServe(bool dumps);
   bool Fail(const std::string& message);
   bool Number(std::string_view text, int base, std::uint32_t least, std::uint32_t most,
               std::uint32_t& number);
@@ -101,6 +112,7 @@ class OptionReader {
   bool Version(std::string_view value);
   bool State(std::string_view value) { return Text(value, options_.state); }
   bool Create(std::string_view value);
+  bool Serve(std::string_view value) { return Text(value, options_.serve); }
   bool Dump(std::string_view value);
   bool Driver(std::string_view value);
   bool Node(std::string_view value);
@@ -138,6 +150,7 @@ const OptionReader::Option* OptionReader::Find(std::string_view name) {
       {"--state", true, &OptionReader::State},
       {"--create", false, &OptionReader::Create},
       {"--dump", false, &OptionReader::Dump},
+      {"--serve", true, &OptionReader::Serve},
       {"--driver", true, &OptionReader::Driver},
       {"--node", true, &OptionReader::Node},
       {"--fault", true, &OptionReader::Faults},
@@ -215,9 +228,21 @@ bool OptionReader::Finish() {
     return Fail("--dump changes nothing about the BMC");
   }
   if (!options_.describes_set) options_.set = DefaultSet();
+  if (!options_.serve.empty()) return FinishServe(dumps);
   if (dumps || !options_.program.empty()) return true;
   if (!options_.create) return Fail("there is nothing to do; --help tells more");
   options_.task = Task::kCreate;
+  return true;
+}
+
+bool OptionReader::FinishServe(bool dumps) {
+  if (dumps || !options_.program.empty()) {
+    return Fail("--serve goes with neither --dump nor a program");
+  }
+  if (!options_.clock.empty() || !options_.stats.empty()) {
+    return Fail("--clock and --stats are about a program, and --serve runs none");
+  }
+  options_.task = LauncherOptions::Task::kServe;
   return true;
 }
 
@@ -232,9 +257,9 @@ bool OptionReader::Number(std::string_view text, int base, std::uint32_t least, 
   const auto [stop, wrong] = std::from_chars(text.data(), end, number, base);
   if (wrong == std::errc() && stop == end && number >= least && number <= most) return true;
   std::array<char, 64> range{};
-  std::snprintf(range.data(), range.size(),
-                base == 16 ? " wants a hex number, %X to %X" : " wants a number, %u to %u", least,
-                most);
+  (void)std::snprintf(range.data(), range.size(),
+                      base == 16 ? " wants a hex number, %X to %X" : " wants a number, %u to %u",
+                      least, most);
   return Fail(std::string(option_) + range.data());
 }
 

@@ -15,7 +15,7 @@ namespace bmcsim {
 
 /// What a command line of bmcsim asks for.
 struct LauncherOptions {
-  enum class Task : std::uint8_t { kHelp, kVersion, kCreate, kDump, kDumpHex, kRun };
+  enum class Task : std::uint8_t { kHelp, kVersion, kCreate, kDump, kDumpHex, kServe, kRun };
 
   Task task = Task::kRun;
   bool create = false;  ///< --create: the state file must be new
@@ -26,7 +26,8 @@ struct LauncherOptions {
   std::string trace;
   std::string clock;
   std::string stats;
-  std::string load;  ///< file of records in hex for a new state
+  std::string serve;  ///< socket to serve a QEMU machine on
+  std::string load;   ///< file of records in hex for a new state
   SampleSet set;
   bool describes_set = false;        ///< an option about the set of a new state was given
   std::vector<std::string> program;  ///< the program and its arguments

@@ -1,7 +1,8 @@
-// bmcsim: runs a program on a simulated BMC, makes one, or shows its repository.
+// bmcsim: runs a program on a simulated BMC, makes one, shows its repository, or is QEMU's BMC.
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 
 #include "simulator/fault_plan.h"
 #include "simulator/launcher_options.h"
+#include "simulator/qemu_server.h"
 #include "simulator/repository_text.h"
 #include "simulator/run_environment.h"
 #include "simulator/sample_records.h"
@@ -32,7 +34,7 @@ constexpr int kOwnError = 2;
 constexpr std::uint32_t kNewSetTime = 1514764800;
 
 int Fail(const std::string& message) {
-  std::fprintf(stderr, "bmcsim: %s\n", message.c_str());
+  (void)std::fprintf(stderr, "bmcsim: %s\n", message.c_str());
   return kOwnError;
 }
 
@@ -111,7 +113,7 @@ int Dump(const LauncherOptions& options) {
   const bool hex = options.task == LauncherOptions::Task::kDumpHex;
   const std::string text = hex ? HexRepository(*file.state()) : DescribeRepository(*file.state());
   file.Unlock();
-  std::fputs(text.c_str(), stdout);
+  (void)std::fputs(text.c_str(), stdout);
   return std::fflush(stdout) == 0 ? 0 : Fail("cannot write the repository");
 }
 
@@ -132,7 +134,7 @@ std::string FindLibrary() {
   std::error_code error;
   const fs::path here = fs::read_symlink("/proc/self/exe", error).parent_path();
   for (const char* place : {".", "../lib/tarvek", "../" BMCSIM_LIBDIR "/tarvek", "../lib"}) {
-    const fs::path candidate = here / place / kPreloadLibrary;
+    fs::path candidate = here / place / kPreloadLibrary;
     if (fs::exists(candidate, error)) return fs::weakly_canonical(candidate, error).string();
   }
   return {};
@@ -141,13 +143,15 @@ std::string FindLibrary() {
 // Where the shell would find the program; empty when nowhere.
 std::string FindProgram(const std::string& name) {
   if (name.find('/') != std::string::npos) return name;
+  std::error_code error;
   const char* path = std::getenv("PATH");
-  std::string places = path == nullptr ? "/usr/bin:/bin" : path;
+  const std::string places = path == nullptr ? "/usr/bin:/bin" : path;
   for (std::size_t begin = 0; begin <= places.size();) {
     const std::size_t end = std::min(places.find(':', begin), places.size());
     const std::string place = places.substr(begin, end - begin);
-    const std::string candidate = (place.empty() ? "." : place) + "/" + name;
-    if (access(candidate.c_str(), X_OK) == 0 && !fs::is_directory(candidate)) return candidate;
+    std::string candidate = (place.empty() ? "." : place) + "/" + name;
+    if (access(candidate.c_str(), X_OK) == 0 && !fs::is_directory(candidate, error))
+      return candidate;
     begin = end + 1;
   }
   return {};
@@ -208,6 +212,16 @@ int Run(const LauncherOptions& options) {
   return Fail("cannot run " + program + ": " + std::strerror(errno));
 }
 
+int Serve(const LauncherOptions& options) {
+  std::string error;
+  std::string fault = options.fault;
+  if (!TakeFaultPlan(fault, error) || !PrepareState(options, error)) return Fail(error);
+  const auto plan = std::make_unique<FaultPlan>();
+  StateFile state;
+  if (!plan->Parse(fault, error) || !state.Open(options.state, error)) return Fail(error);
+  return ServeQemu(state, *plan, options.trace, options.serve, error) ? 0 : Fail(error);
+}
+
 int Main(std::span<const char* const> arguments) {
   using Task = LauncherOptions::Task;
   std::string error;
@@ -215,16 +229,18 @@ int Main(std::span<const char* const> arguments) {
   if (!options) return Fail(error);
   switch (options->task) {
     case Task::kHelp:
-      std::fputs(LauncherHelp().c_str(), stdout);
+      (void)std::fputs(LauncherHelp().c_str(), stdout);
       return 0;
     case Task::kVersion:
-      std::puts("bmcsim " BMCSIM_VERSION);
+      (void)std::puts("bmcsim " BMCSIM_VERSION);
       return 0;
     case Task::kCreate:
       return PrepareState(*options, error) ? 0 : Fail(error);
     case Task::kDump:
     case Task::kDumpHex:
       return Dump(*options);
+    case Task::kServe:
+      return Serve(*options);
     case Task::kRun:
       break;
   }

@@ -83,42 +83,45 @@ struct QemuReply {
 
 /// The BMC's side of one connection.
 ///
-/// Linux's driver has requests of its own, most of them while it starts. They are answered without
-/// the fault plan and the trace, which are about the guest's programs: event and message flag
-/// commands always, and Get Device ID until the driver has asked for the BMC's GUID, by which it
-/// ends its own enquiry.
+/// Linux's driver has requests of its own, nearly all of them while it starts. They are answered
+/// past the fault plan and the trace, which are about the guest's programs: the commands on events,
+/// message flags, GUID and channels always; Get Device ID until the driver has asked for the GUID
+/// and then once more for the device ID, or until something came that only a program asks.
 ///
-/// Where a fault plan loses the answer, in whatever way, QEMU is made to wait for ever, so that
-/// the guest's driver sees a BMC that does not answer, and gives up in its own time.
+/// To a request whose answer the fault plan loses nothing is sent, and QEMU's device answers C3 in
+/// the BMC's place. A silence for ever makes QEMU wait for ever: its device is stuck from then on,
+/// until the machine is reset, and the guest's driver gives up in its own time.
 class QemuFrontEnd {
  public:
-  /// @param model     the BMC, for the driver's own Get Device ID.
-  /// @param exchange  the same BMC with its fault plan and trace, for all other requests.
+  /// @param model     the BMC, for what is answered past the fault plan.
+  /// @param exchange  the same BMC with its fault plan and trace.
   /// @param host      as given to `exchange`. All three must live as long as this object.
   QemuFrontEnd(BmcModel& model, Exchange& exchange, ExchangeHost& host)
       : model_(model), exchange_(exchange), host_(host) {}
 
-  /// A new connection begins; what was left of the former one's stream is forgotten. The guest's
-  /// driver is taken to be running already unless a reset of the machine follows.
+  /// A new connection begins: what was left of the former one's stream is forgotten.
   void Connect();
 
   /// Takes the stream's next byte.
   ///
-  /// @return what to send; it takes the place of a reply that is still being delayed, because QEMU
-  ///         has given up on that one when it sends another message.
+  /// @return what to send, if anything.
   QemuReply Take(std::uint8_t byte);
 
  private:
+  /// How far the guest's driver is in its start.
+  enum class Enquiry : std::uint8_t { kBegins, kKnowsGuid, kOver };
+
   QemuReply Control(std::span<const std::uint8_t> command);
   QemuReply Message(std::span<const std::uint8_t> message);
   bool IsDriversOwn(std::span<const std::uint8_t> request);
-  std::vector<std::uint8_t> AnswerDriver(std::span<const std::uint8_t> request);
+  void AnswerDriver(std::span<const std::uint8_t> request, Answer& answer);
 
   BmcModel& model_;
   Exchange& exchange_;
   ExchangeHost& host_;
   QemuFrameReader reader_;
-  bool driver_starts_ = true;
+  Enquiry enquiry_ = Enquiry::kBegins;
+  Outcome outcome_{};
 };
 
 }  // namespace bmcsim

@@ -82,6 +82,20 @@ TEST(LauncherOptionsTest, TasksWithoutAProgram) {
   EXPECT_TRUE(both.create);
 }
 
+TEST(LauncherOptionsTest, ServingAMachineIsATaskOfItsOwn) {
+  const LauncherOptions options =
+      Good({"--serve", "s", "--state=t", "--fault", "1: cancel", "--trace=u", "--product", "7"});
+  EXPECT_EQ(options.task, Task::kServe);
+  EXPECT_EQ(options.serve, "s");
+  EXPECT_EQ(options.state, "t");
+  EXPECT_EQ(options.fault, "1: cancel");
+  EXPECT_EQ(options.trace, "u");
+  EXPECT_EQ(options.Apply(Identity()).product_id, 7);
+  EXPECT_EQ(options.set.records, 12U);
+  EXPECT_TRUE(Good({"--serve=s", "--create"}).create);
+  EXPECT_EQ(Good({"--serve=s", "--help"}).task, Task::kHelp);
+}
+
 TEST(LauncherOptionsTest, IdentityOptionsChangeWhatTheyNameOnly) {
   const LauncherOptions options = Good({"--create",
                                         "--product",
@@ -163,6 +177,14 @@ TEST(LauncherOptionsTest, MistakesAreTold) {
       {{"--dump", "--", "x"}, "--dump goes with neither --create nor a program"},
       {{"--dump", "--product", "1"}, "--dump changes nothing about the BMC"},
       {{"--dump", "--records", "1"}, "--dump changes nothing about the BMC"},
+      {{"--serve"}, "--serve wants a value"},
+      {{"--serve="}, "--serve wants a value"},
+      {{"--serve=s", "--dump"}, "--serve goes with neither --dump nor a program"},
+      {{"--serve=s", "--", "x"}, "--serve goes with neither --dump nor a program"},
+      {{"--serve=s", "--clock", "real"},
+       "--clock and --stats are about a program, and --serve runs none"},
+      {{"--serve=s", "--stats", "u"},
+       "--clock and --stats are about a program, and --serve runs none"},
       {{"--driver", "kcs", "--", "x"}, "--driver is openipmi, maker, both or none"},
       {{"--node", "ipmi0", "--", "x"}, "--node wants an absolute path"},
       {{"--node", "/dev/ipmidev", "--", "x"}, "/dev/ipmidev is the maker's driver's node"},
@@ -188,14 +210,35 @@ TEST(LauncherOptionsTest, MistakesAreTold) {
 
 TEST(LauncherOptionsTest, HelpTellsOfEveryOptionAndTheGrammar) {
   const std::string help = bmcsim::LauncherHelp();
-  for (const char* word :
-       {"--state",        "--create",          "--dump",           "--help",
-        "--version",      "--driver",          "--node",           "--fault",
-        "--trace",        "--clock",           "--stats",          "--product",
-        "--manufacturer", "--device-revision", "--ipmi-version",   "--no-aux",
-        "--slot",         "--capacity",        "--erase-polls",    "--max-read",
-        "--id-step",      "--records",         "--version-text",   "--config-name",
-        "--load",         "\n  cc XX ",        "\n  silence [S] ", "oem-add@17: cancel"}) {
+  for (const char* word : {"--state",
+                           "--create",
+                           "--dump",
+                           "--help",
+                           "--version",
+                           "--driver",
+                           "--node",
+                           "--fault",
+                           "--trace",
+                           "--clock",
+                           "--stats",
+                           "--product",
+                           "--manufacturer",
+                           "--device-revision",
+                           "--ipmi-version",
+                           "--no-aux",
+                           "--slot",
+                           "--capacity",
+                           "--erase-polls",
+                           "--max-read",
+                           "--id-step",
+                           "--records",
+                           "--version-text",
+                           "--config-name",
+                           "--load",
+                           "--serve",
+                           "\n  cc XX ",
+                           "\n  silence [S] ",
+                           "oem-add@17: cancel"}) {
     EXPECT_NE(help.find(word), std::string::npos) << word;
   }
 }
