@@ -1,33 +1,17 @@
 // Feeds any text to the parser of SDR source files, with and without tags set.
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <memory>
 #include <string>
 
 #include "driver/run_settings.h"
 #include "errors/prg_error.h"
 #include "sdrfile/sdr_file.h"
+#include "tests/fuzz/scratch_directory.h"
 
 namespace {
 
-/// Where the reports of bad input go; removed when the program ends, unless it crashes.
-std::filesystem::path directory;
-
-void RemoveDirectory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(directory, ignored);
-}
-
-void Require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "broken: %s\n", what);
-  std::abort();
-}
+using tarvek_fuzz::Require;
 
 /// A loader whose records can be looked at.
 class Parser : public SDRFile {
@@ -72,22 +56,12 @@ int Parse(const std::uint8_t* data, std::size_t size, const TagTbl* tags) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  std::string name = (std::filesystem::temp_directory_path() / "tarvek-fuzz-XXXXXX").string();
-  Require(mkdtemp(name.data()) != nullptr, "a directory to work in");
-  directory = name;
-  Require(std::atexit(RemoveDirectory) == 0, "the directory's removal");
-  std::filesystem::create_symlink("/dev/null", directory / "tarvek_ratio.log");
-  g_eu_flg = kProgressQuery;  // a mode whose log is that one, without an echo
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const tarvek_fuzz::Visit here;
+  g_eu_flg = kProgressQuery;  // a mode without an echo on the console
   g_option_flg = kSdrFileInput;
   PrgError::firstError = false;  // no result file
-  return 0;
-}
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // The corpus and what a crash leaves are named relative to where the fuzzer was started.
-  const std::filesystem::path before = std::filesystem::current_path();
-  std::filesystem::current_path(directory);
   TagTbl tags;
   std::string("CPU1").copy(tags.name, kTagNameSize - 1);
   tags.next = new TagTbl;
@@ -97,6 +71,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const int selected = Parse(data, size, &tags);
   Require((untagged < 0) == (selected < 0), "tags do not decide whether a file is valid");
   Require(selected >= untagged, "tags that are set only add records");
-  std::filesystem::current_path(before);
   return 0;
 }
