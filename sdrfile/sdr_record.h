@@ -12,12 +12,12 @@ inline constexpr int kMaxRecordBody = 64;
 inline constexpr int kMaxRecordSize = kRecordHeaderSize + kMaxRecordBody;
 inline constexpr int kNewRecordType = 0x24;  // the type that a fresh record carries
 inline constexpr int kOemRecordType = 0xC0;
-inline constexpr int kMaxTagLength = 32;       // characters of a record's tag name
+inline constexpr int kMaxTagLength = 32;  // characters of a record's tag name
 
 /// A node of a singly linked list of records. Destroying a node destroys and frees the rest of
 /// the list after it.
 struct SDRecord {
-  unsigned char type = kNewRecordType;             // record type given in the source file
+  unsigned char type = kNewRecordType;            // record type given in the source file
   char tag[kMaxTagLength + 1] = {};               // last tag name; empty when it has none
   unsigned int length = 0;                        // bytes in `Record`; from an image: of its body
   unsigned char Record[kMaxRecordSize + 1] = {};  // the record; always ends with a zero byte
