@@ -250,6 +250,7 @@ TEST_F(BackupImage, TheCreationTimeIsLocalStandardTime) {
                         Case{"EST5EDT", 1000000000 - 5 * 3600}}) {
     setenv("TZ", c.zone, 1);
     Fill(small_);
+    std::fill(std::begin(ipm_head), std::end(ipm_head), static_cast<unsigned char>(0xFF));
     EXPECT_EQ(set_backup("image"), 1);
     ImageParts expected = small_;
     PutLong(expected.header, 12, c.time);
