@@ -14,7 +14,8 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
-#include <memory>
+#include <utility>
+#include <vector>
 
 #include "simulator/bmc_model.h"
 #include "simulator/exchange.h"
@@ -144,7 +145,8 @@ class Listener {
   bool bound_ = false;
 };
 
-/// One machine's connection at a time, and the reply that is being delayed.
+/// One machine's connection at a time, and the reply that is being delayed: it is sent when it is
+/// due, whatever was asked and answered meanwhile.
 class Server {
  public:
   Server(QemuFrontEnd& front_end, int listener, int stop)
@@ -202,8 +204,6 @@ void Server::Accept() {
   front_end_.Connect();
 }
 
-// A reply takes the place of one that is still being delayed: when QEMU sends another message, it
-// has given up on that one.
 void Server::Receive() {
   std::array<std::uint8_t, 4096> bytes{};
   const ssize_t count = recv(peer_.get(), bytes.data(), bytes.size(), 0);
@@ -217,7 +217,6 @@ void Server::Receive() {
     QemuReply reply = front_end_.Take(bytes[static_cast<std::size_t>(i)]);
     if (reply.bytes.empty()) continue;
     if (reply.delay_ms == 0) {
-      delayed_.clear();
       Send(reply.bytes);
     } else {
       delayed_ = std::move(reply.bytes);

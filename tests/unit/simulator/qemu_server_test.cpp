@@ -167,7 +167,7 @@ TEST_F(QemuServerTest, EverySignalToStopEndsItWell) {
 }
 
 TEST_F(QemuServerTest, DelayedAnswerComesLaterAndOthersDoNotWaitForIt) {
-  Serve({"--fault", "reserve@1: delay 0.05; reserve@2: delay 1000"});
+  Serve({"--fault", "reserve@1: delay 0.05; reserve@2: delay 0.2; reserve@4: delay 1000"});
   Connect();
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(Ask("28 22"), "message 2C 22 00 01 00");
@@ -175,6 +175,10 @@ TEST_F(QemuServerTest, DelayedAnswerComesLaterAndOthersDoNotWaitForIt) {
   Send(bmcsim::EncodeQemuMessage(2, FromHex("28 22")));
   EXPECT_EQ(Ask("28 22", 3), "message 2C 22 00 03 00");
   EXPECT_EQ(sequence_, 3);
+  EXPECT_EQ(Receive(), "message 2C 22 00 02 00");
+  EXPECT_EQ(sequence_, 2) << "the late answer still bears its own number";
+  Send(bmcsim::EncodeQemuMessage(4, FromHex("28 22")));
+  EXPECT_EQ(Ask("28 22", 5), "message 2C 22 00 05 00");
 }
 
 TEST_F(QemuServerTest, PlanCountsTheRequestsOfTheWholeService) {
