@@ -34,8 +34,10 @@ std::string ToHex(const Bytes& bytes) {
 }
 
 Bytes RecordOf(std::size_t body, std::uint8_t fill) {
-  Bytes record = {0x51, 0x01, static_cast<std::uint8_t>(body)};
-  record.insert(record.end(), body, fill);
+  Bytes record(3 + body, fill);
+  record[0] = 0x51;
+  record[1] = 0x01;
+  record[2] = static_cast<std::uint8_t>(body);
   return record;
 }
 
@@ -69,9 +71,13 @@ std::string BmcFixture::Add(const Bytes& record) {
     const std::size_t count = std::min(kPiece, whole.size() - at);
     const bool last = at + count == whole.size();
     const auto begin = whole.begin() + static_cast<std::ptrdiff_t>(at);
-    answer =
-        Ask("F8 13 " + reservation + id + ToHex({static_cast<std::uint8_t>(at)}) +
-            (last ? "01" : "00") + ToHex(Bytes(begin, begin + static_cast<std::ptrdiff_t>(count))));
+    std::string request = "F8 13 ";
+    request += reservation;
+    request += id;
+    request += ToHex({static_cast<std::uint8_t>(at)});
+    request += last ? "01" : "00";
+    request += ToHex(Bytes(begin, begin + static_cast<std::ptrdiff_t>(count)));
+    answer = Ask(request);
     if (answer.size() < 8) return answer;
     id = answer.substr(3);
   }
