@@ -19,9 +19,9 @@ inline int gErrorLevel = 0;          // not 0: the report that ends a failed int
 inline unsigned char gTempFlag = 0;  // not 0: the echoes go to CFG.TMP and SDR.TMP instead of the
                                      // null device; set by nothing
 
-inline constexpr int kMaxCfgArguments = 5;              // arguments that a line can hold
-inline constexpr int kMaxCfgLines = 2'000'000;          // pieces of text that a script may have: an
-                                                        // endless input must come to an end
+inline constexpr int kMaxCfgArguments = 5;      // arguments that a line can hold
+inline constexpr int kMaxCfgLines = 2'000'000;  // pieces of text at which a script is given up: an
+                                                // endless pipe must come to an end
 inline constexpr std::size_t kMaxTagArgument = 31;      // characters of a tag or a name
 inline constexpr std::size_t kMaxDisplayArgument = 80;  // characters of a text to show
 
@@ -82,8 +82,8 @@ class CfgFile : public CProto {
   /// follows the word is the lexer's to judge, deliberately: the status that reaches the user
   /// depends on which of the two finds the fault.
   /// @return 0; 67 when the script cannot be opened or read (unreported); 81 when a line begins
-  ///   with no command word (11 reported); 2 when memory ran out or the script has more than
-  ///   `kMaxCfgLines` lines (unreported).
+  ///   with no command word (11 reported); 2 when memory ran out or the script has
+  ///   `kMaxCfgLines` lines or more (unreported).
   ESTATUS Read(const char* path);
   /// Reads on to the next line that is not blank and not a comment, into the state's `line`,
   /// cleaned. A line of more than 255 characters comes in pieces that each count as a line.

@@ -233,8 +233,14 @@ TEST_F(CfgReader, APipeThatFallsSilentIsAScriptThatCannotBeRead) {
   close(writer);
 }
 
-TEST_F(CfgReader, AnEndlessScriptComesToAnEnd) {
-  EXPECT_EQ(file.Read("/dev/zero"), 2);
+TEST_F(CfgReader, ADeviceIsNoScript) {
+  EXPECT_EQ(file.Read("/dev/zero"), 67);
+  EXPECT_EQ(file.state->fp, nullptr);
+}
+
+TEST_F(CfgReader, AScriptOfTooManyLinesIsRefused) {
+  EXPECT_EQ(Read(std::string(kMaxCfgLines - 1, '\n')), 0);
+  EXPECT_EQ(Read(std::string(kMaxCfgLines, '\n')), 2);
   EXPECT_EQ(file.state->line_number, kMaxCfgLines);
   EXPECT_EQ(file.lines, nullptr);
 }
