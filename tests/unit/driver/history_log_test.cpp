@@ -1,5 +1,7 @@
 #include "driver/history_log.h"
 
+#include <sys/stat.h>
+
 #include <array>
 #include <cstdlib>
 #include <filesystem>
@@ -245,6 +247,12 @@ TEST_F(HistoryLog, KeepsTheOldGenerationWhileTheLogIsSmallOrMissing) {
   WriteFileOfSize("tarvek_version.log", kRotationLimit);
   RotateVersionLog();
   EXPECT_EQ(ReadFile("tarvek_version.old"), "old\n");
+}
+
+TEST_F(HistoryLog, APipeInPlaceOfTheVersionLogDoesNotHoldTheRotationUp) {
+  ASSERT_EQ(mkfifo("tarvek_version.log", 0600), 0);
+  RotateVersionLog();
+  EXPECT_TRUE(std::filesystem::is_fifo("tarvek_version.log"));
 }
 
 TEST_F(HistoryLog, LetsTheOtherLogsGrow) {
