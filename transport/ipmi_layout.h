@@ -79,7 +79,6 @@ inline constexpr int kMaxPiece = 16;  // record bytes moved by one request
 inline constexpr int kAddOffsetOffset = 6;
 inline constexpr int kAddInProgressOffset = 7;
 inline constexpr int kAddDataOffset = 8;
-inline constexpr int kAddRequestSize = kAddDataOffset + kMaxPiece;
 inline constexpr int kAddedRecordIdOffset = 3;
 inline constexpr unsigned char kLastPiece = 1;
 

@@ -42,7 +42,7 @@ constexpr unsigned kDirect = 0x10;
 constexpr unsigned kTrace = 0x20;
 
 constexpr std::size_t kLargestAnswer = 2048;
-constexpr unsigned kRepeats = 16;  // one byte of the stream lets a whole retry count pass
+constexpr std::size_t kRepeats = 16;  // one byte of the stream lets a whole retry count pass
 // Requests for each byte of the stream: an answer that is repeated, each with its reservation.
 constexpr std::size_t kRequestsPerByte = 2 * (255 * kRepeats + 2);
 constexpr std::size_t kRequestsOfAnOperation = 64;
@@ -131,7 +131,7 @@ class HostileBmc {
     if (reads && answer.size() > kBodyLength && data[4] == 0) answer[kBodyLength] %= 80;
   }
 
-  unsigned repeats_ = 0;
+  std::size_t repeats_ = 0;
 };
 
 HostileBmc* bmc = nullptr;
@@ -184,6 +184,7 @@ int Receive(ipmi_recv* answer) {
 
 }  // namespace
 
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker fixes the names
 extern "C" {
 int __wrap_ioctl(int /*fd*/, unsigned long code, ...) {
   std::va_list arguments;
@@ -202,6 +203,7 @@ int __wrap_select(int /*count*/, fd_set* /*read*/, fd_set* /*write*/, fd_set* /*
 
 int __wrap_usleep(useconds_t /*microseconds*/) { return 0; }
 }  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace {
 
