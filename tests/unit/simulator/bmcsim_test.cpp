@@ -62,6 +62,8 @@ class BmcsimTest : public ::testing::Test {
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
+    // What the caller of the tests has open must not move the program's descriptor numbers.
+    (void)close_range(3, ~0U, 0);
     if (redirected) execv(arguments[0], arguments.data());
     _exit(98);
   }
@@ -265,6 +267,44 @@ TEST_F(BmcsimTest, DescriptorsAreNumberedAsWithoutTheSimulator) {
                    {"open", "/dev/ipmi0", "ask", "28 22", "open", "/dev/ipmi0", "open", "/dev/null",
                     "close", "open", "/dev/ipmi0"}),
             "open 3\nask 5 2C 22 00 01 00\nopen 4\nopen 5\nclose 0\nopen 5\n");
+}
+
+TEST_F(BmcsimTest, EveryCallThatOpensFilesKnowsTheNodes) {
+  for (const char* call : {"open", "open64", "openat", "openat64", "__open_2", "__open64_2",
+                           "__openat_2", "__openat64_2"}) {
+    EXPECT_EQ(Client({}, {"open-as", call, "/dev/ipmi0", "stat", "ask", "F8 11", "open-as", call,
+                          "/dev/ipmidev", "open-as", call, "/dev/null", "stat"}),
+              "open 3\nstat device\nask 3 FC 11 D5\nopen errno " + std::to_string(ENOENT) +
+                  "\nopen 4\nstat device\n")
+        << call;
+  }
+}
+
+TEST_F(BmcsimTest, FilesAreMadeWithTheModeThatWasAskedFor) {
+  for (const char* call : {"open", "open64", "openat", "openat64"}) {
+    EXPECT_EQ(Client({}, {"create", call, call, "create", call, call}),
+              "create 3\ncreate errno " + std::to_string(EEXIST) + "\n");
+    EXPECT_EQ(static_cast<unsigned>(fs::status(directory_ / call).permissions()), 0604U) << call;
+  }
+}
+
+TEST_F(BmcsimTest, MoreNodesThanAnyoneNeedsCannotBeOpened) {
+  Words steps;
+  std::string expected;
+  for (int i = 0; i < 16; ++i) {
+    steps.insert(steps.end(), {"open", "/dev/ipmi0"});
+    expected += "open " + std::to_string(3 + i) + "\n";
+  }
+  steps.insert(steps.end(), {"ask", "F8 11", "open", "/dev/ipmi0"});
+  expected += "ask 3 FC 11 D5\nopen errno " + std::to_string(EMFILE) + "\n";
+  EXPECT_EQ(Client({}, steps), expected);
+}
+
+TEST_F(BmcsimTest, SelectOnOtherDescriptorsBesideTheNodeIsTheSystems) {
+  const Ended ended =
+      Bmcsim({"--", "/bin/sh", "-c",
+              std::string("'") + CLIENT_PROGRAM + "' open /dev/ipmi0 select-both </dev/null"});
+  EXPECT_EQ(ended.output, "open 3\nselect 2\n") << ended.errors;
 }
 
 // The drivers.
@@ -494,6 +534,19 @@ TEST_F(BmcsimTest, RealClockIsLeftAlone) {
   EXPECT_LE(shown, time(nullptr));
 }
 
+TEST_F(BmcsimTest, DelaysTakeTheirTimeOnTheRealClock) {
+  for (const char* driver : {"openipmi", "maker"}) {
+    const bool maker = std::string(driver) == "maker";
+    const std::string output = Client({"--driver", driver, "--fault", "1: delay 0.05"},
+                                      {"open", maker ? "/dev/ipmidev" : "/dev/ipmi0",
+                                       maker ? "maker" : "ask", "F8 11", "elapsed"});
+    const std::string expected =
+        maker ? "open 3\nmaker 3 FC 11 D5\nelapsed " : "open 3\nask 3 FC 11 D5\nelapsed ";
+    ASSERT_EQ(output.substr(0, expected.size()), expected);
+    EXPECT_GE(std::stol(output.substr(expected.size())), 50);
+  }
+}
+
 // Several programs, and their deaths.
 
 TEST_F(BmcsimTest, TwoProgramsShareOneBmc) {
@@ -578,6 +631,15 @@ TEST_F(BmcsimTest, StoppedProgramThatHoldsNothingBlocksNobody) {
   EXPECT_EQ(Client({}, {"open", "/dev/ipmi0", "ask", "28 22"}), "open 3\nask 5 2C 22 00 02 00\n");
   kill(child, SIGCONT);
   EXPECT_EQ(Wait(child, "stopped").status, 0);
+}
+
+TEST_F(BmcsimTest, EnvironmentThatTheLauncherDidNotMakeIsChecked) {
+  for (const char* spoilt : {"BMCSIM_CLOCK=fast", "BMCSIM_FAULT=1:explode"}) {
+    const Ended ended = Bmcsim({"--", "/usr/bin/env", spoilt, CLIENT_PROGRAM, "say", "hi"});
+    EXPECT_EQ(ended.status, 2);
+    EXPECT_EQ(ended.output, "");
+    EXPECT_THAT(ended.errors, ::testing::StartsWith("bmcsim: "));
+  }
 }
 
 TEST_F(BmcsimTest, StateThatVanishesIsTold) {

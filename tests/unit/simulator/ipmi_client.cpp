@@ -2,6 +2,8 @@
 // simulated BMC. Its arguments are steps, done one after the other; each prints one line:
 //
 //   open PATH            opens a node read-only: "open D", or "open errno E"
+//   open-as NAME PATH    likewise with another of the C library's calls, e.g. openat64
+//   create NAME PATH     makes a file of mode 0604 with that call: "create D"
 //   stat                 what kind of file the descriptor is: "stat device|directory|other"
 //   close
 //   ask "18 01"          a request over OpenIPMI and its answer: "ask LENGTH 1C 01 00 ..."
@@ -9,6 +11,7 @@
 //   maker "18 01"        a request over the maker's driver and its answer
 //   receive              IPMICTL_RECEIVE_MSG_TRUNC with nothing sent before
 //   send FIELD VALUE     a Get Device ID with one field of the request spoilt
+//   select-both          a select without waiting on the node and on standard input
 //   select MS            waits for an answer at most so long: "select 0" or "select 1"
 //   ioctl XXXX           some other ioctl
 //   usleep N, sleep N, nanosleep N, until N (clock_nanosleep to an absolute time)
@@ -40,6 +43,16 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+// What open becomes in a program with _FORTIFY_SOURCE; the names are the C library's.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" {
+int __open_2(const char* path, int flags);
+int __open64_2(const char* path, int flags);
+int __openat_2(int directory, const char* path, int flags);
+int __openat64_2(int directory, const char* path, int flags);
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace {
 
@@ -78,6 +91,19 @@ void PrintBytes(const char* what, const Bytes& bytes) {
 }
 
 void PrintErrno(const char* what) { std::printf("%s errno %d\n", what, errno); }
+
+int OpenAs(std::string_view call, const char* path, int flags) {
+  constexpr mode_t kMode = 0604;
+  if (call == "open") return open(path, flags, kMode);
+  if (call == "open64") return open64(path, flags, kMode);
+  if (call == "openat") return openat(AT_FDCWD, path, flags, kMode);
+  if (call == "openat64") return openat64(AT_FDCWD, path, flags, kMode);
+  if (call == "__open_2") return __open_2(path, flags);
+  if (call == "__open64_2") return __open64_2(path, flags);
+  if (call == "__openat_2") return __openat_2(AT_FDCWD, path, flags);
+  if (call == "__openat64_2") return __openat64_2(AT_FDCWD, path, flags);
+  return -1;
+}
 
 struct Request {
   explicit Request(Bytes& image) {
@@ -264,9 +290,18 @@ class Script {
     if (step == "open") {
       g_fd = open(Next(), O_RDONLY);
       g_fd == -1 ? PrintErrno("open") : static_cast<void>(std::printf("open %d\n", g_fd));
+    } else if (step == "open-as") {
+      const char* call = Next();
+      g_fd = OpenAs(call, Next(), O_RDONLY);
+      g_fd == -1 ? PrintErrno("open") : static_cast<void>(std::printf("open %d\n", g_fd));
+    } else if (step == "create") {
+      const char* call = Next();
+      umask(0);
+      g_fd = OpenAs(call, Next(), O_WRONLY | O_CREAT | O_EXCL);
+      g_fd == -1 ? PrintErrno("create") : static_cast<void>(std::printf("create %d\n", g_fd));
     } else if (step == "stat") {
-      struct stat status = {};
-      const bool known = fstat(g_fd, &status) == 0;
+      struct stat64 status = {};
+      const bool known = fstat64(g_fd, &status) == 0;
       std::printf("stat %s\n", known && S_ISCHR(status.st_mode)   ? "device"
                                : known && S_ISDIR(status.st_mode) ? "directory"
                                                                   : "other");
@@ -291,6 +326,13 @@ class Script {
       int ready = 0;
       Await(&timeout, ready);
       ready < 0 ? PrintErrno("select") : static_cast<void>(std::printf("select %d\n", ready));
+    } else if (step == "select-both") {
+      fd_set set;
+      FD_ZERO(&set);
+      FD_SET(g_fd, &set);
+      FD_SET(STDIN_FILENO, &set);
+      timeval at_once = {};
+      std::printf("select %d\n", select(g_fd + 1, &set, nullptr, nullptr, &at_once));
     } else if (step == "ioctl") {
       if (ioctl(g_fd, std::strtoul(Next(), nullptr, 16), nullptr) < 0) PrintErrno("ioctl");
     } else {
