@@ -1,0 +1,3 @@
+# A machine without a BMC.
+inputs BOARD100.SDR
+run query -version -sdr
