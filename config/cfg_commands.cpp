@@ -85,9 +85,15 @@ ESTATUS CfgFile::CmdIfSet(CFRU* /*fru*/, int inIf, int condTrue, int exec) {
 
 bool CfgFile::AllTagsSet() const {
   for (int i = 0; i < cursor->argument_count; ++i) {
-    if (CheckTable(state->tags, cursor->arguments[i]) != 1) return false;
+    if (!IsTagSet(cursor->arguments[i])) return false;
   }
   return true;
+}
+
+/// Whether a tag is set: what CheckTable() says, without walking the list for plain names.
+bool CfgFile::IsTagSet(const char* name) const {
+  const bool wildcard = std::strchr(name, '#') != nullptr;
+  return wildcard ? CheckTable(state->tags, name) == 1 : tag_index.Holds(name);
 }
 
 ESTATUS CfgFile::CmdElse(int inIf, int* condTrue) {

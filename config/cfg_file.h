@@ -9,6 +9,7 @@
 #include "config/cfg_words.h"
 #include "config/list_end.h"
 #include "config/script_records.h"
+#include "config/tag_index.h"
 #include "sdrfile/csdr_header.h"
 #include "sdrfile/file_record.h"
 #include "sdrfile/tag_table.h"
@@ -233,10 +234,12 @@ class CfgFile : public CProto {
   void CloseBlock();
   ESTATUS CheckFirstArgument(ESTATUS without, std::size_t max_length, int max_arguments) const;
   bool AllTagsSet() const;
+  bool IsTagSet(const char* name) const;
   ESTATUS ApplyModes(int* pass);
 
   Block* open_block = nullptr;  // the innermost block that CmdIfSet() opened; owned
   tarvek::ListEnd<CfgLine> end_of_lines;
   tarvek::ListEnd<TagTbl> end_of_tags;
+  tarvek::TagIndex tag_index;  // of the tags that are set
   tarvek::ListEnd<CSDRHeader> end_of_sdr_files;
 };

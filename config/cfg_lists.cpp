@@ -64,6 +64,7 @@ ESTATUS CfgFile::Add(TagTbl** list, const char* tag) {
   TagTbl* const node = MakeRecord<TagTbl>();
   if (node == nullptr) return kInsufficientMemory;
   CopyCut(node->name, tag);
+  tag_index.Add(node->name);
   end_of_tags.Append(list, node);
   return kSuccess;
 }
@@ -79,9 +80,11 @@ ESTATUS CfgFile::Add(CSDRHeader** list, const char* filename, int pass) {
 }
 
 ESTATUS CfgFile::ClearTag(TagTbl** list, const char* tag) {
+  if (!tag_index.Holds(tag)) return kReported;
   TagTbl** slot = list;
   while (*slot != nullptr && strcasecmp((*slot)->name, tag) != 0) slot = &(*slot)->next;
   if (*slot == nullptr) return kReported;
+  tag_index.Remove(tag);
   tarvek::TraceDelete(end_of_tags.Unlink(slot));
   return kSuccess;
 }

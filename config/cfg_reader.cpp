@@ -1,4 +1,5 @@
 #include <poll.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -27,6 +28,11 @@ char* FindComment(char* line) {
   return p;
 }
 
+bool IsPipe(std::FILE* stream) {
+  struct stat info {};
+  return fstat(fileno(stream), &info) == 0 && S_ISFIFO(info.st_mode);
+}
+
 bool WaitForInput(std::FILE* stream) {
   pollfd source{fileno(stream), POLLIN, 0};
   return poll(&source, 1, kMaxSilenceMs) > 0;
@@ -40,7 +46,8 @@ ESTATUS CfgFile::Read(const char* path) {
   state->fp = tarvek::OpenInput(path);
   if (state->fp == nullptr) return kScriptOpenFailed;
 
-  ESTATUS status = kSuccess;
+  // A pipe whose writer does not come is no empty script: nobody has written one.
+  ESTATUS status = !IsPipe(state->fp) || WaitForInput(state->fp) ? kSuccess : kScriptOpenFailed;
   while (status == kSuccess && ReadLine() == 1) status = AddCommand();
   // A script that cannot be read to its end must not be run by half; a directory opens, and
   // fails here.

@@ -1,6 +1,7 @@
 #include "repository/backup_image.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -56,6 +57,12 @@ short OpenImage(const char* path, int flags, mode_t mode = 0) {
   close(fd);
   errno = EMFILE;
   return -1;
+}
+
+/// Devices are no images: some of them never end.
+bool IsDevice(int fd) {
+  struct stat info {};
+  return fstat(fd, &info) == 0 && (S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode));
 }
 
 /// The local time as seconds since the epoch.
@@ -163,8 +170,9 @@ int set_backup(const char* path) {
 }
 
 int get_backup(const char* path) {
-  const short fd = OpenImage(path, O_RDONLY | O_NONBLOCK);
-  if (fd < 0) {
+  const short fd = OpenImage(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (fd < 0 || IsDevice(fd)) {
+    if (fd >= 0) close(fd);
     pErr.Report(kInputOpenFailed, path);
     return 0;
   }

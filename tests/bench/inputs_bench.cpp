@@ -74,4 +74,23 @@ void RunScript(benchmark::State& state) {
 }
 BENCHMARK(RunScript)->RangeMultiplier(10)->Range(100, 1000000)->Unit(benchmark::kMillisecond);
 
+/// A script that sets half as many tags as it has lines, and asks for each.
+void RunScriptOfManyTags(benchmark::State& state) {
+  std::string text;
+  for (std::int64_t n = 0; n < state.range(0) / 2; n += 2) {
+    const std::string tag = "TAG" + std::to_string(n);
+    text += "SET " + tag + "\nSET A" + tag + "\nIFSET " + tag + " A" + tag + "\nENDIF\n";
+  }
+  const ScratchFile file(text);
+  for (auto _ : state) {
+    CfgFile script(kProtocolId);
+    if (script.Process(file.name()) != kSuccess) state.SkipWithError("the script does not run");
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(RunScriptOfManyTags)
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000)
+    ->Unit(benchmark::kMillisecond);
+
 }  // namespace

@@ -155,6 +155,30 @@ TEST_F(Backup, RefusesASpoiltImageBeforeTheBmcIsChanged) {
   }
 }
 
+TEST_F(Backup, KnowsSlotAndAuxiliaryRevisionInTheIdentityBlock) {
+  struct Row {
+    Words options;
+    std::string tail;  // bytes 28 to 30
+  };
+  for (const Row& row :
+       {Row{{"--slot", "070000"}, {'\x07', '\x01', '\x01'}},
+        Row{{"--no-aux", "--slot", "070000"}, {'\x07', '\x01', '\x00'}},
+        Row{{"--no-aux"}, {'\x00', '\x00', '\x00'}},
+        Row{{"--slot", "070000", "--ipmi-version", "1.0"}, {'\x00', '\x00', '\x01'}}}) {
+    SCOPED_TRACE(::testing::PrintToString(row.options));
+    CreateServer(1);
+    CreateBmc(row.options);
+    Tarvek({"-backup"});
+    EXPECT_EQ(Read("BMCSDR.BAK").substr(64 + 28, 3), row.tail);
+  }
+}
+
+TEST_F(Backup, TellsADeviceInPlaceOfAnImage) {
+  CreateServer(1);
+  Tarvek({"-update", "-force", "-bin", "/dev/zero"});
+  EXPECT_EQ(Read("Update_force.xml"), ResultText("SDR066"));
+}
+
 TEST_F(Backup, TellsAnImageThatIsNotThere) {
   CreateServer(1);
   Tarvek({"-update", "-force", "-bin", "none.bin"});

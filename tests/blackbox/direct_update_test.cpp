@@ -112,6 +112,17 @@ TEST_F(DirectUpdate, ShowsEverythingOnTheConsole) {
             "=== Tarvek end ===\n");
 }
 
+TEST_F(DirectUpdate, LoadsOnlyUntaggedRecords) {
+  CreateServer(1);
+  std::vector<SourceRecord> records = SdrSet(2);
+  records[1].tags = {"CPU1"};
+  Write("BMCSDR.SDR", SdrText(records));
+  RunOptions options;
+  options.input = "y\n";
+  EXPECT_EQ(Tarvek({"-direct", "-sdr"}, options).exit_status, 0);
+  EXPECT_EQ(Repository(), HexOf({records[0], records[2]}));
+}
+
 TEST_F(DirectUpdate, DoesNotWaitAtItsEnd) {
   Answered("y\n");
   const std::string log = Read("tarvek.log");

@@ -191,10 +191,16 @@ TEST_F(CfgReader, ADirectoryIsNoScript) {
   EXPECT_EQ(file.state->fp, nullptr);
 }
 
-TEST_F(CfgReader, APipeWithoutAWriterIsAnEmptyScript) {
+TEST_F(CfgReader, APipeWhoseWriterDoesNotComeIsNoScript) {
   ASSERT_EQ(mkfifo("pipe", 0600), 0);
-  EXPECT_EQ(file.Read("pipe"), 0);
+  int waits = 0;
+  TheSeams().poll = [&] {
+    ++waits;
+    return 0;
+  };
+  EXPECT_EQ(file.Read("pipe"), 67);
   EXPECT_EQ(file.lines, nullptr);
+  EXPECT_EQ(waits, 1);
 }
 
 TEST_F(CfgReader, APipeIsReadToItsWritersEnd) {
