@@ -456,6 +456,40 @@ TEST_F(CfgInterpreter, AFailureThatWasReportedIsSummedUp) {
   EXPECT_THAT(TheSeams().loads, IsEmpty());
 }
 
+struct HandlerFault {
+  int status;
+  const char* line;
+  const char* code;
+};
+
+// The lexer finds these faults first, so no script reaches them; a handler that returns them is
+// reported all the same.
+TEST_F(CfgInterpreter, FaultsThatTheLexerForestallsAreReportedToo) {
+  for (const HandlerFault& row : {
+           HandlerFault{6,
+                        "Error, argument follows a command in the configuration file when it "
+                        "should not",
+                        "SDR006"},
+           HandlerFault{7,
+                        "Error, argument is too long that follows command in the configuration "
+                        "file",
+                        "SDR007"},
+           HandlerFault{13, "Error, invalid configuration file string found", "SDR013"},
+           HandlerFault{24,
+                        "Error, too many arguments found after command in the configuration file",
+                        "SDR024"},
+       }) {
+    SCOPED_TRACE(row.status);
+    PrgError::firstError = true;
+    std::filesystem::remove("tarvek.log");
+    TheSeams().boot_status = row.status;
+    EXPECT_EQ(Run("SDRNAME f.sdr\nBOOT\n"), row.status);
+    EXPECT_THAT(LogTexts(), ElementsAre(row.line));
+    EXPECT_EQ(ReadFile("Update_force.xml"), ResultText(row.code));
+    EXPECT_THAT(TheSeams().loads, IsEmpty());
+  }
+}
+
 TEST_F(CfgInterpreter, AnErrorLevelKeepsTheFinalReportBack) {
   gErrorLevel = 1;
   EXPECT_EQ(Run("BOOT\n"), 11);
