@@ -271,9 +271,7 @@ const char* FaultPlan::ParseRule(std::string_view text) {
   if (rule_count_ == kMaxRules) return "there are too many rules";
   std::string_view actions = text;
   const std::string_view which = Trim(Cut(actions, ":"));
-  if (which.size() == text.size() || text.find(':') == std::string_view::npos) {
-    return "a rule is WHICH ':' ACTION";
-  }
+  if (text.find(':') == std::string_view::npos) return "a rule is WHICH ':' ACTION";
   Rule& rule = rules_[rule_count_];
   rule = Rule{};
   rule.first_action = action_count_;

@@ -422,6 +422,35 @@ TEST_F(BmcModelTest, StandardClearIsRefusedWhileASpareCopyIsOpen) {
   EXPECT_EQ(Ask("28 27 " + reservation + "43 4C 52 AA"), "D5");
 }
 
+TEST_F(BmcModelTest, PlaceOfTheLastReadIsForgottenInAnErase) {
+  Identity identity;
+  identity.erase_polls = 0;
+  Reset(identity);
+  Fill({RecordOf(11, 0xAA), RecordOf(11, 0xBB)});
+  Spared(0);
+  const std::string reservation = Reserve("F8 11");
+  EXPECT_EQ(Ask("F8 12 00 00 02 00 00 05"), "00 FF FF 02 00 51 01 0B");
+  Ask("F8 14 " + reservation + "43 4C 52 AA");
+  // Where record 2 was, the body of the new record looks like one.
+  Bytes record = RecordOf(11 + 16, 0xCC);
+  const Bytes looks = FromHex("02 00 51 01 0B");
+  std::copy(looks.begin(), looks.end(), record.begin() + 14);
+  EXPECT_EQ(Add(record), "00 01 00");
+  EXPECT_EQ(Ask("F8 12 00 00 02 00 00 05"), "CB");
+}
+
+TEST(AnswerTest, NeverGrowsBeyondItsCapacity) {
+  bmcsim::Answer answer;
+  answer.Start(0);
+  const Bytes most(bmcsim::Answer::kCapacity, 0xAA);
+  answer.Put(most);
+  EXPECT_EQ(answer.bytes().size(), bmcsim::Answer::kCapacity);
+  answer.Put8(1);
+  answer.Put32(1);
+  EXPECT_EQ(answer.bytes().size(), bmcsim::Answer::kCapacity);
+  EXPECT_EQ(answer.bytes().back(), 0xAA);
+}
+
 TEST_F(BmcModelTest, RecordIdsBeginAnewAfterAnErase) {
   Identity identity;
   identity.erase_polls = 0;

@@ -34,6 +34,24 @@ TEST_F(BmcStateTest, RecordLengthStaysInsideTheStore) {
   EXPECT_EQ(bmcsim::RecordLength(*state_, control(), 0, 0), 0U) << "it would end behind the store";
 }
 
+TEST_F(BmcStateTest, NoRecordIsSeenInAStoreOfImpossibleSize) {
+  Fill({RecordOf(11, 1)});
+  Control impossible = control();
+  impossible.store[0].used = bmcsim::kStoreBytes + 1;
+  EXPECT_EQ(bmcsim::RecordLength(*state_, impossible, 0, 0), 0U);
+}
+
+TEST_F(BmcStateTest, AStoreFilledToItsLastByteIsWhole) {
+  bmcsim::Identity identity;
+  identity.capacity = bmcsim::kStoreBytes;
+  Reset(identity);
+  Fill(std::vector<Bytes>(bmcsim::kStoreBytes / 16, RecordOf(11, 1)));
+  EXPECT_EQ(control().store[0].used, bmcsim::kStoreBytes);
+  EXPECT_EQ(CheckState(*state_), "");
+  EXPECT_EQ(Spared(0), "00");
+  EXPECT_EQ(Add(RecordOf(0, 1)), "C4");
+}
+
 TEST_F(BmcStateTest, EachThingThatIsNotAsWrittenIsTold) {
   struct Row {
     const char* complaint;

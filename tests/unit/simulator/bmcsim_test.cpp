@@ -352,10 +352,11 @@ TEST_F(BmcsimTest, AnswersStayWithTheirDescriptor) {
 
 TEST_F(BmcsimTest, SelectIsReadyOnlyWithAnAnswer) {
   EXPECT_EQ(Client({"--clock", "virtual:100"},
-                   {"open", "/dev/ipmi0", "select", "0", "select", "5000", "time", "send", "none",
-                    "0", "select", "5000", "select", "0", "time", "receive", "select", "0"}),
-            "open 3\nselect 0\nselect 0\ntime 105 105 105\nsend 0\nselect 1\nselect 1\n"
-            "time 105 105 105\nreceive 18 " +
+                   {"open",   "/dev/ipmi0", "select", "0",       "select", "5500",   "select",
+                    "500",    "time",       "send",   "none",    "0",      "select", "5000",
+                    "select", "0",          "time",   "receive", "select", "0"}),
+            "open 3\nselect 0\nselect 0\nselect 0\ntime 106 106 106\nsend 0\nselect 1\nselect 1\n"
+            "time 106 106 106\nreceive 18 " +
                 std::string(kDeviceId) + "\nselect 0\n");
 }
 
@@ -515,6 +516,10 @@ TEST_F(BmcsimTest, VirtualWaitsPassAtOnceAndMoveEveryClock) {
       "time 1004000132 1004000132 1004000132\nelapsed ";
   EXPECT_EQ(output.substr(0, expected.size()), expected);
   EXPECT_LT(std::stol(output.substr(expected.size())), 1000000) << "46 days have not passed";
+}
+
+TEST_F(BmcsimTest, CpuClocksAreNoWallClocks) {
+  EXPECT_EQ(Client({"--clock", "virtual:1000000000"}, {"sleep", "30", "cpu-time"}), "cpu-time 0\n");
 }
 
 TEST_F(BmcsimTest, VirtualClockWithoutAStartBeginsNow) {

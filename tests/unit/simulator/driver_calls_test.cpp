@@ -240,6 +240,19 @@ TEST_F(OpenIpmiTest, AnswersWithoutPrefixOrDataAreEmpty) {
   }
 }
 
+TEST_F(OpenIpmiTest, AnAnswerOfNothingBearsNothingOfTheOneBefore) {
+  Plan("2: length 0");
+  Message("19 01");
+  ASSERT_EQ(Send(), 0);
+  ASSERT_EQ(Send(), 0);
+  ASSERT_EQ(Receive(), 0);
+  Rearm(data_.size());
+  ASSERT_EQ(Receive(), 0);
+  EXPECT_EQ(received_.msg.netfn, 0);
+  EXPECT_EQ(received_.msg.cmd, 0);
+  EXPECT_EQ(received_address_[6], 0);
+}
+
 TEST_F(OpenIpmiTest, PlannedErrorsComeWhereTheyBelong) {
   Plan("1: send-error ENODEV; 2: select-error EINTR; 3: receive-error ENXIO; 4: select-error EIO");
   EXPECT_EQ(Send(), -ENODEV);

@@ -242,6 +242,8 @@ TEST_F(FaultPlanTest, MistakesAreToldWithTheirPlace) {
       {"1: send-error 0", "line 1, '1: send-error 0': the errno is unknown"},
       {"1: delay", "line 1, '1: delay': the action wants seconds"},
       {"1: delay 1.2345", "line 1, '1: delay 1.2345': the action wants seconds"},
+      {"1: delay 1.0001", "line 1, '1: delay 1.0001': the action wants seconds"},
+      {"1: delay 1.", "line 1, '1: delay 1.': the action wants seconds"},
       {"1: silence -1", "line 1, '1: silence -1': the action wants seconds"},
       {"1: signal", "line 1, '1: signal': the signal is unknown"},
       {"1: signal 65", "line 1, '1: signal 65': the signal is unknown"},

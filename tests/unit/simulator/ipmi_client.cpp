@@ -16,6 +16,7 @@
 //   ioctl XXXX           some other ioctl
 //   usleep N, sleep N, nanosleep N, until N (clock_nanosleep to an absolute time)
 //   time                 seconds of time(), clock_gettime and gettimeofday: "time A B C"
+//   cpu-time             seconds of CPU time that the program has used: "cpu-time N"
 //   elapsed              milliseconds of the real clock since the start
 //   say TEXT
 //   survive              handles SIGTERM and SIGUSR1 by saying "caught"
@@ -353,6 +354,10 @@ class Script {
       SleepUntil(NextNumber());
     } else if (step == "time") {
       PrintTime();
+    } else if (step == "cpu-time") {
+      timespec used = {};
+      clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+      std::printf("cpu-time %ld\n", static_cast<long>(used.tv_sec));
     } else if (step == "elapsed") {
       std::printf("elapsed %ld\n", RealMilliseconds() - start_);
     } else {
