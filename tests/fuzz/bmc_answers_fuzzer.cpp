@@ -223,7 +223,10 @@ class Programmer : public RepositoryProgrammer {
       *end = new SDRecord;
       const Bytes bytes = stream.Next(kMaxRecordSize);
       std::copy(bytes.begin(), bytes.end(), (*end)->Record);
-      if (stream.Next() % 8 != 0) (*end)->Record[kRecordBodyLengthOffset] %= kMaxRecordBody + 1;
+      unsigned char& body_length = (*end)->Record[kRecordBodyLengthOffset];
+      if (stream.Next() % 8 != 0) {
+        body_length = static_cast<unsigned char>(body_length % (kMaxRecordBody + 1));
+      }
       end = &(*end)->next;
     }
   }
