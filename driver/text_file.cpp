@@ -17,12 +17,12 @@ std::FILE* StreamOf(int fd, const char* mode) {
   return stream;
 }
 
+}  // namespace
+
 bool IsDevice(int fd) {
   struct stat info {};
   return fstat(fd, &info) == 0 && (S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode));
 }
-
-}  // namespace
 
 std::FILE* OpenInput(const char* path) {
   const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);

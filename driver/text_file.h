@@ -11,6 +11,9 @@ namespace tarvek {
 /// @return the stream, the caller's to close; null when the file cannot be opened.
 std::FILE* OpenInput(const char* path);
 
+/// Whether an open descriptor is a character or block device, which no input may be.
+bool IsDevice(int fd);
+
 /// What an output file that is there already keeps.
 enum class Keep { kNothing, kContent };
 

@@ -1,7 +1,6 @@
 #include "repository/backup_image.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include <string_view>
 
 #include "driver/history_log.h"
+#include "driver/text_file.h"
 #include "driver/text_format.h"
 #include "errors/prg_error.h"
 #include "transport/checksum.h"
@@ -57,12 +57,6 @@ short OpenImage(const char* path, int flags, mode_t mode = 0) {
   close(fd);
   errno = EMFILE;
   return -1;
-}
-
-/// Devices are no images: some of them never end.
-bool IsDevice(int fd) {
-  struct stat info {};
-  return fstat(fd, &info) == 0 && (S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode));
 }
 
 /// The local time as seconds since the epoch.
@@ -171,7 +165,7 @@ int set_backup(const char* path) {
 
 int get_backup(const char* path) {
   const short fd = OpenImage(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  if (fd < 0 || IsDevice(fd)) {
+  if (fd < 0 || tarvek::IsDevice(fd)) {
     if (fd >= 0) close(fd);
     pErr.Report(kInputOpenFailed, path);
     return 0;

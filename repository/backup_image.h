@@ -33,7 +33,8 @@ int set_backup(const char* path);
 
 /// Loads an image into memory and checks it. The file of a good one is deliberately left open until
 /// the run ends. A pipe without a writer does not hold the caller up: it reads as a truncated file.
-/// @return 1, or 0 after a failure, which was reported: 66 when the file cannot be opened, 31 when
+/// @return 1, or 0 after a failure, which was reported: 66 when the file cannot be opened or is a
+/// device, 31 when
 ///   it ends too early, cannot be read or claims 32768 bytes of records or more, 75, 76.
 int get_backup(const char* path);
 
