@@ -116,6 +116,19 @@ class TraceText {
   std::size_t size_ = 0;
 };
 
+/// Sets the program's clock, if that is what the action is.
+bool SetClock(ExchangeHost& host, const Action& action) {
+  const std::int64_t seconds = action.number;
+  if (action.fault == Fault::kClockForward) {
+    host.StepClock(seconds);
+  } else if (action.fault == Fault::kClockBack) {
+    host.StepClock(-seconds);
+  } else {
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 void TraceAndRaise(ExchangeHost& host, std::uint32_t signal) {
@@ -127,11 +140,26 @@ void TraceAndRaise(ExchangeHost& host, std::uint32_t signal) {
   host.Raise(static_cast<int>(signal));
 }
 
+void StrikeWait(ExchangeHost& host, const Faults& faults) {
+  for (const Action* action : faults) {
+    if (!SetClock(host, *action)) {
+      TraceAndRaise(host, action->number);
+      continue;
+    }
+    TraceText line;
+    line.Put("! ");
+    line.Put(action->text);
+    line.Put("\n");
+    host.Trace(line.text());
+  }
+}
+
 void Exchange::Run(std::span<const std::uint8_t> request, Outcome& outcome) {
   request = request.first(std::min(request.size(), kMaxImage));
   ++requests_;
   const Faults faults = plan_.empty() ? Faults() : plan_.MatchRequest(request);
   if (!faults.empty()) ++faulted_;
+  for (const Action* action : faults) SetClock(host_, *action);
   if (const Action* signal = faults.Find(Fault::kSignalBefore)) {
     TraceAndRaise(host_, signal->number);
   }

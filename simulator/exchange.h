@@ -33,6 +33,10 @@ class ExchangeHost {
   /// Sends the program that made the request a signal; returns if it lives on.
   virtual void Raise(int signal) = 0;
 
+  /// Sets the wall clock of the program forward, or back when `seconds` is negative. A front end
+  /// that does not make the program's time has nothing to set.
+  virtual void StepClock(std::int64_t /*seconds*/) {}
+
   /// Keeps other processes from the BMC's memory until EndRequest.
   virtual void BeginRequest() = 0;
   virtual void EndRequest() = 0;
@@ -94,6 +98,10 @@ class Exchange {
 
 /// Writes "! signal N" and sends the signal.
 void TraceAndRaise(ExchangeHost& host, std::uint32_t signal);
+
+/// What the plan does to a wait of the program: a signal as above, or a step of the clock with a
+/// line like "! clock -3600".
+void StrikeWait(ExchangeHost& host, const Faults& faults);
 
 }  // namespace bmcsim
 

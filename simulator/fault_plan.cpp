@@ -24,6 +24,7 @@ WHICH names requests, and may tell which of them by their count in this run:
   get-sdr@3-          from the third on      get-sdr@every 10  every tenth
   7                   the seventh request of the run, whatever it is (also 7-9, 7-, every 7)
   wait@2              the program's second wait (usleep, sleep, nanosleep); only for signal
+                      and clock
 
 ACTION is what happens to it:
   cc XX               the BMC refuses the request with completion code XX
@@ -48,12 +49,16 @@ ACTION is what happens to it:
   cancel              every reservation is cancelled before the request
   signal NAME [after] the program is sent the signal (KILL, TERM, ... or its number) before the
                       BMC sees the request, or after it was carried out
+  clock +S            the program's wall clock jumps S seconds ahead, before the request; its
+                      steady clock and the BMC's clock stay as they are
+  clock -S            the same, back
 
 Examples:
   oem-add@17: cancel                  the reservation is lost before the 17th piece
   oem-clear@1-299: cc C5              299 refused clears
   F8/10/02: cc D5                     the closing SparedSDR fails
   40: signal KILL                     the program dies before its 40th request
+  wait@9: clock -3600                 somebody sets the clock back during the ninth wait
 )";
 
 namespace {
@@ -69,6 +74,7 @@ enum Shape {
   kSeconds,
   kMaybeSeconds,
   kSignal,
+  kClockStep,
 };
 
 struct Verb {
@@ -97,6 +103,7 @@ constexpr Verb kVerbs[] = {
     {"delay", Fault::kDelay, kSeconds},
     {"cancel", Fault::kCancel, kNothing},
     {"signal", Fault::kSignalBefore, kSignal},
+    {"clock", Fault::kClockForward, kClockStep},
 };
 
 struct RequestName {
@@ -135,6 +142,7 @@ constexpr std::uint32_t kLastSignal = 64;
 constexpr std::uint32_t kLastErrno = 4095;
 constexpr std::uint32_t kLongestAnswer = 2048;
 constexpr std::uint32_t kLongestWaitSeconds = 1000000;
+constexpr std::uint32_t kLongestClockStepSeconds = 1000000000;
 
 std::string_view Trim(std::string_view text) {
   const std::size_t begin = text.find_first_not_of(" \t\r");
@@ -230,6 +238,17 @@ const char* ParseSignal(std::string_view arguments, Action& action) {
     return "a signal comes 'before' or 'after'";
   }
   return Trim(arguments).empty() ? nullptr : "there are too many words";
+}
+
+const char* ParseClockStep(std::string_view arguments, Action& action) {
+  const bool back = arguments.starts_with('-');
+  const bool signed_number = back || arguments.starts_with('+');
+  if (signed_number) arguments.remove_prefix(1);
+  const auto seconds = Number(arguments, 10, kLongestClockStepSeconds);
+  if (!signed_number || !seconds) return "the action wants seconds with their sign, +S or -S";
+  action.fault = back ? Fault::kClockBack : Fault::kClockForward;
+  action.number = *seconds;
+  return nullptr;
 }
 
 }  // namespace
@@ -331,7 +350,9 @@ const char* FaultPlan::ParseAction(std::string_view text, const Rule& rule) {
   const auto* verb = std::find_if(std::begin(kVerbs), std::end(kVerbs),
                                   [&](const Verb& entry) { return entry.name == name; });
   if (verb == std::end(kVerbs)) return "the action is unknown";
-  if (rule.wait && verb->fault != Fault::kSignalBefore) return "a wait knows only 'signal'";
+  if (rule.wait && verb->shape != kSignal && verb->shape != kClockStep) {
+    return "a wait knows only 'signal' and 'clock'";
+  }
   Action& action = actions_[action_count_];
   action = Action{verb->fault, 0, 0, {}, text};
   if (const char* wrong = ParseArguments(action, verb->shape, Trim(arguments)); wrong != nullptr) {
@@ -356,6 +377,8 @@ const char* FaultPlan::ParseArguments(Action& action, int shape, std::string_vie
     }
     case kSignal:
       return ParseSignal(arguments, action);
+    case kClockStep:
+      return ParseClockStep(arguments, action);
     case kHexByte:
       number = HexByte(arguments);
       if (!number) return "the action wants one byte in hex";

@@ -21,7 +21,7 @@ namespace bmcsim {
 // The bytes of a request are its NetFn/LUN, its command and the first of its data. The times
 // count, from 1 and in one run of the program, the requests that the rule's request names; without
 // times every one is meant. Times alone count all requests. 'wait' names the program's own waits
-// (usleep, sleep, nanosleep, clock_nanosleep); only `signal` applies to them.
+// (usleep, sleep, nanosleep, clock_nanosleep); only `signal` and `clock` apply to them.
 //
 // All rules that name a request apply to it; of two that set the same thing the later one wins.
 
@@ -48,6 +48,8 @@ enum class Fault : std::uint8_t {
   kCancel,        ///< the reservations are cancelled first
   kSignalBefore,  ///< number: signal sent to the caller before the BMC sees the request
   kSignalAfter,   ///< number: signal sent to the caller once the request is carried out
+  kClockForward,  ///< number: seconds by which the caller's wall clock is put forward first
+  kClockBack,     ///< number: seconds by which it is put back
 };
 
 /// As `Action::number` of kSilence: no answer ever comes.

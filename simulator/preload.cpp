@@ -156,6 +156,7 @@ class Machine final : public ExchangeHost {
   int Pass(std::int64_t nanoseconds);
 
   void Raise(int signal) override { (void)raise(signal); }
+  void StepClock(std::int64_t seconds) override { clock_.Step(seconds * kNanosecondsPerSecond); }
   void BeginRequest() override;
   void EndRequest() override;
   std::uint32_t Now() override;
@@ -305,6 +306,7 @@ void Machine::BeginRequest() {
 
 void Machine::EndRequest() { flock(request_fd_, LOCK_UN); }
 
+// The BMC has a clock of its own: nobody who sets the machine's moves it.
 std::uint32_t Machine::Now() {
   return static_cast<std::uint32_t>(clock_.Now(RealClock(CLOCK_REALTIME)) / kNanosecondsPerSecond);
 }
@@ -337,7 +339,7 @@ void Machine::Trace(std::span<const char> lines) {
 void Machine::CountWait() {
   ++waits_;
   if (plan_.empty()) return;
-  for (const Action* action : plan_.MatchWait()) TraceAndRaise(*this, action->number);
+  StrikeWait(*this, plan_.MatchWait());
 }
 
 int Machine::Pass(std::int64_t nanoseconds) {
@@ -495,20 +497,24 @@ int WaitSimulated(std::int64_t nanoseconds) {
   return g_machine.Pass(nanoseconds);
 }
 
-bool IsWallOrSteady(clockid_t clock) {
+// What a clock shows to the program; `real` is what it shows in truth.
+std::int64_t Shown(clockid_t clock, std::int64_t real) {
   switch (clock) {
     case CLOCK_REALTIME:
     case CLOCK_REALTIME_COARSE:
+    case CLOCK_TAI:
+      return g_machine.clock().shows_real_time() ? real : g_machine.clock().WallNow(real);
     case CLOCK_MONOTONIC:
     case CLOCK_MONOTONIC_RAW:
     case CLOCK_MONOTONIC_COARSE:
     case CLOCK_BOOTTIME:
-    case CLOCK_TAI:
-      return true;
+      return g_machine.clock().Now(real);
     default:
-      return false;
+      return real;
   }
 }
+
+std::int64_t WallClock() { return g_machine.clock().WallNow(RealClock(CLOCK_REALTIME)); }
 
 }  // namespace
 }  // namespace bmcsim
@@ -633,31 +639,27 @@ BMCSIM_EXPORT int clock_nanosleep(clockid_t clock, int flags, const timespec* wa
   g_machine.CountWait();
   if (!g_machine.clock().is_virtual()) return Real().clock_nanosleep(clock, flags, wait, rest);
   std::int64_t nanoseconds = bmcsim::Nanoseconds(*wait);
-  if ((flags & TIMER_ABSTIME) != 0) nanoseconds -= g_machine.clock().Now(bmcsim::RealClock(clock));
+  if ((flags & TIMER_ABSTIME) != 0) nanoseconds -= bmcsim::Shown(clock, bmcsim::RealClock(clock));
   return nanoseconds <= 0 ? 0 : bmcsim::WaitSimulated(nanoseconds);
 }
 
 BMCSIM_EXPORT int clock_gettime(clockid_t clock, timespec* now) noexcept {
   const int result = Real().clock_gettime(clock, now);
-  if (result == 0 && g_machine.clock().is_virtual() && bmcsim::IsWallOrSteady(clock)) {
-    *now = bmcsim::Timespec(g_machine.clock().Now(bmcsim::Nanoseconds(*now)));
-  }
+  if (result == 0) *now = bmcsim::Timespec(bmcsim::Shown(clock, bmcsim::Nanoseconds(*now)));
   return result;
 }
 
 BMCSIM_EXPORT time_t time(time_t* now) noexcept {
-  if (!g_machine.clock().is_virtual()) return Real().time(now);
-  const time_t seconds =
-      g_machine.clock().Now(bmcsim::RealClock(CLOCK_REALTIME)) / bmcsim::kNanosecondsPerSecond;
+  if (g_machine.clock().shows_real_time()) return Real().time(now);
+  const time_t seconds = bmcsim::WallClock() / bmcsim::kNanosecondsPerSecond;
   if (now != nullptr) *now = seconds;
   return seconds;
 }
 
 BMCSIM_EXPORT int gettimeofday(timeval* now, void* zone) noexcept {
   const int result = Real().gettimeofday(now, zone);
-  if (result == 0 && g_machine.clock().is_virtual()) {
-    const std::int64_t microseconds = g_machine.clock().Now(bmcsim::RealClock(CLOCK_REALTIME)) /
-                                      bmcsim::kNanosecondsPerMicrosecond;
+  if (result == 0 && !g_machine.clock().shows_real_time()) {
+    const std::int64_t microseconds = bmcsim::WallClock() / bmcsim::kNanosecondsPerMicrosecond;
     now->tv_sec = microseconds / 1000000;
     now->tv_usec = microseconds % 1000000;
   }

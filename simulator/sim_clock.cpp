@@ -1,5 +1,6 @@
 #include "simulator/sim_clock.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace bmcsim {
@@ -36,6 +37,10 @@ bool SimClock::Parse(std::string_view text, std::string& error) {
 
 std::int64_t SimClock::Now(std::int64_t real) const {
   return (mode_ == Mode::kFixed ? start_ : real) + skipped_;
+}
+
+std::int64_t SimClock::WallNow(std::int64_t real) const {
+  return std::max<std::int64_t>(Now(real) + stepped_, 0);
 }
 
 }  // namespace bmcsim

@@ -16,6 +16,8 @@ inline constexpr std::int64_t kNanosecondsPerMicrosecond = 1000;
 /// Written "real": the machine's own. "virtual": the machine's own and, on top, every wait that
 /// was skipped. "virtual:EPOCH": EPOCH seconds since 1970 and every wait that was skipped, and
 /// nothing else, so that two runs which do the same see the same times.
+///
+/// Whoever sets the machine's clock moves its wall clock alone: steady clocks go on as they were.
 class SimClock {
  public:
   /// Sets the clock from its text; an empty one is "real".
@@ -28,10 +30,21 @@ class SimClock {
   /// Lets a skipped wait pass.
   void Advance(std::int64_t nanoseconds) { skipped_ += nanoseconds; }
 
-  /// What any clock of the machine shows to the program.
+  /// Sets the wall clock forward, or back when `nanoseconds` is negative.
+  void Step(std::int64_t nanoseconds) { stepped_ += nanoseconds; }
+
+  /// Whether the wall clock shows the machine's own time.
+  bool shows_real_time() const { return mode_ == Mode::kReal && stepped_ == 0; }
+
+  /// What a steady clock of the machine shows to the program.
   ///
   /// @param real  what it shows in truth, nanoseconds.
   std::int64_t Now(std::int64_t real) const;
+
+  /// What the wall clock shows to the program; it cannot be set back beyond the epoch.
+  ///
+  /// @param real  what it shows in truth, nanoseconds since the epoch.
+  std::int64_t WallNow(std::int64_t real) const;
 
  private:
   enum class Mode : std::uint8_t { kReal, kVirtual, kFixed };
@@ -39,6 +52,7 @@ class SimClock {
   Mode mode_ = Mode::kReal;
   std::int64_t start_ = 0;    // nanoseconds since the epoch
   std::int64_t skipped_ = 0;  // nanoseconds
+  std::int64_t stepped_ = 0;  // nanoseconds
 };
 
 }  // namespace bmcsim

@@ -539,6 +539,40 @@ TEST_F(BmcsimTest, RealClockIsLeftAlone) {
   EXPECT_LE(shown, time(nullptr));
 }
 
+TEST_F(BmcsimTest, SettingTheClockMovesTheProgramsWallClockAlone) {
+  const std::string output =
+      Client({"--clock", "virtual:1000000000", "--trace", "t", "--fault",
+              "wait@2: clock -3600; 1: clock +86400"},
+             {"usleep", "5", "time", "usleep", "5", "time", "open", "/dev/ipmi0", "ask", "F8 10 00",
+              "time", "until", "10", "time"});
+  EXPECT_EQ(output,
+            "time 1000000000 1000000000 1000000000\ntime 999996400 999996400 999996400\n"
+            "open 3\nask 3 FC 10 00\ntime 1000082800 1000082800 1000082800\n"
+            "time 1000082810 1000082810 1000082810\n");
+  EXPECT_EQ(Read("t"), "! clock -3600\n> F8 10 00\n< FC 10 00 ! clock +86400\n");
+}
+
+TEST_F(BmcsimTest, SettingTheClockLeavesTheBmcs) {
+  Bmcsim({"--create", "--records", "0"});
+  // A record is added at 5F5E1000h (1600000000) whatever the program's clock shows.
+  const Words steps{"open", "/dev/ipmi0", "ask", "F8 10 00",
+                    "ask",  "F8 11",      "ask", "F8 13 01 00 00 00 00 01 00 00 51 01 00",
+                    "ask",  "F8 10 02",   "ask", "28 20",
+                    "time"};
+  const std::string output =
+      Client({"--clock", "virtual:1600000000", "--fault", "1: clock +86400"}, steps);
+  EXPECT_THAT(output, HasSubstr(" 00 10 5E 5F "));
+  EXPECT_THAT(output, HasSubstr("time 1600086400"));
+}
+
+TEST_F(BmcsimTest, TheRealClockCanBeSetToo) {
+  const long before = time(nullptr);
+  const std::string output = Client({"--fault", "wait@1: clock -86400"}, {"usleep", "1", "time"});
+  const long shown = std::stol(output.substr(std::string("time ").size()));
+  EXPECT_GE(shown, before - 86400);
+  EXPECT_LE(shown, time(nullptr) - 86400);
+}
+
 TEST_F(BmcsimTest, DelaysTakeTheirTimeOnTheRealClock) {
   for (const char* driver : {"openipmi", "maker"}) {
     const bool maker = std::string(driver) == "maker";

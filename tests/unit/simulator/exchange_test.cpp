@@ -17,6 +17,9 @@ using bmcsim::Outcome;
 class RecordingHost final : public bmcsim::ExchangeHost {
  public:
   void Raise(int signal) override { events += "signal " + std::to_string(signal) + "\n"; }
+  void StepClock(std::int64_t seconds) override {
+    events += "clock " + std::to_string(seconds) + "\n";
+  }
   void BeginRequest() override {
     EXPECT_FALSE(locked);
     locked = true;
@@ -222,6 +225,26 @@ TEST_F(ExchangeTest, SignalsComeBeforeOrAfterTheBmcSeesTheRequest) {
   Run("28 22");
   EXPECT_EQ(host_.events, "lock\nunlock\ntrace\ntrace\nsignal 9\n");
   EXPECT_EQ(host_.trace, "> 28 22\n< 2C 22 00 02 00 ! signal KILL after\n! signal 9\n");
+}
+
+TEST_F(ExchangeTest, TheClockIsSetBeforeAnythingElse) {
+  Plan("1: signal TERM, clock -3600, clock +1; 2: clock +86400");
+  Run("28 22");
+  EXPECT_EQ(host_.events, "clock -3600\nclock 1\ntrace\nsignal 15\nlock\nunlock\ntrace\n");
+  host_.trace.clear();
+  host_.events.clear();
+  Run("28 22");
+  EXPECT_EQ(host_.events, "clock 86400\nlock\nunlock\ntrace\n");
+  EXPECT_EQ(host_.trace, "> 28 22\n< 2C 22 00 02 00 ! clock +86400\n");
+}
+
+TEST_F(ExchangeTest, WaitsAreStruckInThePlansOrder) {
+  Plan("wait@2: clock -60, signal USR1, clock +9");
+  bmcsim::StrikeWait(host_, plan_->MatchWait());
+  EXPECT_EQ(host_.events, "");
+  bmcsim::StrikeWait(host_, plan_->MatchWait());
+  EXPECT_EQ(host_.events, "clock -60\ntrace\ntrace\nsignal 10\nclock 9\ntrace\n");
+  EXPECT_EQ(host_.trace, "! clock -60\n! signal 10\n! clock +9\n");
 }
 
 TEST_F(ExchangeTest, TraceShowsWhatThePlanDid) {

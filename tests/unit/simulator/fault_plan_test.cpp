@@ -147,6 +147,12 @@ TEST_F(FaultPlanTest, WaitsAreCountedApartFromRequests) {
   EXPECT_EQ(MatchWait(), "");
 }
 
+TEST_F(FaultPlanTest, WaitsKnowSignalsAndTheClock) {
+  Parse("wait@1: signal TERM after, clock +5; wait@2: clock -5");
+  EXPECT_EQ(MatchWait(), "signal TERM after, clock +5");
+  EXPECT_EQ(MatchWait(), "clock -5");
+}
+
 TEST_F(FaultPlanTest, EachActionIsRead) {
   struct Row {
     const char* text;
@@ -180,6 +186,9 @@ TEST_F(FaultPlanTest, EachActionIsRead) {
       {"signal SIGTERM", Fault::kSignalBefore, SIGTERM},
       {"signal 10 before", Fault::kSignalBefore, 10},
       {"signal INT after", Fault::kSignalAfter, SIGINT},
+      {"clock +86400", Fault::kClockForward, 86400},
+      {"clock -3600", Fault::kClockBack, 3600},
+      {"clock +1000000000", Fault::kClockForward, 1000000000},
   };
   for (const Row& row : rows) {
     const Action action = Only(row.text);
@@ -250,7 +259,13 @@ TEST_F(FaultPlanTest, MistakesAreToldWithTheirPlace) {
       {"1: signal TERM during",
        "line 1, '1: signal TERM during': a signal comes 'before' or 'after'"},
       {"1: signal TERM after all", "line 1, '1: signal TERM after all': there are too many words"},
-      {"wait: cc C5", "line 1, 'wait: cc C5': a wait knows only 'signal'"},
+      {"1: clock", "line 1, '1: clock': the action wants seconds with their sign, +S or -S"},
+      {"1: clock 5", "line 1, '1: clock 5': the action wants seconds with their sign, +S or -S"},
+      {"1: clock +-5",
+       "line 1, '1: clock +-5': the action wants seconds with their sign, +S or -S"},
+      {"1: clock +1000000001",
+       "line 1, '1: clock +1000000001': the action wants seconds with their sign, +S or -S"},
+      {"wait: cc C5", "line 1, 'wait: cc C5': a wait knows only 'signal' and 'clock'"},
   };
   for (const auto& [text, complaint] : rows) {
     EXPECT_EQ(Complaint(text), std::string("fault plan, ") + complaint);

@@ -43,12 +43,48 @@ TEST(SimClockTest, FixedClockMovesByWaitsAlone) {
   EXPECT_EQ(clock.Now(kReal), 1700000000 * bmcsim::kNanosecondsPerSecond + 7);
 }
 
-TEST(SimClockTest, ParsingAgainForgetsTheWaits) {
+TEST(SimClockTest, StepsMoveTheWallClockAlone) {
+  for (const char* text : {"real", "virtual"}) {
+    SimClock clock = ClockOf(text);
+    EXPECT_EQ(clock.WallNow(kReal), kReal);
+    clock.Step(100);
+    EXPECT_EQ(clock.WallNow(kReal), kReal + 100);
+    clock.Step(-300);
+    EXPECT_EQ(clock.WallNow(kReal), kReal - 200);
+    EXPECT_EQ(clock.Now(kReal), kReal);
+  }
+  SimClock clock = ClockOf("virtual:1700000000");
+  clock.Advance(7);
+  clock.Step(-5);
+  EXPECT_EQ(clock.WallNow(kReal), 1700000000 * bmcsim::kNanosecondsPerSecond + 2);
+  EXPECT_EQ(clock.Now(kReal), 1700000000 * bmcsim::kNanosecondsPerSecond + 7);
+}
+
+TEST(SimClockTest, WallClockStopsAtTheEpoch) {
+  SimClock clock = ClockOf("virtual:5");
+  clock.Step(-6 * bmcsim::kNanosecondsPerSecond);
+  EXPECT_EQ(clock.WallNow(kReal), 0);
+  clock.Step(2 * bmcsim::kNanosecondsPerSecond);
+  EXPECT_EQ(clock.WallNow(kReal), bmcsim::kNanosecondsPerSecond);
+}
+
+TEST(SimClockTest, RealTimeIsShownUntilTheFirstStepOrTheFirstSkippedWait) {
+  SimClock clock = ClockOf("real");
+  EXPECT_TRUE(clock.shows_real_time());
+  clock.Step(1);
+  EXPECT_FALSE(clock.shows_real_time());
+  EXPECT_FALSE(ClockOf("virtual").shows_real_time());
+  EXPECT_FALSE(ClockOf("virtual:9").shows_real_time());
+}
+
+TEST(SimClockTest, ParsingAgainForgetsTheWaitsAndTheSteps) {
   SimClock clock = ClockOf("virtual");
   clock.Advance(99);
+  clock.Step(5);
   std::string error;
   ASSERT_TRUE(clock.Parse("virtual", error));
   EXPECT_EQ(clock.Now(0), 0);
+  EXPECT_EQ(clock.WallNow(0), 0);
 }
 
 TEST(SimClockTest, OtherTextsAreRefused) {
