@@ -1,37 +1,38 @@
 // Lets any bytes be a BMC's answers, while the tool does to it everything that it can do.
 //
-// An input is a byte of options and a stream. The stream's bytes choose what is done next and how
-// each request is answered; once it is used up, the driver fails.
+// An input is a byte of options (bits, below) and a stream. The stream's bytes choose what is done
+// next (DoSomething()) and how each request is answered (HostileBmc::Ask()); once it is used up,
+// the driver fails, and what is being done is the last thing that is; so is the 24th.
 #include <fcntl.h>
-#include <linux/ipmi.h>
-#include <sys/ioctl.h>
-#include <sys/select.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <cstdio>
+#include <initializer_list>
 #include <span>
-#include <vector>
 
+#include "driver/progress.h"
 #include "driver/result_files.h"
 #include "driver/run_settings.h"
 #include "errors/prg_error.h"
 #include "repository/backup_image.h"
 #include "repository/programming.h"
-#include "tests/fuzz/scratch_directory.h"
+#include "tests/fuzz/hostile_bmc.h"
+#include "tests/fuzz/nowhere_files.h"
+#include "tests/fuzz/require.h"
 #include "transport/checksum.h"
 #include "transport/ipmi_commands.h"
 #include "transport/ipmi_driver.h"
 
 namespace {
 
+using tarvek_fuzz::Bytes;
+using tarvek_fuzz::kMaxRepeats;
 using tarvek_fuzz::Require;
-using Bytes = std::vector<unsigned char>;
+using tarvek_fuzz::Stream;
 
 // The options.
 constexpr unsigned kMakersDriver = 0x01;
@@ -40,172 +41,12 @@ constexpr unsigned kHeaderFirst = 0x04;  // the SDR file declared IPMI 1.5
 constexpr unsigned kQuery = 0x08;        // a version query, else an update
 constexpr unsigned kDirect = 0x10;
 constexpr unsigned kTrace = 0x20;
+constexpr unsigned kResultFile = 0x40;  // the first error is written to one
 
-constexpr std::size_t kLargestAnswer = 2048;
-constexpr std::size_t kRepeats = 16;  // one byte of the stream lets a whole retry count pass
 // Requests for each byte of the stream: an answer that is repeated, each with its reservation.
-constexpr std::size_t kRequestsPerByte = 2 * (255 * kRepeats + 2);
+constexpr std::size_t kRequestsPerByte = 2 * (kMaxRepeats + 2);
 constexpr std::size_t kRequestsOfAnOperation = 64;
-
-/// The input's bytes, one after the other; zeroes once they are used up.
-class Stream {
- public:
-  explicit Stream(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
-  bool AtEnd() const { return position_ == bytes_.size(); }
-  unsigned char Next() { return AtEnd() ? 0 : bytes_[position_++]; }
-  Bytes Next(std::size_t n) {
-    Bytes bytes(n);
-    for (unsigned char& byte : bytes) byte = Next();
-    return bytes;
-  }
-
- private:
-  std::span<const std::uint8_t> bytes_;
-  std::size_t position_ = 0;
-};
-
-/// The BMC and the driver before it.
-class HostileBmc {
- public:
-  explicit HostileBmc(std::span<const std::uint8_t> bytes) : stream(bytes) {}
-
-  Stream stream;
-  std::size_t requests = 0;
-  Bytes answer;  // from the completion code on; whole images for the maker's driver
-  bool select_fails = false;
-  bool receive_fails = false;
-
-  /// Takes a request.
-  /// @return false when the driver fails.
-  bool Ask(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data) {
-    ++requests;
-    select_fails = receive_fails = false;
-    if (repeats_ > 0 && !IsReserve(command)) {
-      --repeats_;
-      answer = {kReservationCancelled};
-      return true;
-    }
-    if (stream.AtEnd()) return false;
-    switch (const unsigned char choice = stream.Next(); choice % 8) {
-      case 0:
-        return stream.Next() % 4 != 0;
-      case 1:
-        select_fails = true;
-        return true;
-      case 2:
-        receive_fails = true;
-        return true;
-      case 3:
-        answer = {stream.Next()};
-        return true;
-      case 4:
-        repeats_ = stream.Next() * kRepeats;
-        answer = {kReservationCancelled};
-        return true;
-      case 5:
-        answer = stream.Next(std::min(stream.Next() * std::size_t{choice}, kLargestAnswer));
-        return true;
-      default:
-        Answer(netfn_lun, command, data);
-        return true;
-    }
-  }
-
- private:
-  static bool IsReserve(std::uint8_t command) {
-    return command == kReserveSdrRepository || command == kOemReserve;
-  }
-
-  /// An answer of the right length with bytes of the stream.
-  void Answer(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data) {
-    std::size_t length = 2;
-    if (netfn_lun == kAppRequest) length = stream.Next() % 2 == 0 ? 11 : 15;
-    if (netfn_lun == kStorageRequest && command == kGetSdrRepositoryInfo) length = 14;
-    if (netfn_lun == kOemRequest && command == kOemGetSlotInformation) length = 3;
-    if (netfn_lun == kOemRequest && command == kOemClearSdrRepository) length = 1;
-    const bool reads = command == kGetSdr || command == kOemGetSdr;
-    if (reads && data.size() == 6) length = 2U + data[5];
-    answer = stream.Next(length);
-    answer.insert(answer.begin(), kCompletionOk);
-    constexpr std::size_t kBodyLength = 1 + 2 + 4;  // behind completion code and next record ID
-    if (reads && answer.size() > kBodyLength && data[4] == 0) answer[kBodyLength] %= 80;
-  }
-
-  std::size_t repeats_ = 0;
-};
-
-HostileBmc* bmc = nullptr;
-
-int FailWith(int error) {
-  errno = error;
-  return -1;
-}
-
-// What the maker's driver exchanges in one ioctl.
-struct MakerBlock {
-  std::uint8_t netfn_lun;
-  std::uint8_t command;
-  std::uint8_t padding[2];
-  std::int32_t length;
-  std::uint8_t* data;
-};
-constexpr unsigned long kMakerExchange = 0xC010F100;
-
-int MakersIoctl(MakerBlock* block) {
-  const std::span<const std::uint8_t> data(block->data, static_cast<std::size_t>(block->length));
-  if (!bmc->Ask(block->netfn_lun, block->command, data)) return FailWith(EIO);
-  if (bmc->select_fails || bmc->receive_fails) return FailWith(EIO);
-  // Most answers get the header that belongs to them; others are all that the driver gives.
-  Bytes image = bmc->answer;
-  if (image.size() < kLargestAnswer / 2) {
-    const std::uint8_t header[] = {static_cast<std::uint8_t>(block->netfn_lun + 4), block->command};
-    image.insert(image.begin(), std::begin(header), std::end(header));
-  }
-  std::copy(image.begin(), image.end(), block->data);
-  return static_cast<int>(image.size());
-}
-
-int Send(const ipmi_req* request) {
-  const auto* const address = reinterpret_cast<ipmi_system_interface_addr*>(request->addr);
-  const auto netfn_lun = static_cast<std::uint8_t>((request->msg.netfn << 2) | address->lun);
-  return bmc->Ask(netfn_lun, request->msg.cmd, {request->msg.data, request->msg.data_len})
-             ? 0
-             : FailWith(EIO);
-}
-
-/// Fills the room there is and tells the whole answer's length, as a careless driver might.
-int Receive(ipmi_recv* answer) {
-  if (bmc->receive_fails) return FailWith(EIO);
-  const std::size_t room = answer->msg.data_len;
-  std::copy_n(bmc->answer.begin(), std::min(room, bmc->answer.size()), answer->msg.data);
-  answer->msg.data_len = static_cast<unsigned short>(bmc->answer.size());
-  return 0;
-}
-
-}  // namespace
-
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker fixes the names
-extern "C" {
-int __wrap_ioctl(int /*fd*/, unsigned long code, ...) {
-  std::va_list arguments;
-  va_start(arguments, code);
-  void* const argument = va_arg(arguments, void*);
-  va_end(arguments);
-  if (code == kMakerExchange) return MakersIoctl(static_cast<MakerBlock*>(argument));
-  if (code == IPMICTL_SEND_COMMAND) return Send(static_cast<ipmi_req*>(argument));
-  return Receive(static_cast<ipmi_recv*>(argument));
-}
-
-int __wrap_select(int /*count*/, fd_set* /*read*/, fd_set* /*write*/, fd_set* /*except*/,
-                  timeval* /*timeout*/) {
-  return bmc->select_fails ? FailWith(EINTR) : 1;
-}
-
-int __wrap_usleep(useconds_t /*microseconds*/) { return 0; }
-}  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-
-namespace {
+constexpr std::size_t kMaxOperations = 24;  // more would only do the same again
 
 class Programmer : public RepositoryProgrammer {
  public:
@@ -330,7 +171,7 @@ void StartAfresh(unsigned options) {
   gTestFlag = (options & kTrace) != 0 ? 1 : 0;
   gIPMIVer1pt0 = (options & kHeaderFirst) != 0;
   open_ipmi = (options & kMakersDriver) != 0 ? 0 : 1;
-  PrgError::firstError = false;  // no result file
+  PrgError::firstError = (options & kResultFile) != 0;
   gSDRFirstPass = 1;
   g_ratio = 0;
   g_inputSdrRecord = 1;
@@ -342,30 +183,30 @@ void StartAfresh(unsigned options) {
   Programmer::StartAfresh();
 }
 
+/// Does to a BMC whatever the stream says.
+void UseBmc(unsigned options, std::span<const std::uint8_t> stream) {
+  tarvek_fuzz::HostileBmc bmc(stream);
+  Programmer programmer;
+  programmer.sparedActive = (options & kSparedMode) != 0 ? 1 : 0;
+  std::size_t operations = 0;
+  for (; operations < kMaxOperations && !bmc.stream.AtEnd(); ++operations) {
+    DoSomething(programmer, bmc.stream);
+    Require(gErrRtyMsg == 0 && gErrMsgRepr == 0, "the silence is over");
+    Require(g_ratio >= 0 && g_ratio <= 90, "the progress is in its bounds");
+  }
+  const std::size_t most = (stream.size() + 1) * kRequestsPerByte;
+  Require(bmc.requests <= most + operations * kRequestsOfAnOperation, "requests come to an end");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  const tarvek_fuzz::Visit here;
+  const tarvek_fuzz::NowhereFiles files;
   StartAfresh(data[0]);
   ipmi_fd = open("/dev/null", O_RDONLY);
   gTempFile = std::fopen("/dev/null", "w");
-
-  HostileBmc hostile({data + 1, size - 1});
-  bmc = &hostile;
-  {
-    Programmer programmer;
-    programmer.sparedActive = (data[0] & kSparedMode) != 0 ? 1 : 0;
-    std::size_t operations = 0;
-    while (!hostile.stream.AtEnd()) {
-      DoSomething(programmer, hostile.stream);
-      ++operations;
-      Require(gErrRtyMsg == 0 && gErrMsgRepr == 0, "the silence is over");
-      Require(g_ratio >= 0 && g_ratio <= 90, "the progress is in its bounds");
-    }
-    Require(hostile.requests <= size * kRequestsPerByte + operations * kRequestsOfAnOperation,
-            "requests come to an end");
-  }
+  UseBmc(data[0], {data + 1, size - 1});
   std::fclose(gTempFile);
   gTempFile = nullptr;
   close(ipmi_fd);

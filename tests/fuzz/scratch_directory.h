@@ -1,19 +1,13 @@
 // A directory of the fuzzer's own, in which what the code under test logs goes nowhere.
 #pragma once
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
-namespace tarvek_fuzz {
+#include "tests/fuzz/require.h"
 
-/// Ends the program, for the fuzzer to find, when something that must hold does not.
-inline void Require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "broken: %s\n", what);
-  std::abort();
-}
+namespace tarvek_fuzz {
 
 /// Removed when the program ends, unless it crashes. A function's static.
 class ScratchDirectory {

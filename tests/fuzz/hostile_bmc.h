@@ -1,0 +1,63 @@
+// A BMC, and the driver before it, whose answers are any bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "transport/ipmi_layout.h"
+
+namespace tarvek_fuzz {
+
+using Bytes = std::vector<unsigned char>;
+
+inline constexpr std::size_t kMaxRepeats = kMaxReservationRetries + 2;  // a little more than tried
+
+/// An input's bytes, one after the other; zeroes once they are used up.
+class Stream {
+ public:
+  explicit Stream(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+  bool AtEnd() const { return position_ == bytes_.size(); }
+  unsigned char Next() { return AtEnd() ? 0 : bytes_[position_++]; }
+  Bytes Next(std::size_t n);
+
+ private:
+  std::span<const std::uint8_t> bytes_;
+  std::size_t position_ = 0;
+};
+
+/// Takes the driver's calls, which the linker wraps (see CMakeLists.txt), while it lives. There is
+/// one at a time.
+class HostileBmc {
+ public:
+  explicit HostileBmc(std::span<const std::uint8_t> bytes);
+  ~HostileBmc();
+  HostileBmc(const HostileBmc&) = delete;
+  HostileBmc& operator=(const HostileBmc&) = delete;
+
+  Stream stream;
+  std::size_t requests = 0;
+  Bytes answer;  // from the completion code on; whole images for the maker's driver
+  bool select_fails = false;
+  bool receive_fails = false;
+
+  /// Takes a request. The stream's next byte, modulo 8, says how it is answered:
+  ///   0  the driver fails when the next byte is a multiple of 4, else the last answer stands
+  ///   1  the wait for the answer fails
+  ///   2  the receipt fails
+  ///   3  the next byte is the whole answer, a completion code
+  ///   4  this and more requests, those that reserve apart, are answered with a cancelled
+  ///      reservation: the next byte modulo 16, or from 240 on more than the tool tries
+  ///   5  the next byte, times 5 and more, is the answer's length, and its bytes follow
+  ///   6, 7  a good completion code and as many bytes of the stream as the request asks for
+  /// @return false when the driver fails, as it does at the stream's end.
+  bool Ask(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data);
+
+ private:
+  void Answer(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data);
+
+  std::size_t repeats_ = 0;
+};
+
+}  // namespace tarvek_fuzz
