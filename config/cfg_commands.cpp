@@ -2,11 +2,11 @@
 
 #include <cstring>
 #include <new>
-#include <string>
 #include <string_view>
 
 #include "config/cfg_file.h"
 #include "driver/history_log.h"
+#include "driver/text_format.h"
 #include "errors/reserve_block.h"
 #include "sdrfile/sdr_file.h"
 
@@ -53,7 +53,7 @@ ESTATUS CfgFile::CmdConfiguration(int inIf, int condTrue, int exec) {
   if (status != kSuccess) return status;
   char* const name = cursor->arguments[0];
   if (name[0] == '\0') return kSuccess;
-  Bmc_HistoryLog(std::string("Loading configuration file: ") + ValidString(name));
+  Bmc_HistoryLog(tarvek::Text("Loading configuration file: ").Append(ValidString(name)));
   std::memcpy(state->work, name, std::strlen(name) + 1);
   return kSuccess;
 }

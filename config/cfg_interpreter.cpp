@@ -1,6 +1,3 @@
-#include <new>
-#include <string>
-
 #include "config/cfg_file.h"
 #include "driver/history_log.h"
 #include "errors/reserve_block.h"
@@ -22,6 +19,10 @@ std::FILE* OpenEcho(const char* name) {
   return echo != nullptr ? echo : std::fopen(name, "w");
 }
 
+void EchoText(const char* text, std::FILE* echo) {
+  if (echo != nullptr) std::fprintf(echo, "%s ", text);
+}
+
 void CloseEcho(std::FILE* echo) {
   if (echo != nullptr) std::fclose(echo);
 }
@@ -29,7 +30,7 @@ void CloseEcho(std::FILE* echo) {
 }  // namespace
 
 ESTATUS CfgFile::Process(const char* path) {
-  state = tarvek::TraceNew(new (std::nothrow) CfgStruct);
+  state = tarvek::MakeTraced<CfgStruct>().release();
   if (state == nullptr) return ReportOutOfMemory();
   const ESTATUS status = RunScript(path);
   FreeScript();
@@ -50,13 +51,12 @@ ESTATUS CfgFile::RunScript(const char* path) {
   if (status != kSuccess) return status;
   if (lines == nullptr) return kSuccess;
 
-  CFRU* const fru = tarvek::TraceNew(new (std::nothrow) CFRU);
+  const tarvek::Traced<CFRU> fru = tarvek::MakeTraced<CFRU>();
   if (fru == nullptr) return ReportOutOfMemory();
-  fru->file = tarvek::TraceNew(new (std::nothrow) CFRUFile);
-  status = fru->file != nullptr ? InterpretScript(fru) : ReportOutOfMemory();
-  tarvek::TraceDelete(fru->file);
-  tarvek::TraceDelete(fru);
-  return status;
+  const tarvek::Traced<CFRUFile> file = tarvek::MakeTraced<CFRUFile>();
+  if (file == nullptr) return ReportOutOfMemory();
+  fru->file = file.get();
+  return InterpretScript(fru.get());
 }
 
 /// Writes the lexed script to its echo, one line each. On the way an argument that holds a byte
@@ -68,12 +68,9 @@ ESTATUS CfgFile::EchoScript() const {
   if (echo == nullptr && gTempFlag != 0) return Report(kScriptEchoOpenFailed);
   if (echo == nullptr) Report(kSdrEchoOpenFailed);
   for (CfgLine* line = lines; line != nullptr; line = line->next) {
-    std::string text = std::string(ValidString(line->text)) + ' ';
-    for (int i = 0; i < line->argument_count; ++i) {
-      text.append(ValidString(line->arguments[i])).append(1, ' ');
-    }
-    text += '\n';
-    if (echo != nullptr) std::fputs(text.c_str(), echo);
+    EchoText(ValidString(line->text), echo);
+    for (int i = 0; i < line->argument_count; ++i) EchoText(ValidString(line->arguments[i]), echo);
+    if (echo != nullptr) std::fputc('\n', echo);
   }
   CloseEcho(echo);
   return kSuccess;
@@ -117,7 +114,7 @@ ESTATUS CfgFile::LoadPass(int pass) {
 }
 
 ESTATUS CfgFile::WhileSDRFilesToLoad(int pass) {
-  SDRFile* const loader = tarvek::TraceNew(new (std::nothrow) SDRFile(kProtocolId));
+  const tarvek::Traced<SDRFile> loader = tarvek::MakeTraced<SDRFile>(kProtocolId);
   if (loader == nullptr) return ReportOutOfMemory();
   ESTATUS status = kSuccess;
   for (const CSDRHeader* file = state->sdr_files; file != nullptr && status == kSuccess;
@@ -126,7 +123,6 @@ ESTATUS CfgFile::WhileSDRFilesToLoad(int pass) {
     gSDRCompare = static_cast<unsigned char>(file->compare);
     if (file->pass == pass) status = loader->LoadFile(file->filename, state->tags);
   }
-  tarvek::TraceDelete(loader);
   return status;
 }
 

@@ -1,7 +1,6 @@
 #include <strings.h>
 
 #include <cstring>
-#include <new>
 
 #include "config/cfg_file.h"
 #include "errors/reserve_block.h"
@@ -18,7 +17,7 @@ void CopyCut(char (&to)[N], const char* from) {
 /// A new record, or null after the reserve block was released: the failure can then be reported.
 template <typename T>
 T* MakeRecord() {
-  T* const record = tarvek::TraceNew(new (std::nothrow) T);
+  T* const record = tarvek::MakeTraced<T>().release();
   if (record == nullptr) tarvek::ReleaseReserveBlock();
   return record;
 }
@@ -64,8 +63,9 @@ ESTATUS CfgFile::Add(TagTbl** list, const char* tag) {
   TagTbl* const node = MakeRecord<TagTbl>();
   if (node == nullptr) return kInsufficientMemory;
   CopyCut(node->name, tag);
-  tag_index.Add(node->name);
+  // Linked first: should the index find no memory, the list still owns the tag.
   end_of_tags.Append(list, node);
+  tag_index.Add(node->name);
   return kSuccess;
 }
 

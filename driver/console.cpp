@@ -1,9 +1,9 @@
 #include "driver/console.h"
 
 #include <cstdio>
-#include <string>
 
 #include "driver/run_settings.h"
+#include "driver/text_format.h"
 
 namespace tarvek {
 
@@ -12,8 +12,14 @@ void ConsoleWrite(std::string_view text) {
   std::fflush(stdout);
 }
 
+void ConsoleWriteLine(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  if (text.empty() || text.back() != '\n') std::fputc('\n', stdout);
+  std::fflush(stdout);
+}
+
 void ConsoleCounter(int n) {
-  if (g_display_flg == 1) ConsoleWrite(" ----- > #" + std::to_string(n) + "\r");
+  if (g_display_flg == 1) ConsoleWrite(Format(" ----- > #%d\r", n));
 }
 
 void ConsoleCounterEnd() {

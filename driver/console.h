@@ -10,6 +10,9 @@ namespace tarvek {
 /// a closed console must not end an update.
 void ConsoleWrite(std::string_view text);
 
+/// ConsoleWrite(), and a line feed unless `text` ends with one.
+void ConsoleWriteLine(std::string_view text);
+
 /// Shows the running record number on one line of the console: " ----- > #N" and a
 /// carriage return. Does nothing unless the run echoes to the console (`g_display_flg`).
 void ConsoleCounter(int n);

@@ -3,11 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <ctime>
 #include <span>
-#include <string>
 
 #include "driver/console.h"
 #include "driver/run_settings.h"
@@ -21,8 +19,9 @@ constexpr const char* kOldVersionLog = "tarvek_version.old";
 constexpr const char* kRatioLog = "tarvek_ratio.log";
 constexpr const char* kMainLog = "tarvek.log";
 constexpr off_t kMaxVersionLogSize = 2000000;  // bytes
-constexpr std::size_t kLineBufferSize = 1024;  // bytes, the terminator included
 constexpr int kTmYearBase = 1900;
+
+using Line = tarvek::FixedText<tarvek::kTextSize + 1>;  // with its line feed
 
 const char* LogFileName() {
   switch (g_eu_flg) {
@@ -35,24 +34,16 @@ const char* LogFileName() {
   }
 }
 
-void EchoToConsole(std::string_view text) {
-  std::string line(text);
-  if (line.empty() || line.back() != '\n') line += '\n';
-  tarvek::ConsoleWrite(line);
-}
-
-/// The time stamp and the text, cut to the line buffer.
-std::string ComposeLine(std::string_view text) {
+/// The time stamp and the text, cut to the size of a line, and the line feed behind it.
+Line ComposeLine(std::string_view text) {
   const std::time_t now = std::time(nullptr);
   const std::tm* local = std::localtime(&now);
   const std::tm stamp = local != nullptr ? *local : std::tm{};
-  std::array<char, kLineBufferSize> buffer{};
-  std::snprintf(buffer.data(), buffer.size(), "%4.4d/%2.2d/%2.2d %2.2d:%2.2d:%2.2d  ",
-                stamp.tm_year + kTmYearBase, stamp.tm_mon + 1, stamp.tm_mday, stamp.tm_hour,
-                stamp.tm_min, stamp.tm_sec);
-  std::string line = std::string(buffer.data()) + std::string(text);
-  if (line.size() > kLineBufferSize - 1) line.resize(kLineBufferSize - 1);
-  return line;
+  tarvek::Text line =
+      tarvek::Format("%4.4d/%2.2d/%2.2d %2.2d:%2.2d:%2.2d  ", stamp.tm_year + kTmYearBase,
+                     stamp.tm_mon + 1, stamp.tm_mday, stamp.tm_hour, stamp.tm_min, stamp.tm_sec);
+  line.Append(text);
+  return Line(line).Append('\n');
 }
 
 void LogBytes(const char* caption, std::span<const unsigned char> bytes) {
@@ -62,13 +53,9 @@ void LogBytes(const char* caption, std::span<const unsigned char> bytes) {
 }  // namespace
 
 void Bmc_HistoryLog(std::string_view text) {
-  if (g_display_flg == 1 || g_eu_flg == kNoMode) EchoToConsole(text);
+  if (g_display_flg == 1 || g_eu_flg == kNoMode) tarvek::ConsoleWriteLine(text);
 
-  std::FILE* file = tarvek::OpenOutput(LogFileName(), tarvek::Keep::kContent);
-  if (file == nullptr) return;
-  const std::string line = ComposeLine(text) + '\n';
-  std::fwrite(line.data(), 1, line.size(), file);
-  std::fclose(file);
+  tarvek::WriteOutput(LogFileName(), tarvek::Keep::kContent, ComposeLine(text));
 }
 
 void OutputBmcAccessLog(const unsigned char* request, const unsigned char* response,

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <new>
+#include <utility>
 
 namespace tarvek {
 
@@ -25,6 +28,23 @@ void TraceDelete(T* object) {
   if (object == nullptr) return;
   TraceDeallocation(sizeof(T), object);
   delete object;
+}
+
+struct TraceDeleter {
+  template <typename T>
+  void operator()(T* object) const {
+    TraceDelete(object);
+  }
+};
+
+/// A work object that announces its end.
+template <typename T>
+using Traced = std::unique_ptr<T, TraceDeleter>;
+
+/// Makes and announces an object; null when there is no memory.
+template <typename T, typename... Arguments>
+Traced<T> MakeTraced(Arguments&&... arguments) {
+  return Traced<T>(TraceNew(new (std::nothrow) T(std::forward<Arguments>(arguments)...)));
 }
 
 /// Frees the nodes that follow a list's node, in a loop: a list of any length must not

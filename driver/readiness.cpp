@@ -4,7 +4,6 @@
 #include <array>
 #include <cctype>
 #include <cstdio>
-#include <string>
 #include <string_view>
 
 #include "driver/history_log.h"
@@ -45,17 +44,17 @@ const char* CheckAnswer(const Exchange& exchange) {
 bool HasHardwareId(std::FILE* list, std::string_view hardware_id) {
   std::array<char, kListLineSize> buffer{};
   while (std::fgets(buffer.data(), kListLineSize, list) != nullptr) {
-    std::string line(buffer.data());
-    std::transform(line.begin(), line.end(), line.begin(),
+    const std::string_view line(buffer.data());
+    std::transform(line.begin(), line.end(), buffer.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (line.find(hardware_id) != std::string::npos) return true;
+    if (line.find(hardware_id) != std::string_view::npos) return true;
   }
   return false;
 }
 
 /// @return the code of why the board is not taken, or kReady.
 const char* CheckHardwareId(const unsigned char* response) {
-  const std::string hardware_id =
+  const tarvek::Text hardware_id =
       tarvek::Format("%02x%02x", response[kProductIdHighOffset], response[kProductIdLowOffset]);
   std::FILE* const list = tarvek::OpenInput(mchk_fil_filename);
   if (list == nullptr) return "SDRC06";

@@ -40,7 +40,7 @@ constexpr std::array<CodeMessage, 9> kCodeMessages{{
     {"Duplex", "The update/backup has already been being executed. "},
 }};
 
-bool FileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+bool FileExists(const char* path) { return access(path, F_OK) == 0; }
 
 const char* ResultFileName(int mode) {
   switch (mode) {
@@ -59,15 +59,18 @@ const char* ResultFileName(int mode) {
   }
 }
 
-std::string ResultData(int mode, const std::string& data1, const std::string& data2) {
+void AppendData(tarvek::Text& text, int mode, std::string_view data1, std::string_view data2) {
   switch (mode) {
     case kVersionQuery:
-      return "<cmp>" + data1 + "</cmp><version>" + data2 + "</version>";
+      text.Append("<cmp>").Append(data1).Append("</cmp><version>").Append(data2);
+      text.Append("</version>");
+      return;
     case kProgressFile:
     case kProgressQuery:
-      return data1;
+      text.Append(data1);
+      return;
     default:
-      return "";
+      return;
   }
 }
 
@@ -84,60 +87,58 @@ void HoldFinalResult() {
 }  // namespace
 
 void set_xml_path() {
-  xml_path.clear();
+  xml_path = "";
   if (FileExists(kCallerInfoFile)) return;
   const std::unique_ptr<char, decltype(&std::free)> directory(get_current_dir_name(), &std::free);
   if (directory == nullptr) return;
   const std::string_view name(directory.get());
   const auto levels = std::count(name.begin(), name.end(), '/');
-  std::string prefix;
+  tarvek::PathText prefix;
   for (auto level = levels; level > 0; --level) {
-    prefix += "../";
-    if (FileExists(prefix + kCallerInfoFile)) {
+    prefix.Append("../");
+    if (FileExists(tarvek::PathText(prefix).Append(kCallerInfoFile).c_str())) {
       xml_path = prefix;
       return;
     }
   }
 }
 
-std::string get_xml_file(const char* name) { return xml_path + name; }
+tarvek::PathText get_xml_file(const char* name) { return tarvek::PathText(xml_path).Append(name); }
 
-int XmlWrite(int mode, const std::string& code, const std::string& data1,
-             const std::string& data2) {
+int XmlWrite(int mode, std::string_view code, std::string_view data1, std::string_view data2) {
   if (g_direct_flg == 1 || g_eu_flg == kNoMode) return 0;
   if ((mode == kNormalUpdate || mode == kForcedUpdate) && ok_start_time != 0) HoldFinalResult();
 
   const char* name = ResultFileName(mode);
   if (name == nullptr) return 0;
-  std::FILE* file = tarvek::OpenOutput(get_xml_file(name).c_str(), tarvek::Keep::kNothing);
-  if (file == nullptr) return 1;
-  const std::string text =
+  tarvek::Text text(
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<Response><result_code>" +
-      code + "</result_code><data>" + ResultData(mode, data1, data2) + "</data></Response>\n";
-  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  const bool closed = std::fclose(file) == 0;
-  return written && closed ? 0 : 1;
+      "<Response><result_code>");
+  text.Append(code).Append("</result_code><data>");
+  AppendData(text, mode, data1, data2);
+  text.Append("</data></Response>\n");
+  const tarvek::PathText path = get_xml_file(name);
+  return tarvek::WriteOutput(path.c_str(), tarvek::Keep::kNothing, text) ? 0 : 1;
 }
 
-void OutputDataCreate(const std::string& code) {
+void OutputDataCreate(std::string_view code) {
   Bmc_HistoryLog(GetErrorMessage(code));
   if (g_direct_flg != 1 && g_eu_flg != kBackup) XmlWrite(g_eu_flg, code, "", "");
 }
 
-std::string GetErrorMessage(const std::string& code) {
+std::string_view GetErrorMessage(std::string_view code) {
   const auto* const found = std::find_if(kCodeMessages.begin(), kCodeMessages.end(),
                                          [&](const CodeMessage& row) { return row.code == code; });
-  return found != kCodeMessages.end() ? std::string(found->message) : std::string();
+  return found != kCodeMessages.end() ? found->message : std::string_view();
 }
 
-std::string IntToString(int /*ratio*/) { return std::to_string(g_ratio); }
+tarvek::Text IntToString(int /*ratio*/) { return tarvek::Format("%d", g_ratio); }
 
 int CopyXmlFile() {
-  const std::string progress = get_xml_file(kProgressFileName);
-  if (!FileExists(progress)) return XmlWrite(kProgressQuery, "No-Command", "", "");
+  const tarvek::PathText progress = get_xml_file(kProgressFileName);
+  if (!FileExists(progress.c_str())) return XmlWrite(kProgressQuery, "No-Command", "", "");
 
-  const std::string answer = get_xml_file(kProgressAnswerName);
+  const tarvek::PathText answer = get_xml_file(kProgressAnswerName);
   for (int attempt = 1; attempt <= kMaxTries; ++attempt) {
     if (CopyFile(progress.c_str(), answer.c_str(), 0) == 1) return 0;
     if (attempt < kMaxTries) usleep(kTryPause);
@@ -161,7 +162,7 @@ int CopyFile(const char* source, const char* destination, int /*unused*/) {
 }
 
 void RemoveProgressFile() {
-  const std::string progress = get_xml_file(kProgressFileName);
+  const tarvek::PathText progress = get_xml_file(kProgressFileName);
   for (int attempt = 1; attempt <= kMaxTries; ++attempt) {
     if (unlink(progress.c_str()) == 0) return;
     if (attempt < kMaxTries) usleep(kTryPause);

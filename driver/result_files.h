@@ -2,10 +2,19 @@
 // went, and the answer to a progress query.
 #pragma once
 
+#include <climits>
 #include <ctime>
-#include <string>
+#include <string_view>
 
-inline std::string xml_path;           // directory prefix of every result file: "" or "../" pieces
+#include "driver/text_format.h"
+
+namespace tarvek {
+
+using PathText = FixedText<PATH_MAX>;
+
+}  // namespace tarvek
+
+inline tarvek::PathText xml_path;      // directory prefix of every result file: "" or "../" pieces
 inline int g_ratio = 0;                // progress of the running update, percent
 inline std::time_t ok_start_time = 0;  // when an update's first "OK" file was written; 0: not yet
 inline int type2_wait_time = 30;       // least seconds between that file and the final result
@@ -15,7 +24,7 @@ inline int type2_wait_time = 30;       // least seconds between that file and th
 void set_xml_path();
 
 /// @return the path of the result file `name`: `xml_path` and the name.
-std::string get_xml_file(const char* name);
+tarvek::PathText get_xml_file(const char* name);
 
 /// Writes a result file in one go.
 ///
@@ -28,17 +37,17 @@ std::string get_xml_file(const char* name);
 ///   data; modes 2 and 3: not used.
 /// @return 0 when written or when there is nothing to write (direct run, no run mode, a mode
 ///   without a file), 1 when the file could not be created or written.
-int XmlWrite(int mode, const std::string& code, const std::string& data1, const std::string& data2);
+int XmlWrite(int mode, std::string_view code, std::string_view data1, std::string_view data2);
 
 /// Logs the message of `code`, also when it is empty, and, unless the run is direct or a
 /// backup, writes `code` with empty data into the run's result file.
-void OutputDataCreate(const std::string& code);
+void OutputDataCreate(std::string_view code);
 
 /// @return the history-log message of a result code; empty for a code without one.
-std::string GetErrorMessage(const std::string& code);
+std::string_view GetErrorMessage(std::string_view code);
 
 /// @return `g_ratio` in decimal. The argument is not looked at; every caller passes `g_ratio`.
-std::string IntToString(int ratio);
+tarvek::Text IntToString(int ratio);
 
 /// Answers a progress query: copies the progress file to "Get_ratio.xml", or writes code
 /// "No-Command" there when no update is running.

@@ -3,9 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
-#include <memory>
 #include <new>
-#include <string>
 
 #include "config/cfg_file.h"
 #include "driver/command_line.h"
@@ -127,19 +125,19 @@ ESTATUS ReportOutOfMemory() {
   return pErr.Report(kInsufficientMemory);
 }
 
+/// Loads what is to be loaded, with `gTempFile` open.
+ESTATUS LoadRecordsOnce() {
+  const Traced<SDRFile> loader = MakeTraced<SDRFile>(kProtocolId);
+  return loader != nullptr ? loader->LoadFile(sdr_filename, nullptr) : ReportOutOfMemory();
+}
+
 /// Loads an SDR source file or a backup image and, in an update, programs it.
 ESTATUS LoadRecords() {
   if (g_option_flg == kImageInput && (get_backup(bin_filename) & kLowWord) == 0) return kReported;
 
   gTempFile = std::fopen("/dev/null", "w");
   if (gTempFile == nullptr) return pErr.Report(kSdrEchoOpenFailed);
-  ESTATUS status = kSuccess;
-  if (SDRFile* const loader = TraceNew(new (std::nothrow) SDRFile(kProtocolId))) {
-    status = loader->LoadFile(sdr_filename, nullptr);
-    TraceDelete(loader);
-  } else {
-    status = ReportOutOfMemory();
-  }
+  const ESTATUS status = LoadRecordsOnce();
   std::fclose(gTempFile);
   gTempFile = nullptr;
 
@@ -155,11 +153,8 @@ ESTATUS RunScript() {
     cfg_filename = gCFGIdentifyOEMSDR.c_str();
   }
   if (cfg_filename == nullptr) return pErr.Report(kNoScriptName);
-  CfgFile* const script = TraceNew(new (std::nothrow) CfgFile(kProtocolId));
-  if (script == nullptr) return ReportOutOfMemory();
-  const ESTATUS status = script->Process(cfg_filename);
-  TraceDelete(script);
-  return status;
+  const Traced<CfgFile> script = MakeTraced<CfgFile>(kProtocolId);
+  return script != nullptr ? script->Process(cfg_filename) : ReportOutOfMemory();
 }
 
 ESTATUS DoJob() {
@@ -189,13 +184,25 @@ int EndRefused() {
   return kExitRefused;
 }
 
-/// The run of every mode that takes the lock, once it has it.
-int RunLocked() {
-  AnnounceUpdate();
+/// The work of every mode that takes the lock.
+/// @return the exit status.
+int DoWork() {
   if (!PrepareBmc()) return Finish();
   if (g_direct_flg == 1 && !AskForConfirmation()) return EndRefused();
   if (DoJob() == kSuccess) ReportCompletion();
   return Finish();
+}
+
+/// The run once it has the lock. Where memory has no status of its own the library throws; what
+/// was begun is then undone on the way here, and the run ends like any other that failed.
+int RunLocked() {
+  AnnounceUpdate();
+  try {
+    return DoWork();
+  } catch (const std::bad_alloc&) {
+    ReportOutOfMemory();
+    return Finish();
+  }
 }
 
 }  // namespace

@@ -17,6 +17,11 @@ std::FILE* StreamOf(int fd, const char* mode) {
   return stream;
 }
 
+int OpenForWriting(const char* path, Keep keep) {
+  const int how = keep == Keep::kContent ? O_APPEND : O_TRUNC;
+  return open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | how, kOutputMode);
+}
+
 }  // namespace
 
 bool IsDevice(int fd) {
@@ -34,9 +39,19 @@ std::FILE* OpenInput(const char* path) {
 }
 
 std::FILE* OpenOutput(const char* path, Keep keep) {
-  const int how = keep == Keep::kContent ? O_APPEND : O_TRUNC;
-  const int fd = open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | how, kOutputMode);
-  return StreamOf(fd, keep == Keep::kContent ? "a" : "w");
+  return StreamOf(OpenForWriting(path, keep), keep == Keep::kContent ? "a" : "w");
+}
+
+bool WriteOutput(const char* path, Keep keep, std::string_view text) {
+  const int fd = OpenForWriting(path, keep);
+  if (fd < 0) return false;
+  while (!text.empty()) {
+    const ssize_t written = write(fd, text.data(), text.size());
+    if (written <= 0) break;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  // Some file systems tell only now that the bytes did not reach the disk.
+  return close(fd) == 0 && text.empty();
 }
 
 }  // namespace tarvek

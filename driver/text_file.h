@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <string_view>
 
 namespace tarvek {
 
@@ -21,5 +22,9 @@ enum class Keep { kNothing, kContent };
 /// reader cannot be opened.
 /// @return the stream, the caller's to close; null when the file cannot be opened.
 std::FILE* OpenOutput(const char* path, Keep keep);
+
+/// Writes `text` to the file at `path`, created if need be, in one go and without taking memory.
+/// @return whether all of it was written.
+bool WriteOutput(const char* path, Keep keep, std::string_view text);
 
 }  // namespace tarvek

@@ -1,10 +1,12 @@
 #include "driver/version_compare.h"
 
 #include <string>
+#include <string_view>
 
 #include "driver/history_log.h"
 #include "driver/result_files.h"
 #include "driver/run_settings.h"
+#include "driver/text_format.h"
 
 namespace {
 
@@ -20,9 +22,10 @@ const char* ComparisonWord(int bmc_against_input) {
   return bmc_against_input < 0 ? "Upper" : "Lower";
 }
 
-int StopWith(const std::string& code, const std::string& word) {
+int StopWith(std::string_view code, std::string_view word) {
   XmlWrite(g_eu_flg, code, word, g_HW_sdr_version);
-  if (code != "OK") Bmc_HistoryLog(GetErrorMessage("SDRC02") + ":" + code);
+  if (code != "OK")
+    Bmc_HistoryLog(tarvek::Text(GetErrorMessage("SDRC02")).Append(':').Append(code));
   return 1;
 }
 

@@ -1,6 +1,7 @@
 #include "errors/prg_error.h"
 
-#include <string>
+#include <algorithm>
+#include <string_view>
 
 #include "driver/history_log.h"
 #include "driver/result_files.h"
@@ -10,29 +11,24 @@
 namespace {
 
 constexpr std::string_view kPrefix = "Error, ";
-constexpr std::size_t kMessageBufferSize = 1024;  // bytes, the terminator included
-constexpr std::size_t kScratchBufferSize = 256;   // bytes, for a formatted text
-
-std::string CutTo(std::string text, std::size_t buffer_size) {
-  if (text.size() > buffer_size - 1) text.resize(buffer_size - 1);
-  return text;
-}
+constexpr std::size_t kScratchSize = 256;  // bytes of a formatted text, the terminator included
 
 /// The catalogue text with `value` in place of the conversion in it.
-std::string Substitute(std::string_view text, std::string_view conversion, std::string_view value) {
-  std::string formatted(text);
-  const std::size_t at = formatted.find(conversion);
-  if (at != std::string::npos) formatted.replace(at, conversion.size(), value);
-  return CutTo(formatted, kScratchBufferSize);
+tarvek::Text Substitute(std::string_view text, std::string_view conversion,
+                        std::string_view value) {
+  const std::size_t at = std::min(text.find(conversion), text.size());
+  tarvek::FixedText<kScratchSize> formatted(text.substr(0, at));
+  formatted.Append(value).Append(text.substr(std::min(at + conversion.size(), text.size())));
+  return formatted.view();
 }
 
-std::string AppendDetail(std::string_view text, std::string_view link, const char* detail) {
-  std::string message(text);
-  if (detail != nullptr) message.append(link).append(detail);
+tarvek::Text AppendDetail(std::string_view text, std::string_view link, const char* detail) {
+  tarvek::Text message(text);
+  if (detail != nullptr) message.Append(link).Append(detail);
   return message;
 }
 
-std::string MessageText(const CatalogueEntry& entry, unsigned short number, const char* detail) {
+tarvek::Text MessageText(const CatalogueEntry& entry, unsigned short number, const char* detail) {
   switch (entry.extra) {
     case Extra::kCode:
       return AppendDetail(entry.text, " code = ", detail);
@@ -41,13 +37,13 @@ std::string MessageText(const CatalogueEntry& entry, unsigned short number, cons
     case Extra::kDetail:
       return AppendDetail(entry.text, " ", detail);
     case Extra::kNumber:
-      return Substitute(entry.text, "%d", std::to_string(number));
+      return Substitute(entry.text, "%d", tarvek::Format("%d", number));
     case Extra::kText:
       return Substitute(entry.text, "%s", detail != nullptr ? detail : "");
     case Extra::kNone:
       break;
   }
-  return std::string(entry.text);
+  return entry.text;
 }
 
 }  // namespace
@@ -59,13 +55,13 @@ ESTATUS PrgError::Display(ESTATUS status, ERR_TYPE_FRUSDR /*type*/, unsigned sho
   if (status == kReportedSilently || status == kReported) return kReported;
 
   const CatalogueEntry* const entry = FindCatalogueEntry(status);
-  std::string message(kPrefix);
+  tarvek::Text message(kPrefix);
   if (entry != nullptr) {
-    message += MessageText(*entry, number, detail);
+    message.Append(MessageText(*entry, number, detail));
   } else {
     status = kReported;
   }
-  Bmc_HistoryLog(CutTo(message, kMessageBufferSize));
+  Bmc_HistoryLog(message);
   if (entry != nullptr && entry->shows_exchange) {
     Bmc_HistoryLog(ipmi_snd_image);
     Bmc_HistoryLog(ipmi_rcv_image);

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <ctime>
 #include <iterator>
-#include <string>
 #include <string_view>
 
 #include "driver/history_log.h"
@@ -40,7 +39,7 @@ int ReportReadFailure(int error) {
 }
 
 int ReportWriteFailure(int error) {
-  const std::string text =
+  const tarvek::Text text =
       error == ENOSPC ? "No Space" : tarvek::Format("_write : errno=%d", error);
   pErr.Report(kBackupFileError, text.c_str());
   return 0;

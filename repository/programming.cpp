@@ -91,7 +91,7 @@ int RepositoryProgrammer::WriteRecords() {
   Bmc_HistoryLog("Writing SDR Record ");
   int n = 1;
   for (SDRecord* record = fileRecords; record != nullptr; record = record->next, ++n) {
-    std::string title = "Writing SDR Record #" + std::to_string(n);
+    tarvek::Text title = tarvek::Format("Writing SDR Record #%d", n);
     HexDumpBufferToASCIIFile(record->Record, title.data());
     if (SendSDRToBMC(record->Record) != kSuccess) return kReported;
     tarvek::ConsoleCounter(n);

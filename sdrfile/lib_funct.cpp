@@ -9,7 +9,6 @@
 #include <cctype>
 #include <cstring>
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "driver/history_log.h"
@@ -97,13 +96,13 @@ int ScanText(std::FILE* stream, const PrgError& reporter) {
 }
 
 void DumpRow(std::span<const unsigned char> bytes) {
-  std::string row;
-  for (const unsigned char byte : bytes) row.append(1, ' ').append(tarvek::HexByte(byte));
-  row += "   ";
+  tarvek::Text row;
+  for (const unsigned char byte : bytes) row.Append(' ').Append(tarvek::HexByte(byte));
+  row.Append("   ");
   for (const unsigned char byte : bytes) {
-    row += std::isprint(byte) != 0 ? static_cast<char>(byte) : '.';
+    row.Append(std::isprint(byte) != 0 ? static_cast<char>(byte) : '.');
   }
-  row += '\n';
+  row.Append('\n');
   std::fputs(row.c_str(), gTempFile);
 }
 

@@ -33,6 +33,8 @@ std::unique_ptr<SDRecord> NewRecord() {
 
 }  // namespace tarvek
 
+SDRFile::~SDRFile() { EndSparedMode(kInsufficientMemory); }
+
 int SDRFile::LoadFile(const char* path, const TagTbl* tags) {
   sparedActive = 0;
   FreeSDRMem(&bmcRecords);

@@ -32,6 +32,8 @@ struct FlInfo {
 class SDRFile : public RepositoryProgrammer {
  public:
   using RepositoryProgrammer::RepositoryProgrammer;
+  /// Drops what was written if the spared mode is still open.
+  ~SDRFile() override;
 
   /// Takes an SDR input to the BMC: parses it, compares versions and, in an update, programs and
   /// verifies the repository inside the spared mode. Nothing is sent for an input that does not

@@ -292,7 +292,7 @@ void disp_cmd_err(const char* commandName) {
   const auto name_and = [&](const char* kind) {
     return tarvek::Format("Command: %s illegal %s : %02X h", commandName, kind, ipmi_err_status);
   };
-  std::string text = std::string("Command: ") + commandName;
+  tarvek::Text text = tarvek::Format("Command: %s", commandName);
   if (ipmi_err_type == kErrNetFn) text = name_and("NetFn");
   if (ipmi_err_type == kErrCompletionCode) text = name_and("Completion Code");
   if (ipmi_err_type == kErrLength) text = name_and("Size");

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <span>
-#include <string>
 
 #include "driver/history_log.h"
 #include "driver/run_settings.h"
@@ -18,8 +17,8 @@ constexpr int kMaxTracedBytes = 256;
 /// Stores an exchange's text for error reports and, in a test run, logs it.
 void KeepImage(char (&image)[kExchangeImageSize], const char* caption,
                std::span<const unsigned char> bytes) {
-  const std::string text = tarvek::HexImage(caption, bytes);
-  image[text.copy(image, kExchangeImageSize - 1)] = '\0';
+  const tarvek::Text text = tarvek::HexImage(caption, bytes);
+  image[text.view().copy(image, kExchangeImageSize - 1)] = '\0';
   if (gTestFlag == 1) Bmc_HistoryLog(text);
 }
 
@@ -64,7 +63,8 @@ int CProto::ReadWriteBMC(const unsigned char* req, int len, unsigned char* resp,
   KeepImage(ipmi_rcv_image, "Rec: ", {resp, static_cast<std::size_t>(traced)});
   if (failure != 0) {
     if (gTestFlag == 1) {
-      Bmc_HistoryLog("Response = " + tarvek::HexByte(static_cast<unsigned char>(failure)));
+      const auto shown = static_cast<unsigned>(failure);
+      Bmc_HistoryLog(tarvek::Format("Response = %02X", shown));
     }
     if (gIgnoreResponse == 0) return ReportDriverFailure(*this, req, failure);
   }

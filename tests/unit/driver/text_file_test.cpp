@@ -67,6 +67,19 @@ TEST_F(OutputFile, IsCreatedReplacedOrGoneOnWith) {
   EXPECT_EQ(ReadFile("out.txt"), "3");
 }
 
+TEST_F(OutputFile, IsWrittenInOneGo) {
+  EXPECT_TRUE(tarvek::WriteOutput("out.txt", tarvek::Keep::kContent, "one"));
+  EXPECT_TRUE(tarvek::WriteOutput("out.txt", tarvek::Keep::kContent, "two"));
+  EXPECT_EQ(ReadFile("out.txt"), "onetwo");
+  EXPECT_TRUE(tarvek::WriteOutput("out.txt", tarvek::Keep::kNothing, ""));
+  EXPECT_EQ(ReadFile("out.txt"), "");
+}
+
+TEST_F(OutputFile, TellsWhenItCouldNotBeWritten) {
+  EXPECT_FALSE(tarvek::WriteOutput("/dev/full", tarvek::Keep::kNothing, "one"));
+  EXPECT_FALSE(tarvek::WriteOutput("none/out.txt", tarvek::Keep::kNothing, "one"));
+}
+
 TEST_F(OutputFile, APipeWithoutAReaderCannotBeOpened) {
   ASSERT_EQ(mkfifo("pipe", 0600), 0);
   EXPECT_EQ(tarvek::OpenOutput("pipe", tarvek::Keep::kNothing), nullptr);

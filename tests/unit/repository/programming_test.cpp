@@ -1095,7 +1095,8 @@ TEST_F(Verifying, DifferentLengthsAre58) {
 
 TEST_F(Verifying, AListThatEndsEarlyIsLoggedWithItsAddresses) {
   const auto shown = [](const SDRecord* record) {
-    return tarvek::Format("%x", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(record)));
+    const auto address = static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(record));
+    return std::string(tarvek::Format("%x", address).view());
   };
   EXPECT_EQ(Verify({CountingRecord(1, 3)}, {}), 81);
   EXPECT_EQ(LogTexts().back(),
@@ -1127,7 +1128,7 @@ TEST_F(Verifying, ALengthBeyondTheRecordsRoomIsNotFollowed) {
 TEST_F(Programming, FreeingClearsTheHeadAndAnnouncesTheLinkedNodes) {
   gMemAllocFlag = 1;
   SDRecord* list = Programmer::MakeList({CountingRecord(1, 0), CountingRecord(2, 0)});
-  const std::string expected =
+  const tarvek::Text expected =
       tarvek::Format("Deallocating 0x%04X bytes at address %p\n",
                      static_cast<unsigned>(sizeof(SDRecord)), static_cast<void*>(list->next));
   EXPECT_EQ(ConsoleOf([&] { programmer_.FreeSDRMem(&list); }), expected);

@@ -50,7 +50,7 @@ void ResetSettings() {
 }
 
 void ResetReporting() {
-  xml_path.clear();
+  xml_path = "";
   g_ratio = 0;
   ok_start_time = 0;
   type2_wait_time = 30;
