@@ -13,6 +13,11 @@ namespace {
 constexpr const char* kLockName = "/tarvek_exe";
 constexpr mode_t kLockMode = 0777;
 constexpr int kReleasingSignals[] = {SIGTERM, SIGABRT, SIGINT};
+constexpr unsigned kLastActSeconds = 5;
+
+std::atomic<void (*)()> last_act{nullptr};
+static_assert(std::atomic<void (*)()>::is_always_lock_free, "a signal handler reads it");
+volatile std::sig_atomic_t ending_status = 0;  // while the last act is done: the exit status
 
 /// Holds the releasing signals back for as long as it lives, so that the lock's name and
 /// `sem_ptr` always change together.
@@ -47,6 +52,23 @@ void ReleaseLock() {
   sem_ptr = nullptr;
 }
 
+void CutLastActOff(int /*signal_number*/) { sem_post_proc(ending_status); }
+
+/// Does the last act, once; a BMC that never answers must not keep the run from its end.
+void DoLastAct(int status) {
+  const SignalsHeld held;
+  void (*const act)() = last_act.exchange(nullptr);
+  if (act == nullptr) return;
+  ending_status = status;
+  std::signal(SIGALRM, CutLastActOff);
+  sigset_t alarm_only;
+  sigemptyset(&alarm_only);
+  sigaddset(&alarm_only, SIGALRM);
+  sigprocmask(SIG_UNBLOCK, &alarm_only, nullptr);  // the caller may have had it blocked
+  alarm(kLastActSeconds);
+  act();
+}
+
 }  // namespace
 
 int CheckDuplex() {
@@ -58,6 +80,7 @@ int CheckDuplex() {
 }
 
 void sem_post_proc(int status) {
+  if (status != 0) DoLastAct(status);
   ReleaseLock();
   // Everything written to the console was flushed when it was written, so the end may skip
   // what exit() would do: that is not safe in a signal handler.
@@ -67,3 +90,9 @@ void sem_post_proc(int status) {
 void InstallReleaseHandlers() {
   for (const int signal_number : kReleasingSignals) std::signal(signal_number, sem_post_proc);
 }
+
+namespace tarvek {
+
+void SetLastAct(void (*act)()) { last_act = act; }
+
+}  // namespace tarvek

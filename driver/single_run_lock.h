@@ -16,9 +16,19 @@ inline std::atomic<sem_t*> sem_ptr{nullptr};  // the lock's handle; null while t
 int CheckDuplex();
 
 /// Releases the lock if this run holds it and, with a status other than 0, ends the process
-/// with that status. Safe as a signal handler: the status is then the signal's number.
+/// with that status, after the last act if there is one. Safe as a signal handler: the status is
+/// then the signal's number.
 void sem_post_proc(int status);
 
 /// Makes sem_post_proc() the handler of the signals that end a run: termination, abort and
 /// interrupt.
 void InstallReleaseHandlers();
+
+namespace tarvek {
+
+/// Settles what is done when a signal ends the run, while the lock is still held: nothing (null),
+/// or a call of `act`. That is made in the signal handler and cut off after five seconds.
+/// @param act  does only what a signal handler may do.
+void SetLastAct(void (*act)());
+
+}  // namespace tarvek

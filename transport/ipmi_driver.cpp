@@ -94,6 +94,46 @@ bool WaitForAnswer() {
   return FD_ISSET(ipmi_fd, &readable);
 }
 
+/// Hands a request to the OpenIPMI driver, which gives `message_id` back with the answer.
+bool SendThroughOpenIpmi(const unsigned char* req, unsigned char len, long message_id) {
+  // A descriptor that does not fit a descriptor set cannot be waited for.
+  if (ipmi_fd < 0 || ipmi_fd >= FD_SETSIZE) return false;
+
+  ipmi_system_interface_addr address{};
+  address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
+  address.channel = IPMI_BMC_CHANNEL;
+  address.lun = req[kNetFnLunOffset] & kLunMask;
+
+  ipmi_req request{};
+  request.addr = reinterpret_cast<unsigned char*>(&address);
+  request.addr_len = kSystemInterfaceAddressSize;
+  request.msgid = message_id;
+  request.msg.netfn = static_cast<unsigned char>(req[kNetFnLunOffset] >> kNetFnShift);
+  request.msg.cmd = req[kCommandOffset];
+  request.msg.data_len = static_cast<unsigned short>(len - kImageHeaderSize);
+  // The driver's interface takes a plain pointer but only reads from it.
+  request.msg.data = const_cast<unsigned char*>(req) + kImageHeaderSize;
+  return ioctl(ipmi_fd, IPMICTL_SEND_COMMAND, &request) >= 0;
+}
+
+/// Waits for a message of the OpenIPMI driver and takes it.
+/// @param data      receives the message from the completion code on, at most `capacity` bytes.
+/// @param received  out: how many bytes those are.
+/// @param message_id  out: that of the request.
+bool ReceiveFromOpenIpmi(unsigned char* data, int capacity, int* received, long* message_id) {
+  if (!WaitForAnswer()) return false;
+  alignas(ipmi_addr) std::array<unsigned char, kReceiveAddressSize> sender{};
+  ipmi_recv answer{};
+  answer.addr = sender.data();
+  answer.addr_len = kReceiveAddressSize;
+  answer.msg.data = data;
+  answer.msg.data_len = static_cast<unsigned short>(capacity);
+  if (ioctl(ipmi_fd, IPMICTL_RECEIVE_MSG_TRUNC, &answer) < 0) return false;
+  *received = std::min<int>(answer.msg.data_len, capacity);
+  *message_id = answer.msgid;
+  return true;
+}
+
 }  // namespace
 
 int SearchIpmiDriver() {
@@ -120,40 +160,31 @@ int Bmc_Access2(const unsigned char* req, unsigned char len, unsigned char* resp
 int ipmiAccess_openIpmi(const unsigned char* req, unsigned char len, unsigned char* resp,
                         unsigned char* resplen) {
   static long curr_seq = 1;  // message ID of the next request
-  // A descriptor that does not fit a descriptor set cannot be waited for.
-  if (ipmi_fd < 0 || ipmi_fd >= FD_SETSIZE) return 1;
-
-  ipmi_system_interface_addr address{};
-  address.addr_type = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
-  address.channel = IPMI_BMC_CHANNEL;
-  address.lun = req[kNetFnLunOffset] & kLunMask;
-
-  ipmi_req request{};
-  request.addr = reinterpret_cast<unsigned char*>(&address);
-  request.addr_len = kSystemInterfaceAddressSize;
-  request.msgid = curr_seq++;
-  request.msg.netfn = static_cast<unsigned char>(req[kNetFnLunOffset] >> kNetFnShift);
-  request.msg.cmd = req[kCommandOffset];
-  request.msg.data_len = static_cast<unsigned short>(len - kImageHeaderSize);
-  // The driver's interface takes a plain pointer but only reads from it.
-  request.msg.data = const_cast<unsigned char*>(req) + kImageHeaderSize;
-  if (ioctl(ipmi_fd, IPMICTL_SEND_COMMAND, &request) < 0) return 1;
-
-  if (!WaitForAnswer()) return 1;
-
-  alignas(ipmi_addr) std::array<unsigned char, kReceiveAddressSize> sender{};
-  ipmi_recv answer{};
-  answer.addr = sender.data();
-  answer.addr_len = kReceiveAddressSize;
-  answer.msg.data = resp + kImageHeaderSize;
-  answer.msg.data_len = *resplen;
-  if (ioctl(ipmi_fd, IPMICTL_RECEIVE_MSG_TRUNC, &answer) < 0) return 1;
+  if (!SendThroughOpenIpmi(req, len, curr_seq++)) return 1;
 
   // With one request outstanding the message can only be its answer, so its header is made
   // from the request; message ID and receive type are deliberately not compared.
-  const int received = std::min<int>(answer.msg.data_len, *resplen);
+  int received = 0;
+  long message_id = 0;
+  if (!ReceiveFromOpenIpmi(resp + kImageHeaderSize, *resplen, &received, &message_id)) return 1;
   resp[kNetFnLunOffset] = static_cast<unsigned char>(req[kNetFnLunOffset] + kResponseBit);
   resp[kCommandOffset] = req[kCommandOffset];
   *resplen = static_cast<unsigned char>(received + kImageHeaderSize);
   return 0;
+}
+
+void Bmc_SendLast(const unsigned char* req, unsigned char len) {
+  std::array<unsigned char, kResponseBufferSize> answer{};
+  if (open_ipmi != 1) {
+    unsigned char capacity = kOemCapacity;
+    ExchangeWithMakerDriver(req, len, answer.data(), &capacity);
+    return;
+  }
+  constexpr long kLastMessageId = 0;  // no other request has it
+  if (!SendThroughOpenIpmi(req, len, kLastMessageId)) return;
+  int received = 0;
+  long message_id = -1;
+  while (message_id != kLastMessageId) {
+    if (!ReceiveFromOpenIpmi(answer.data(), kOemCapacity, &received, &message_id)) return;
+  }
 }

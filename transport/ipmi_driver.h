@@ -23,6 +23,11 @@ int SearchIpmiDriver();
 int Bmc_Access2(const unsigned char* req, unsigned char len, unsigned char* resp,
                 unsigned char* resplen);
 
+/// Sends a request of a run that a signal is ending, and drops its answer when it has come: an
+/// earlier request may still be on its way. Does only what a signal handler may do. Returns at
+/// once when the driver fails.
+void Bmc_SendLast(const unsigned char* req, unsigned char len);
+
 /// The OpenIPMI half of Bmc_Access2(), with its arguments.
 /// @return 0, or 1 when sending, waiting or receiving failed.
 int ipmiAccess_openIpmi(const unsigned char* req, unsigned char len, unsigned char* resp,

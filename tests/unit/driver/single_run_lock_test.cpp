@@ -15,6 +15,7 @@
 #include "driver/console.h"
 #include "driver/result_files.h"
 #include "driver/run_settings.h"
+#include "driver/text_file.h"
 #include "tests/unit/support/private_lock.h"
 
 namespace tarvek_test {
@@ -283,6 +284,82 @@ TEST_F(SingleRunLock, ASignalToARefusedRunLeavesTheLockAlone) {
             }),
             2);
   EXPECT_TRUE(LockExists());
+}
+
+/// A last act that leaves a trace, and in it whether the lock was still held.
+void LeaveTrace() {
+  const bool held = access("/dev/shm/sem.tarvek_exe", F_OK) == 0;
+  tarvek::WriteOutput("acts", tarvek::Keep::kContent, held ? "held " : "released ");
+}
+
+TEST_F(SingleRunLock, TheLastActIsDoneOnceAndBeforeTheLockIsReleased) {
+  g_eu_flg = kNormalUpdate;
+  for (const int number : kReleasingSignals) {
+    SCOPED_TRACE(number);
+    std::filesystem::remove("acts");
+    EXPECT_EQ(StatusOfChild([&] {
+                InstallReleaseHandlers();
+                tarvek::SetLastAct(LeaveTrace);
+                if (CheckDuplex() == 0) raise(number);
+              }),
+              number);
+    EXPECT_EQ(ReadFile("acts"), "held ");
+    EXPECT_FALSE(LockExists());
+  }
+}
+
+TEST_F(SingleRunLock, WithoutASignalThereIsNoLastAct) {
+  g_eu_flg = kNormalUpdate;
+  tarvek::SetLastAct(LeaveTrace);
+  EXPECT_EQ(CheckDuplex(), 0);
+  sem_post_proc(0);
+  EXPECT_FALSE(std::filesystem::exists("acts"));
+}
+
+TEST_F(SingleRunLock, ALastActCanBeTakenBack) {
+  EXPECT_EQ(StatusOfChild([] {
+              InstallReleaseHandlers();
+              tarvek::SetLastAct(LeaveTrace);
+              tarvek::SetLastAct(nullptr);
+              raise(SIGTERM);
+            }),
+            15);
+  EXPECT_FALSE(std::filesystem::exists("acts"));
+}
+
+TEST_F(SingleRunLock, ASecondSignalWaitsForTheLastAct) {
+  g_eu_flg = kNormalUpdate;
+  EXPECT_EQ(StatusOfChild([] {
+              InstallReleaseHandlers();
+              tarvek::SetLastAct([] {
+                raise(SIGTERM);
+                raise(SIGINT);
+                LeaveTrace();
+              });
+              if (CheckDuplex() == 0) raise(SIGABRT);
+            }) == kUnexpected,
+            false);
+  EXPECT_EQ(ReadFile("acts"), "held ");
+  EXPECT_FALSE(LockExists());
+}
+
+TEST_F(SingleRunLock, ALastActThatDoesNotEndIsCutOff) {
+  g_eu_flg = kNormalUpdate;
+  EXPECT_EQ(StatusOfChild([] {
+              sigset_t all;
+              sigfillset(&all);
+              sigdelset(&all, SIGTERM);
+              sigprocmask(SIG_BLOCK, &all, nullptr);  // as a caller may have left it
+              InstallReleaseHandlers();
+              tarvek::SetLastAct([] {
+                if (alarm(0) == 0) _exit(kUnexpected);  // it would have been a long wait
+                raise(SIGALRM);
+                _exit(kUnexpected);
+              });
+              if (CheckDuplex() == 0) raise(SIGTERM);
+            }),
+            15);
+  EXPECT_FALSE(LockExists());
 }
 
 TEST_F(SingleRunLock, OtherSignalsAreLeftToTheSystem) {

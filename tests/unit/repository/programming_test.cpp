@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -10,6 +11,8 @@
 
 #include "driver/result_files.h"
 #include "driver/run_settings.h"
+#include "driver/single_run_lock.h"
+#include "driver/text_file.h"
 #include "driver/text_format.h"
 #include "errors/reserve_block.h"
 #include "tests/unit/support/fresh_run.h"
@@ -200,6 +203,46 @@ TEST_F(Programming, SparedSdrHandsTheResultOfTheExchangeOn) {
   EXPECT_EQ(programmer_.setSparedSDR(2), 26);
   AnswerWith(DriverFails());
   EXPECT_EQ(programmer_.setSparedSDR(2), 29);
+}
+
+/// A run that a signal ends after the phases of SparedSDR that it has sent.
+class EndedBySignal : public Programming {
+ protected:
+  /// @return the requests that the BMC saw, as the texts of HexImage().
+  std::string RequestsOf(const Bytes& phases) {
+    machine().bmc = [this](const Bytes& request) {
+      tarvek::WriteOutput("requests", tarvek::Keep::kContent, tarvek::HexImage("", request));
+      return answer_;
+    };
+    EXPECT_EXIT(
+        {
+          InstallReleaseHandlers();
+          for (const std::uint8_t phase : phases) programmer_.setSparedSDR(phase);
+          raise(SIGTERM);
+        },
+        ::testing::ExitedWithCode(SIGTERM), "");
+    const std::string requests = ReadFile("requests");
+    std::filesystem::remove("requests");
+    return requests;
+  }
+
+  Reply answer_;
+};
+
+TEST_F(EndedBySignal, TheSparedModeIsClosedAgain) {
+  EXPECT_EQ(RequestsOf({0}), "F8 10 00 F8 10 01 ");
+  UseMakerDriver();
+  EXPECT_EQ(RequestsOf({0}), "F8 10 00 F8 10 01 ");
+}
+
+TEST_F(EndedBySignal, ASparedModeThatIsClosedStaysSo) {
+  EXPECT_EQ(RequestsOf({0, 1}), "F8 10 00 F8 10 01 ");
+  EXPECT_EQ(RequestsOf({0, 2}), "F8 10 00 F8 10 02 ");
+}
+
+TEST_F(EndedBySignal, ASparedModeThatTheBmcRefusesIsNotClosed) {
+  answer_ = Refuse(0xC1);
+  EXPECT_EQ(RequestsOf({0}), "F8 10 00 ");
 }
 
 // --- Clearing ---

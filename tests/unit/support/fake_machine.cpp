@@ -147,6 +147,13 @@ int FakeMachine::Ioctl(int /*fd*/, unsigned long code, void* argument) {
     auto* answer = static_cast<ipmi_recv*>(argument);
     if (answer->addr_len != 40) return FailWith(EINVAL);
     capacities.push_back(answer->msg.data_len);
+    if (!earlier_ids.empty()) {
+      answer->msgid = earlier_ids.front();
+      earlier_ids.erase(earlier_ids.begin());
+      answer->msg.data_len = 0;
+      return 0;
+    }
+    answer->msgid = message_ids.back();
     const bool cut = pending_.data.size() > answer->msg.data_len;
     const auto length = std::min<std::size_t>(answer->msg.data_len, pending_.data.size());
     std::copy_n(pending_.data.begin(), length, answer->msg.data);

@@ -46,6 +46,7 @@ class FakeMachine {
   std::vector<std::string> opened;    // device nodes that were tried, in order
   std::vector<int> open_flags;        // and the flags they were opened with
   std::vector<long> message_ids;      // OpenIPMI message IDs, in order
+  std::vector<long> earlier_ids;      // of answers that OpenIPMI hands out before any other
   std::vector<unsigned long> ioctls;  // request codes, in order
   std::vector<int> capacities;        // OpenIPMI: room for each answer, in order
   int closed = 0;                     // device descriptors that were closed

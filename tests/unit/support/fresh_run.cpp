@@ -55,6 +55,7 @@ void ResetReporting() {
   ok_start_time = 0;
   type2_wait_time = 30;
   sem_ptr = nullptr;
+  tarvek::SetLastAct(nullptr);
   PrgError::firstError = true;
   if (gErrorBlock == nullptr) gErrorBlock = new (std::nothrow) char[kReserveBlockSize];
   Clear(ipmi_snd_image);

@@ -368,5 +368,66 @@ TEST_F(MakerExchange, TheLongestRequestPasses) {
   EXPECT_THAT(machine().requests, ElementsAre(request));
 }
 
+// --- The request of a run that a signal ends ---
+
+const Bytes kLastRequest{0xF8, 0x10, 0x01};
+
+class LastRequest : public DriverExchange {
+ protected:
+  static void SendLast() {
+    Bmc_SendLast(kLastRequest.data(), static_cast<unsigned char>(kLastRequest.size()));
+  }
+};
+
+TEST_F(LastRequest, GoesThroughOpenIpmiUntilItsOwnAnswerHasCome) {
+  UseOpenIpmi();
+  machine().earlier_ids = {41, 42};
+  SendLast();
+  EXPECT_THAT(machine().requests, ElementsAre(kLastRequest));
+  EXPECT_THAT(machine().ioctls, ElementsAre(kSend, kReceive, kReceive, kReceive));
+  EXPECT_THAT(machine().message_ids, ElementsAre(0));
+  EXPECT_THAT(machine().capacities, Each(254));
+}
+
+TEST_F(LastRequest, GoesThroughTheMakersDriverOnADescriptorOfItsOwn) {
+  UseMakerDriver();
+  SendLast();
+  EXPECT_THAT(machine().requests, ElementsAre(kLastRequest));
+  EXPECT_THAT(machine().ioctls, ElementsAre(kMaker));
+  EXPECT_EQ(machine().closed, 1);
+}
+
+TEST_F(LastRequest, GivesUpWhenTheDriverFails) {
+  UseOpenIpmi();
+  Reply reply;
+  reply.send_fails = true;
+  AnswerWith(reply);
+  SendLast();
+  EXPECT_THAT(machine().ioctls, ElementsAre(kSend));
+  reply = {};
+  reply.select_fails = true;
+  AnswerWith(reply);
+  SendLast();
+  EXPECT_THAT(machine().ioctls, ElementsAre(kSend, kSend));
+  reply = {};
+  reply.receive_fails = true;
+  AnswerWith(reply);
+  SendLast();
+  EXPECT_THAT(machine().ioctls, ElementsAre(kSend, kSend, kSend, kReceive));
+  ipmi_fd = -1;
+  SendLast();
+  EXPECT_EQ(machine().ioctls.size(), 4U);
+}
+
+TEST_F(LastRequest, TakesAnAnswerOfAnyLength) {
+  const auto long_answer = [](const Bytes&) { return Ok(Bytes(2000, 0xEE)); };
+  UseOpenIpmi();
+  machine().bmc = long_answer;
+  SendLast();
+  UseMakerDriver();
+  SendLast();
+  EXPECT_EQ(machine().requests.size(), 2U);
+}
+
 }  // namespace
 }  // namespace tarvek_test
