@@ -2,17 +2,10 @@
 // went, and the answer to a progress query.
 #pragma once
 
-#include <climits>
 #include <ctime>
 #include <string_view>
 
 #include "driver/text_format.h"
-
-namespace tarvek {
-
-using PathText = FixedText<PATH_MAX>;
-
-}  // namespace tarvek
 
 inline tarvek::PathText xml_path;      // directory prefix of every result file: "" or "../" pieces
 inline int g_ratio = 0;                // progress of the running update, percent

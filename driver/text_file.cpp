@@ -4,6 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
+#include "driver/text_format.h"
+
 namespace tarvek {
 namespace {
 
@@ -17,9 +21,23 @@ std::FILE* StreamOf(int fd, const char* mode) {
   return stream;
 }
 
-int OpenForWriting(const char* path, Keep keep) {
+/// The directory that a path's last name stands in.
+PathText DirectoryOf(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? "." : path.substr(0, slash + 1);
+}
+
+/// Whether a link was made by one of those who may decide where the tool writes.
+bool IsTrustedLink(const char* path) {
+  struct stat link {};
+  struct stat directory {};
+  if (lstat(path, &link) != 0 || stat(DirectoryOf(path).c_str(), &directory) != 0) return false;
+  return link.st_uid == geteuid() || link.st_uid == 0 || link.st_uid == directory.st_uid;
+}
+
+int OpenText(const char* path, Keep keep) {
   const int how = keep == Keep::kContent ? O_APPEND : O_TRUNC;
-  return open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | how, kOutputMode);
+  return OpenForWriting(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | how, kOutputMode);
 }
 
 }  // namespace
@@ -38,12 +56,18 @@ std::FILE* OpenInput(const char* path) {
   return StreamOf(fd, "r");
 }
 
+int OpenForWriting(const char* path, int flags, unsigned mode) {
+  const int fd = open(path, flags | O_NOFOLLOW, mode);
+  if (fd >= 0 || errno != ELOOP || !IsTrustedLink(path)) return fd;
+  return open(path, flags, mode);
+}
+
 std::FILE* OpenOutput(const char* path, Keep keep) {
-  return StreamOf(OpenForWriting(path, keep), keep == Keep::kContent ? "a" : "w");
+  return StreamOf(OpenText(path, keep), keep == Keep::kContent ? "a" : "w");
 }
 
 bool WriteOutput(const char* path, Keep keep, std::string_view text) {
-  const int fd = OpenForWriting(path, keep);
+  const int fd = OpenText(path, keep);
   if (fd < 0) return false;
   while (!text.empty()) {
     const ssize_t written = write(fd, text.data(), text.size());

@@ -18,6 +18,14 @@ bool IsDevice(int fd);
 /// What an output file that is there already keeps.
 enum class Keep { kNothing, kContent };
 
+/// open() for a file that is to be written, of any kind. A symbolic link is followed only if this
+/// user, root or the owner of the directory that it stands in has made it: the rule that the
+/// kernel has for sticky directories, here for all. So nobody who may merely write to the
+/// directory chooses which file of root's is overwritten.
+/// @param flags  without O_NOFOLLOW.
+/// @return the descriptor, or -1 with `errno` set: ELOOP for a link that is not followed.
+int OpenForWriting(const char* path, int flags, unsigned mode);
+
 /// Opens `path` for writing, created if need be, from its start or at its end. A pipe without a
 /// reader cannot be opened.
 /// @return the stream, the caller's to close; null when the file cannot be opened.

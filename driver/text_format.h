@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <span>
@@ -50,6 +51,7 @@ class FixedText {
 
 inline constexpr std::size_t kTextSize = 1024;  // bytes of a log line, the terminator included
 using Text = FixedText<kTextSize>;
+using PathText = FixedText<PATH_MAX>;
 
 /// `caption` followed by each byte as "%02X " (so the text ends with a blank).
 Text HexImage(std::string_view caption, std::span<const unsigned char> bytes);

@@ -48,10 +48,9 @@ int ReportWriteFailure(int error) {
 /// Whether one call moved a whole block.
 bool IsWhole(ssize_t moved, unsigned short n) { return n <= SHRT_MAX && moved == n; }
 
-/// open() for descriptors that a short carries, as the block functions take them.
-/// @return -1 with `errno` set when it fails.
-short OpenImage(const char* path, int flags, mode_t mode = 0) {
-  const int fd = open(path, flags, mode);
+/// A descriptor just opened, as the block functions take it.
+/// @return -1 with `errno` set when there is none, or when a short does not carry it.
+short ImageDescriptor(int fd) {
   if (fd <= SHRT_MAX) return static_cast<short>(fd);
   close(fd);
   errno = EMFILE;
@@ -148,7 +147,8 @@ int sdrBinCreate(const char* path) {
 
 int set_backup(const char* path) {
   FillHeader();
-  const short fd = OpenImage(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, kImageMode);
+  const short fd = ImageDescriptor(
+      tarvek::OpenForWriting(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, kImageMode));
   if (fd < 0) {
     pErr.Report(kOutputOpenFailed, tarvek::Format("_open : errno=%d", errno).c_str());
     return 0;
@@ -163,7 +163,7 @@ int set_backup(const char* path) {
 }
 
 int get_backup(const char* path) {
-  const short fd = OpenImage(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  const short fd = ImageDescriptor(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY));
   if (fd < 0 || tarvek::IsDevice(fd)) {
     if (fd >= 0) close(fd);
     pErr.Report(kInputOpenFailed, path);

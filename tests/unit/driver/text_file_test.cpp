@@ -1,7 +1,10 @@
 #include "driver/text_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 
 #include "tests/unit/support/fresh_run.h"
@@ -78,6 +81,60 @@ TEST_F(OutputFile, IsWrittenInOneGo) {
 TEST_F(OutputFile, TellsWhenItCouldNotBeWritten) {
   EXPECT_FALSE(tarvek::WriteOutput("/dev/full", tarvek::Keep::kNothing, "one"));
   EXPECT_FALSE(tarvek::WriteOutput("none/out.txt", tarvek::Keep::kNothing, "one"));
+}
+
+/// A link "link" to a file that is there, in a directory of its own.
+class OutputThroughLink : public OutputFile {
+ protected:
+  static constexpr uid_t kStranger = 12345;
+
+  void SetUp() override {
+    OutputFile::SetUp();
+    std::filesystem::create_directory("place");
+    std::filesystem::create_symlink("../target", "place/link");
+    Put("target", tarvek::Keep::kNothing, "old");
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give links away";
+  }
+
+  /// @return what the target holds after the link was written through by root.
+  static std::string Written(uid_t link_owner, uid_t directory_owner) {
+    EXPECT_EQ(lchown("place/link", link_owner, link_owner), 0);
+    EXPECT_EQ(chown("place", directory_owner, directory_owner), 0);
+    const bool written = tarvek::WriteOutput("place/link", tarvek::Keep::kNothing, "new");
+    EXPECT_EQ(written, ReadFile("target") == "new");
+    return ReadFile("target");
+  }
+};
+
+TEST_F(OutputThroughLink, FollowsOneThatRootHasMade) {
+  EXPECT_EQ(Written(0, 0), "new");
+  EXPECT_EQ(Written(0, kStranger), "new");
+}
+
+TEST_F(OutputThroughLink, FollowsOneOfTheDirectorysOwner) {
+  EXPECT_EQ(Written(kStranger, kStranger), "new");
+}
+
+TEST_F(OutputThroughLink, DoesNotFollowAStrangers) {
+  EXPECT_EQ(Written(kStranger, 0), "old");
+  EXPECT_EQ(Written(kStranger, kStranger + 1), "old");
+  EXPECT_EQ(tarvek::OpenForWriting("place/link", O_WRONLY, 0), -1);
+  EXPECT_EQ(errno, ELOOP);
+  EXPECT_EQ(tarvek::OpenOutput("place/link", tarvek::Keep::kContent), nullptr);
+}
+
+TEST_F(OutputThroughLink, FollowsOneInTheWorkingDirectoryAlike) {
+  std::filesystem::current_path("place");
+  ASSERT_EQ(lchown("link", kStranger, kStranger), 0);
+  EXPECT_FALSE(tarvek::WriteOutput("link", tarvek::Keep::kNothing, "new"));
+  ASSERT_EQ(chown(".", kStranger, kStranger), 0);
+  EXPECT_TRUE(tarvek::WriteOutput("link", tarvek::Keep::kNothing, "new"));
+  std::filesystem::current_path("..");
+}
+
+TEST_F(OutputFile, AnEndlessLinkIsNotFollowed) {
+  std::filesystem::create_symlink("loop", "loop");
+  EXPECT_FALSE(tarvek::WriteOutput("loop", tarvek::Keep::kNothing, "new"));
 }
 
 TEST_F(OutputFile, APipeWithoutAReaderCannotBeOpened) {
