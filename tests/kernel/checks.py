@@ -378,6 +378,10 @@ class Terminated(Guest):
         self.assertEqual(run.text("Update_normal.xml"), result("OK"))
         self.assertEqual(run.log()[-1], "Writing SDR Record ")
 
+    def test_spared_mode(self):
+        """it has closed the spared mode before it ended"""
+        self.assertEqual(self.phases()[:2], [SPARED_BEGIN, SPARED_FAILED])
+
     def test_old_set(self):
         """the BMC still serves the old set"""
         run = self.run_of("query")
@@ -386,7 +390,8 @@ class Terminated(Guest):
     def test_next_update(self):
         """the next update is complete"""
         self.assertIn(WRITTEN, self.run_of("next-update").log())
-        self.assertEqual(self.phases(), [SPARED_BEGIN, SPARED_BEGIN, SPARED_DONE])
+        self.assertEqual(self.phases(),
+                         [SPARED_BEGIN, SPARED_FAILED, SPARED_BEGIN, SPARED_DONE])
         self.assert_new_set_is_served()
 
 
