@@ -35,9 +35,23 @@ bool IsTrustedLink(const char* path) {
   return link.st_uid == geteuid() || link.st_uid == 0 || link.st_uid == directory.st_uid;
 }
 
-int OpenText(const char* path, Keep keep) {
-  const int how = keep == Keep::kContent ? O_APPEND : O_TRUNC;
+int OpenText(const char* path, int how) {
   return OpenForWriting(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | how, kOutputMode);
+}
+
+/// Writes all of `text` where the descriptor stands.
+bool WriteAll(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(fd, text.data(), text.size());
+    if (written <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+/// Cuts what a longer content has left behind `size` bytes. Pipes have no end to cut.
+bool CutAt(int fd, std::size_t size) {
+  return ftruncate(fd, static_cast<off_t>(size)) == 0 || errno == EINVAL;
 }
 
 }  // namespace
@@ -63,19 +77,19 @@ int OpenForWriting(const char* path, int flags, unsigned mode) {
 }
 
 std::FILE* OpenOutput(const char* path, Keep keep) {
-  return StreamOf(OpenText(path, keep), keep == Keep::kContent ? "a" : "w");
+  if (keep == Keep::kContent) return StreamOf(OpenText(path, O_APPEND), "a");
+  return StreamOf(OpenText(path, O_TRUNC), "w");
 }
 
 bool WriteOutput(const char* path, Keep keep, std::string_view text) {
-  const int fd = OpenText(path, keep);
+  // A file that is replaced is overwritten first and cut then: one who reads it meanwhile does not
+  // find it empty, and on a full disk it already has its place.
+  const bool append = keep == Keep::kContent;
+  const int fd = OpenText(path, append ? O_APPEND : 0);
   if (fd < 0) return false;
-  while (!text.empty()) {
-    const ssize_t written = write(fd, text.data(), text.size());
-    if (written <= 0) break;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
+  const bool written = WriteAll(fd, text) && (append || CutAt(fd, text.size()));
   // Some file systems tell only now that the bytes did not reach the disk.
-  return close(fd) == 0 && text.empty();
+  return close(fd) == 0 && written;
 }
 
 }  // namespace tarvek

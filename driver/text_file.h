@@ -32,6 +32,7 @@ int OpenForWriting(const char* path, int flags, unsigned mode);
 std::FILE* OpenOutput(const char* path, Keep keep);
 
 /// Writes `text` to the file at `path`, created if need be, in one go and without taking memory.
+/// What is replaced is never empty in between.
 /// @return whether all of it was written.
 bool WriteOutput(const char* path, Keep keep, std::string_view text);
 

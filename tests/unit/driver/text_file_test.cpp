@@ -1,10 +1,13 @@
 #include "driver/text_file.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <filesystem>
 
 #include "tests/unit/support/fresh_run.h"
@@ -76,6 +79,38 @@ TEST_F(OutputFile, IsWrittenInOneGo) {
   EXPECT_EQ(ReadFile("out.txt"), "onetwo");
   EXPECT_TRUE(tarvek::WriteOutput("out.txt", tarvek::Keep::kNothing, ""));
   EXPECT_EQ(ReadFile("out.txt"), "");
+}
+
+TEST_F(OutputFile, IsReplacedByAShorterAndByALongerText) {
+  for (const char* text : {"a long text", "short", "", "a longer text still"}) {
+    EXPECT_TRUE(tarvek::WriteOutput("out.txt", tarvek::Keep::kNothing, text));
+    EXPECT_EQ(ReadFile("out.txt"), text);
+  }
+}
+
+TEST_F(OutputFile, MayBeAPipeThatIsRead) {
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  std::FILE* const reader = tarvek::OpenInput("pipe");
+  EXPECT_TRUE(tarvek::WriteOutput("pipe", tarvek::Keep::kNothing, "one\n"));
+  char line[8] = {};
+  EXPECT_STREQ(std::fgets(line, sizeof(line), reader), "one\n");
+  std::fclose(reader);
+}
+
+/// Replaces a file of eight bytes while no file may be longer than that.
+[[noreturn]] void ReplaceWithoutRoom() {
+  const rlimit limit{8, 8};
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, SIG_IGN);
+  const bool fits = tarvek::WriteOutput("out.txt", tarvek::Keep::kNothing, "abcdefgh");
+  const bool grows = tarvek::WriteOutput("out.txt", tarvek::Keep::kNothing, "123456789");
+  _exit(fits && !grows ? 0 : 1);
+}
+
+TEST_F(OutputFile, ReplacedWhereThereIsNoRoomItIsNotLeftEmpty) {
+  ASSERT_TRUE(tarvek::WriteOutput("out.txt", tarvek::Keep::kNothing, "12345678"));
+  EXPECT_EXIT(ReplaceWithoutRoom(), ::testing::ExitedWithCode(0), "");
+  EXPECT_EQ(ReadFile("out.txt"), "12345678");
 }
 
 TEST_F(OutputFile, TellsWhenItCouldNotBeWritten) {
