@@ -1,7 +1,9 @@
 // Loads any bytes as a backup image and takes its records.
 //
 // An input is a byte of options and the image. Bit 0 of the options repairs the file ID and every
-// checksum, so that what stands behind the checks is reached; bit 1 hands the image over in a pipe.
+// checksum, so that what stands behind the checks is reached; bit 1 hands the image over in a pipe;
+// bit 2 repeats the image's last bytes until it is as long as its blocks say, so that a short input
+// makes a large image.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,8 +32,31 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr std::uint8_t kRepair = 1;
 constexpr std::uint8_t kThroughPipe = 2;
-constexpr std::size_t kPipeCapacity = 65536;  // bytes that a pipe takes without a reader
+constexpr std::uint8_t kStretch = 4;
+constexpr std::size_t kLongestStretch = 2 * 65536;  // twice what a repository may have
+constexpr std::size_t kPipeCapacity = 65536;        // bytes that a pipe takes without a reader
 constexpr const char* kFileId = "KOV IPMI";
+
+/// Where the SDR control block of an image is, or would be.
+std::size_t ControlPosition(const Bytes& image) {
+  const std::size_t identity_end = kImageFileHeaderSize + kIdentityBlockSize;
+  if (tarvek::ReadLong(image.data() + kImageEventLogPosition) == 0) return identity_end;
+  const std::size_t log = identity_end + kEventLogControlSize;
+  if (image.size() < log) return image.size();
+  return log + tarvek::ReadLong(image.data() + identity_end + kEventLogLength);
+}
+
+/// Makes an image whose record area is cut as long as it should be.
+void Stretch(Bytes& image) {
+  if (image.size() < kImageFileHeaderSize) return;
+  const std::size_t control = ControlPosition(image);
+  const std::size_t area = control + kSdrControlSize;
+  if (image.size() <= area) return;
+  const std::size_t length = tarvek::ReadLong(image.data() + control + kControlAreaLength);
+  const std::size_t pattern = image.size() - area;
+  if (length > kLongestStretch) return;
+  while (image.size() < area + length) image.push_back(image[image.size() - pattern]);
+}
 
 /// Sets the file ID and the checksums of an image, as far as it goes.
 void Repair(Bytes& image) {
@@ -39,11 +64,7 @@ void Repair(Bytes& image) {
   std::copy_n(kFileId, std::strlen(kFileId), image.begin());
   image[kImageHeaderChecksummedBytes] = calc_sum(image.data(), kImageHeaderChecksummedBytes);
 
-  std::size_t control = kImageFileHeaderSize + kIdentityBlockSize;
-  if (tarvek::ReadLong(image.data() + kImageEventLogPosition) != 0) {
-    if (image.size() < control + kEventLogControlSize) return;
-    control += kEventLogControlSize + tarvek::ReadLong(image.data() + control + kEventLogLength);
-  }
+  const std::size_t control = ControlPosition(image);
   const std::size_t area = control + kSdrControlSize;
   if (image.size() < area) return;
   const std::size_t length = tarvek::ReadLong(image.data() + control + kControlAreaLength);
@@ -52,9 +73,15 @@ void Repair(Bytes& image) {
   image[control + kChecksummedBytes] = calc_sum(image.data() + control, kChecksummedBytes);
 }
 
-/// What an image that passes the checks is bound to be, told without the code under test.
-bool HasArea(const Bytes& image, const unsigned char* area, std::size_t size) {
-  return std::search(image.begin(), image.end(), area, area + size) != image.end();
+/// Whether these are the records of an image that passes the checks, told without the code under
+/// test.
+bool IsArea(const Bytes& image, const unsigned char* area, std::size_t size) {
+  if (tarvek::ReadLong(image.data() + kImageSdrPosition) == 0) return size == 0;
+  const std::size_t control = ControlPosition(image);
+  const std::size_t position = control + kSdrControlSize;
+  return image.size() >= position + size &&
+         tarvek::ReadLong(image.data() + control + kControlAreaLength) == size &&
+         std::equal(area, area + size, image.data() + position);
 }
 
 /// The descriptor that the next file to be opened gets.
@@ -125,6 +152,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   StartAfresh();
   const std::uint8_t options = data[0];
   Bytes image(data + 1, data + size);
+  if ((options & kStretch) != 0) Stretch(image);
   if ((options & kRepair) != 0) Repair(image);
 
   int descriptor = -1;  // the one that a restore leaves open
@@ -133,7 +161,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       through_pipe ? LoadFromPipe(image, &descriptor) : LoadFromFile(image, &descriptor);
   Require(result == 0 || result == 1, "an image is good or bad");
   if (result == 1) {
-    Require(HasArea(image, ipm_SDR, ipm_sdr_size), "the records are the file's");
+    Require(IsArea(image, ipm_SDR, ipm_sdr_size), "the records are the file's");
     close(descriptor);  // a loaded image stays open
     UseRecords();
   }
