@@ -33,8 +33,8 @@ using Bytes = std::vector<unsigned char>;
 constexpr std::uint8_t kRepair = 1;
 constexpr std::uint8_t kThroughPipe = 2;
 constexpr std::uint8_t kStretch = 4;
-constexpr std::size_t kLongestStretch = 2 * 65536;  // twice what a repository may have
-constexpr std::size_t kPipeCapacity = 65536;        // bytes that a pipe takes without a reader
+constexpr std::size_t kLongestStretch = 131072;  // twice what a repository may have
+constexpr std::size_t kPipeCapacity = 65536;     // bytes that a pipe takes without a reader
 constexpr const char* kFileId = "KOV IPMI";
 
 /// Where the SDR control block of an image is, or would be.

@@ -20,6 +20,7 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr std::size_t kOptionBits = 3;
 constexpr std::size_t kGrowth = 16;  // bytes that a block which may grow may gain
+constexpr std::size_t kMaxNewLog = 64;
 constexpr std::array<std::uint32_t, 14> kLengths{
     0, 1, 4, 5, 69, 16384, 16385, 32767, 32768, 65535, 65536, 65541, 98304, 0xFFFFFFFF};
 constexpr std::array<unsigned char, 9> kBodyLengths{0, 1, 4, 63, 64, 65, 250, 251, 255};
@@ -104,7 +105,7 @@ void ToggleLog(Image* image, Dice* dice) {
   tarvek::WriteLong(&image->header[kImageEventLogPosition],
                     image->has_log ? kImageFileHeaderSize + kIdentityBlockSize : 0);
   image->log_control.resize(kEventLogControlSize);
-  image->log.resize(dice->Below(2 * kEventLogControlSize));
+  image->log.resize(dice->Below(kMaxNewLog));
 }
 
 /// One of the maker's records with a text.

@@ -67,7 +67,7 @@ class TokenText {
 };
 
 bool IsNumber(std::string_view text) {
-  return !text.empty() && text.find_first_not_of(kHexDigits) == text.npos;
+  return !text.empty() && text.find_first_not_of(kHexDigits) == std::string_view::npos;
 }
 
 /// Behind the token that begins at `start`.
@@ -75,7 +75,7 @@ std::size_t EndOfToken(std::string_view text, std::size_t start, char quote) {
   if (text[start] != quote) return std::min(text.find_first_of(kBlanks, start), text.size());
   const std::array<char, 2> ends{quote, '\n'};
   const std::size_t end = text.find_first_of(ends.data(), start + 1, ends.size());
-  if (end == text.npos) return text.size();
+  if (end == std::string_view::npos) return text.size();
   return text[end] == quote ? end + 1 : end;
 }
 
