@@ -126,10 +126,20 @@ void ExchangeAnything(Stream& stream) {
   Require(length >= 0 && length <= capacity + kImageHeaderSize, "and fits its buffer");
 }
 
-void DoSomething(Programmer& programmer, Stream& stream) {
+/// Ends the spared mode as a signal does, while up to three answers are still on their way.
+void EndBySignal(tarvek_fuzz::HostileBmc& bmc) {
+  constexpr std::array<unsigned char, 3> kRequest{kOemRequest, kOemSparedSdr,
+                                                  kSparedEndAfterFailure};
+  bmc.late_answers = bmc.stream.Next() % 4;
+  Bmc_SendLast(kRequest.data(), kRequest.size());
+  bmc.late_answers = 0;
+}
+
+void DoSomething(Programmer& programmer, tarvek_fuzz::HostileBmc& bmc) {
+  Stream& stream = bmc.stream;
   unsigned short number = 0;
   unsigned char bytes[kResponseBufferSize] = {};
-  switch (stream.Next() % 12) {
+  switch (stream.Next() % 13) {
     case 0:
       return ReadIdentity();
     case 1:
@@ -160,6 +170,8 @@ void DoSomething(Programmer& programmer, Stream& stream) {
       get_sdr(&number, bytes, &bytes[kResponseBufferSize - 1]);
       disp_cmd_err("Get SDR");
       return;
+    case 11:
+      return EndBySignal(bmc);
     default:
       return ExchangeAnything(stream);
   }
@@ -190,7 +202,7 @@ void UseBmc(unsigned options, std::span<const std::uint8_t> stream) {
   programmer.sparedActive = (options & kSparedMode) != 0 ? 1 : 0;
   std::size_t operations = 0;
   for (; operations < kMaxOperations && !bmc.stream.AtEnd(); ++operations) {
-    DoSomething(programmer, bmc.stream);
+    DoSomething(programmer, bmc);
     Require(gErrRtyMsg == 0 && gErrMsgRepr == 0, "the silence is over");
     Require(g_ratio >= 0 && g_ratio <= 90, "the progress is in its bounds");
   }

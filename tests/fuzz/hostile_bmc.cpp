@@ -16,11 +16,9 @@ constexpr std::size_t kLargestAnswer = 2048;
 constexpr unsigned char kRepeatsWithoutEnd = 240;
 constexpr unsigned char kFewRepeats = 16;
 
-HostileBmc* bmc = nullptr;
+const Bytes kGranted{kCompletionOk, 0x34, 0x12};  // a reservation
 
-bool IsReserve(std::uint8_t command) {
-  return command == kReserveSdrRepository || command == kOemReserve;
-}
+HostileBmc* bmc = nullptr;
 
 std::size_t RepeatsOf(unsigned char choice) {
   return choice < kRepeatsWithoutEnd ? choice % kFewRepeats : kMaxRepeats;
@@ -58,6 +56,7 @@ int MakersIoctl(MakerBlock* block) {
 int Send(const ipmi_req* request) {
   const auto* const address = reinterpret_cast<ipmi_system_interface_addr*>(request->addr);
   const auto netfn_lun = static_cast<std::uint8_t>((request->msg.netfn << 2) | address->lun);
+  bmc->message_id = request->msgid;
   return bmc->Ask(netfn_lun, request->msg.cmd, {request->msg.data, request->msg.data_len})
              ? 0
              : FailWith(EIO);
@@ -66,6 +65,8 @@ int Send(const ipmi_req* request) {
 /// Fills the room there is and tells the whole answer's length, as a careless driver might.
 int Receive(ipmi_recv* answer) {
   if (bmc->receive_fails) return FailWith(EIO);
+  answer->msgid = bmc->message_id;
+  if (bmc->late_answers > 0) answer->msgid += static_cast<long>(bmc->late_answers--);
   const std::size_t room = answer->msg.data_len;
   std::copy_n(bmc->answer.begin(), std::min(room, bmc->answer.size()), answer->msg.data);
   answer->msg.data_len = static_cast<unsigned short>(bmc->answer.size());
@@ -90,9 +91,8 @@ bool HostileBmc::Ask(std::uint8_t netfn_lun, std::uint8_t command,
                      std::span<const std::uint8_t> data) {
   ++requests;
   select_fails = receive_fails = false;
-  if (repeats_ > 0 && !IsReserve(command)) {
-    --repeats_;
-    answer = {kReservationCancelled};
+  if (repeats_ > 0) {
+    AnswerAgain(command);
     return true;
   }
   if (stream.AtEnd()) return false;
@@ -119,6 +119,14 @@ bool HostileBmc::Ask(std::uint8_t netfn_lun, std::uint8_t command,
       Answer(netfn_lun, command, data);
       return true;
   }
+}
+
+/// Grants a reservation, or cancels it once more.
+void HostileBmc::AnswerAgain(std::uint8_t command) {
+  answer = kGranted;
+  if (command == kReserveSdrRepository || command == kOemReserve) return;
+  answer = {kReservationCancelled};
+  --repeats_;
 }
 
 /// An answer of the right length with bytes of the stream.

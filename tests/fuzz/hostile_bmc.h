@@ -41,20 +41,23 @@ class HostileBmc {
   Bytes answer;  // from the completion code on; whole images for the maker's driver
   bool select_fails = false;
   bool receive_fails = false;
+  std::size_t late_answers = 0;  // to earlier requests, which are received first
+  long message_id = 0;           // of the last request
 
   /// Takes a request. The stream's next byte, modulo 8, says how it is answered:
   ///   0  the driver fails when the next byte is a multiple of 4, else the last answer stands
   ///   1  the wait for the answer fails
   ///   2  the receipt fails
   ///   3  the next byte is the whole answer, a completion code
-  ///   4  this and more requests, those that reserve apart, are answered with a cancelled
-  ///      reservation: the next byte modulo 16, or from 240 on more than the tool tries
+  ///   4  the reservation is cancelled, and as often again as the next byte, modulo 16, says, or
+  ///      from 240 on more often than the tool tries; every new reservation is granted meanwhile
   ///   5  the next byte, times 5 and more, is the answer's length, and its bytes follow
   ///   6, 7  a good completion code and as many bytes of the stream as the request asks for
   /// @return false when the driver fails, as it does at the stream's end.
   bool Ask(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data);
 
  private:
+  void AnswerAgain(std::uint8_t command);
   void Answer(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data);
 
   std::size_t repeats_ = 0;
