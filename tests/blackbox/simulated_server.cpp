@@ -1,15 +1,17 @@
 #include "tests/blackbox/simulated_server.h"
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 
+#include "simulator/repository_text.h"
+#include "simulator/run_environment.h"
+#include "simulator/state_file.h"
+#include "tests/blackbox/call_ledger.h"
 #include "tests/unit/support/lock_name.h"
 
 namespace blackbox {
@@ -25,6 +27,13 @@ std::string ReadWhole(const std::filesystem::path& path) {
   return bytes.str();
 }
 
+/// Where the server's files stand: in memory, where runs take a quarter of the time, if there is
+/// such a place.
+std::filesystem::path PlaceForFiles() {
+  constexpr const char* kMemory = "/dev/shm";
+  return access(kMemory, W_OK) == 0 ? kMemory : std::filesystem::temp_directory_path();
+}
+
 std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);
@@ -32,77 +41,11 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-/// The child's side of RunProgram().
-[[noreturn]] void Exec(const std::vector<std::string>& arguments, const std::string& directory,
-                       int input, int output, int errors) {
-  dup2(input, STDIN_FILENO);
-  dup2(output, STDOUT_FILENO);
-  dup2(errors, STDERR_FILENO);
-  setenv("TZ", "UTC", 1);
-  if (chdir(directory.c_str()) != 0) _exit(126);
-  std::vector<char*> words;
-  for (const std::string& argument : arguments)
-    words.push_back(const_cast<char*>(argument.c_str()));
-  words.push_back(nullptr);
-  execv(words[0], words.data());
-  _exit(127);
-}
-
-/// An unnamed file with `bytes`, read from its start.
-int FileWith(const std::string& bytes) {
-  std::string name = (std::filesystem::temp_directory_path() / "tarvek-io-XXXXXX").string();
-  const int fd = mkostemp(name.data(), O_CLOEXEC);
-  unlink(name.c_str());
-  EXPECT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-  lseek(fd, 0, SEEK_SET);
-  return fd;
-}
-
-std::string TakeFile(int fd) {
-  lseek(fd, 0, SEEK_SET);
-  std::string text;
-  std::array<char, 65536> buffer{};
-  for (ssize_t n = read(fd, buffer.data(), buffer.size()); n > 0;
-       n = read(fd, buffer.data(), buffer.size())) {
-    text.append(buffer.data(), static_cast<std::size_t>(n));
-  }
-  close(fd);
-  return text;
-}
-
 }  // namespace
-
-Started StartProgram(const std::vector<std::string>& arguments, const std::string& directory,
-                     const std::string& input) {
-  const int in = FileWith(input);
-  Started started;
-  started.output = FileWith("");
-  started.errors = FileWith("");
-  started.pid = fork();
-  if (started.pid == 0) Exec(arguments, directory, in, started.output, started.errors);
-  close(in);
-  return started;
-}
-
-Outcome WaitFor(const Started& started) {
-  int status = 0;
-  waitpid(started.pid, &status, 0);
-  Outcome outcome;
-  if (WIFEXITED(status)) outcome.exit_status = WEXITSTATUS(status);
-  if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
-  outcome.console = TakeFile(started.output);
-  outcome.errors = TakeFile(started.errors);
-  return outcome;
-}
-
-Outcome RunProgram(const std::vector<std::string>& arguments, const std::string& directory,
-                   const std::string& input) {
-  return WaitFor(StartProgram(arguments, directory, input));
-}
 
 void SimulatedServer::SetUp() {
   tarvek_test::UsePrivateLock();
-  std::string name = (std::filesystem::temp_directory_path() / "tarvek-box-XXXXXX").string();
+  std::string name = (PlaceForFiles() / "tarvek-box-XXXXXX").string();
   ASSERT_NE(mkdtemp(name.data()), nullptr);
   state_ = name;
   directory_ = state_ / "work";
@@ -147,16 +90,46 @@ std::vector<std::string> SimulatedServer::Launch(const std::vector<std::string>&
   return words;
 }
 
+/// What the launcher does, but for another process.
+Outcome SimulatedServer::RunDirectly(const std::vector<std::string>& arguments,
+                                     const RunOptions& options) const {
+  const bool maker = options.driver == "maker";
+  const char* const sanitizer = std::getenv("ASAN_OPTIONS");
+  Surroundings surroundings{options.input, {}, options.limits, options.closed};
+  surroundings.environment = {
+      {bmcsim::kStateVariable, (state_ / "bmc").string()},
+      {bmcsim::kTraceVariable, options.traced ? (state_ / "trace").string() : ""},
+      {bmcsim::kClockVariable, "virtual:" + std::to_string(kEpoch)},
+      {maker ? bmcsim::kMakerNodeVariable : bmcsim::kOpenIpmiNodeVariable,
+       maker ? bmcsim::kMakerNode : bmcsim::kDefaultOpenIpmiNode},
+      {bmcsim::kFaultVariable, options.fault},
+      {"ASAN_OPTIONS", (sanitizer == nullptr ? std::string() : std::string(sanitizer) + ":") +
+                           "verify_asan_link_order=0"}};
+  std::string libraries = BMCSIM_LIBRARY;
+  if (!options.failing.empty()) {
+    libraries = std::string(FAILING_CALLS_LIBRARY) + ":" + libraries;
+    surroundings.environment.emplace_back(failing_calls::kRulesVariable, options.failing);
+    surroundings.environment.emplace_back(failing_calls::kReportVariable,
+                                          (state_ / "calls").string());
+  }
+  surroundings.environment.emplace_back("LD_PRELOAD", libraries);
+  std::vector<std::string> words{TARVEK_PROGRAM};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  return RunProgram(words, (directory_ / options.directory).string(), surroundings);
+}
+
 Outcome SimulatedServer::Tarvek(const std::vector<std::string>& arguments,
                                 const RunOptions& options) {
+  if (options.direct) return RunDirectly(arguments, options);
   return RunProgram(Launch(arguments, options), (directory_ / options.directory).string(),
-                    options.input);
+                    {options.input, {}, {}, {}});
 }
 
 Started SimulatedServer::TarvekUntilStopped(const std::vector<std::string>& arguments,
                                             const RunOptions& options) {
-  const Started started = StartProgram(Launch(arguments, options),
-                                       (directory_ / options.directory).string(), options.input);
+  const Started started =
+      StartProgram(Launch(arguments, options), (directory_ / options.directory).string(),
+                   {options.input, {}, {}, {}});
   int status = 0;
   waitpid(started.pid, &status, WUNTRACED);
   EXPECT_TRUE(WIFSTOPPED(status));
@@ -169,10 +142,14 @@ Outcome SimulatedServer::Continue(const Started& stopped) {
 }
 
 std::vector<std::string> SimulatedServer::Repository() {
-  const Outcome outcome = RunProgram(
-      {BMCSIM_PROGRAM, "--state", (state_ / "bmc").string(), "--dump=hex"}, directory_.string());
-  EXPECT_EQ(outcome.exit_status, 0) << outcome.errors;
-  return Lines(outcome.console);
+  bmcsim::StateFile file;
+  std::string error;
+  EXPECT_TRUE(file.Open((state_ / "bmc").string(), error)) << error;
+  if (file.state() == nullptr) return {};
+  file.Lock();
+  const std::string text = bmcsim::HexRepository(*file.state());
+  file.Unlock();
+  return Lines(text);
 }
 
 std::vector<std::string> SimulatedServer::Trace() {
@@ -189,6 +166,24 @@ std::vector<std::string> SimulatedServer::Requests() {
 }
 
 void SimulatedServer::ClearTrace() { std::ofstream(state_ / "trace", std::ios::trunc); }
+
+std::vector<std::string> SimulatedServer::TakeCallReport() {
+  const std::filesystem::path report = state_ / "calls";
+  if (!std::filesystem::exists(report)) return {};
+  std::vector<std::string> lines = Lines(ReadWhole(report));
+  std::filesystem::remove(report);
+  return lines;
+}
+
+void SimulatedServer::KeepBmc() {
+  std::filesystem::copy_file(state_ / "bmc", state_ / "kept",
+                             std::filesystem::copy_options::overwrite_existing);
+}
+
+void SimulatedServer::RestoreBmc() {
+  std::filesystem::copy_file(state_ / "kept", state_ / "bmc",
+                             std::filesystem::copy_options::overwrite_existing);
+}
 
 void SimulatedServer::Write(const std::string& name, const std::string& bytes) {
   std::ofstream(directory_ / name, std::ios::binary) << bytes;

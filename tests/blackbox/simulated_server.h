@@ -9,17 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "tests/blackbox/child_program.h"
+
 namespace blackbox {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// How a run of the tool ended.
-struct Outcome {
-  int exit_status = -1;  // -1 when a signal ended it
-  int signal = 0;
-  std::string console;  // standard output
-  std::string errors;   // standard error: the simulator's complaints
-};
 
 struct RunOptions {
   std::string driver = "openipmi";
@@ -27,13 +21,14 @@ struct RunOptions {
   std::string input;      // standard input
   std::string directory;  // working directory below the server's; empty: the server's own
   std::vector<std::string> launcher;  // further arguments for the launcher
-};
 
-/// A program that was started and not yet waited for.
-struct Started {
-  int pid = -1;
-  int output = -1;
-  int errors = -1;
+  // Of a run without the launcher alone, which puts the simulator under the tool directly and
+  // takes a third of the time.
+  bool direct = false;
+  std::string failing;  // which calls fail (call_ledger.h); empty: none is counted
+  std::vector<std::pair<__rlimit_resource, rlim_t>> limits;
+  std::vector<int> closed;  // descriptors that the tool does not have
+  bool traced = true;       // a trace costs a descriptor
 };
 
 /// Where the virtual clock starts: 2001-09-09 01:46:40 UTC.
@@ -71,6 +66,13 @@ class SimulatedServer : public ::testing::Test {
   std::vector<std::string> Requests();
   void ClearTrace();
 
+  /// What the runs with failing calls have reported since it was last asked, line by line.
+  std::vector<std::string> TakeCallReport();
+
+  /// Keeps the BMC as it is now, and makes it so again.
+  void KeepBmc();
+  void RestoreBmc();
+
   void Write(const std::string& name, const std::string& bytes);
   std::string Read(const std::string& name);
   bool Exists(const std::string& name);
@@ -89,21 +91,11 @@ class SimulatedServer : public ::testing::Test {
  private:
   std::vector<std::string> Launch(const std::vector<std::string>& arguments,
                                   const RunOptions& options) const;
+  Outcome RunDirectly(const std::vector<std::string>& arguments, const RunOptions& options) const;
 
   std::filesystem::path directory_;
   std::filesystem::path state_;  // the BMC's state and its trace live beside the directory
 };
-
-/// Starts a program in a working directory, with `input` as its standard input.
-Started StartProgram(const std::vector<std::string>& arguments, const std::string& directory,
-                     const std::string& input = "");
-
-/// Waits for the end of a program.
-Outcome WaitFor(const Started& started);
-
-/// Runs a program to its end. `directory` is its working directory.
-Outcome RunProgram(const std::vector<std::string>& arguments, const std::string& directory,
-                   const std::string& input = "");
 
 /// The text of a result file as a whole.
 std::string ResultText(const std::string& code, const std::string& data = "");
