@@ -65,6 +65,8 @@ std::string TakeFile(int fd) {
   dup2(outputs.output, STDOUT_FILENO);
   dup2(outputs.errors, STDERR_FILENO);
   if (chdir(directory) != 0) _exit(kNoDirectory);
+  // What the caller of the tests has open is not for the child to inherit.
+  (void)close_range(STDERR_FILENO + 1, ~0U, 0);
   for (const int fd : surroundings.closed) close(fd);
   for (const auto& [resource, limit] : surroundings.limits) {
     const rlimit both{limit, limit};

@@ -1,4 +1,4 @@
-// Runs beside each other: the single-run lock, progress queries, and ends by signal.
+// Runs beside each other: the single-run lock, and progress queries.
 #include <csignal>
 #include <functional>
 
@@ -147,69 +147,6 @@ TEST_F(ProgressQuery, GivesUpOnACopyAfterTwelveTries) {
             "2001/09/09 01:46:40  <<execute -ratio>>\n"
             "2001/09/09 01:46:45  Timeout was generated.\n"
             "2001/09/09 01:46:45  === Tarvek end ===\n");
-}
-
-class Interruption : public SimulatedServer, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(Interruption, AtAnyRequestReleasesTheLockAndKeepsTheOldSetWhole) {
-  CreateServer(2);
-  Write("BMCSDR.SDR", SdrText(SdrSet(3)));
-  const std::vector<std::string> before = Repository();
-  Tarvek({"-update", "-sdr"});
-  const std::size_t requests = Requests().size();
-  ASSERT_GT(requests, 40U);
-
-  for (std::size_t k = 1; k <= requests; ++k) {
-    for (const char* moment : {"", " after"}) {
-      SCOPED_TRACE("request " + std::to_string(k) + moment);
-      CreateServer(2);
-      Remove("sdrversion_HW");
-      Remove("Update_normal.xml");
-      RunOptions options;
-      options.fault = std::to_string(k) + ": signal " + GetParam() + moment;
-      const Outcome outcome = Tarvek({"-update", "-sdr"}, options);
-      EXPECT_EQ(outcome.exit_status, GetParam() == std::string("TERM")  ? SIGTERM
-                                     : GetParam() == std::string("INT") ? SIGINT
-                                                                        : SIGABRT);
-      EXPECT_FALSE(LockExists());
-      EXPECT_EQ(Read("Update_normal.xml"), ResultText("OK"));
-      const bool committed = k == requests && moment != std::string("");
-      EXPECT_EQ(Repository(), committed ? HexOf(SdrSet(3)) : before);
-    }
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Signals, Interruption, ::testing::Values("TERM", "INT", "ABRT"),
-                         [](const auto& row) { return std::string(row.param); });
-
-TEST_F(Lock, IsReleasedBySignalsDuringEveryWait) {
-  int k = 1;
-  for (;; ++k) {
-    SCOPED_TRACE(k);
-    CreateServer(1);
-    Remove("sdrversion_HW");
-    Write("BMCSDR.SDR", SdrText(SdrSet(1)));
-    RunOptions options;
-    options.fault = "wait@" + std::to_string(k) + ": signal TERM";
-    const Outcome outcome = Tarvek({"-update", "-sdr"}, options);
-    EXPECT_FALSE(LockExists());
-    if (outcome.exit_status == 0) break;
-    ASSERT_EQ(outcome.exit_status, SIGTERM);
-  }
-  // Every request has its pause, and there are the polls, the hold and the last wait.
-  EXPECT_GT(k, 30);
-  EXPECT_EQ(Read("Update_normal.xml"), ResultText("Complete"));
-}
-
-TEST_F(Lock, IsReleasedByASignalInEveryMode) {
-  for (const Words& mode :
-       {Words{"-version", "-sdr"}, Words{"-backup"}, Words{"-update", "-sdr", "-force"}}) {
-    SCOPED_TRACE(mode[0]);
-    RunOptions options;
-    options.fault = "get-device-id: signal INT";
-    EXPECT_EQ(Tarvek(mode, options).exit_status, SIGINT);
-    EXPECT_FALSE(LockExists());
-  }
 }
 
 TEST_F(Lock, AnUpdateGoesThroughAfterAnInterruptedOne) {

@@ -1,0 +1,403 @@
+// Anomaly sweeps over the machine: in every mode, whatever call of the C library fails, however
+// little memory, disk or writable directory there is, and whoever sets the clock, the run ends in
+// order, and what it tells is true.
+#include <sys/mount.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "tests/blackbox/sweep.h"
+
+namespace blackbox {
+namespace {
+
+/// A call that the tool makes.
+struct Call {
+  std::string function;
+  std::string file;
+};
+
+/// How a call fails. The first way is the quick sweep's.
+const std::map<std::string, Words> kFailures = {
+    {"open", {"EACCES", "ENOENT", "ENOSPC", "EIO", "EMFILE"}},
+    {"fopen", {"EACCES", "ENOENT", "ENOSPC", "EIO", "EMFILE"}},
+    {"fdopen", {"ENOMEM"}},
+    {"read", {"EIO"}},
+    {"fgets", {"EIO"}},
+    {"getc", {"EIO"}},
+    {"fscanf", {"EIO"}},
+    {"poll", {"EINTR"}},
+    {"write", {"ENOSPC", "SHORT", "EIO", "EDQUOT"}},
+    {"fwrite", {"ENOSPC", "EIO"}},
+    {"fputs", {"ENOSPC", "EIO"}},
+    {"fputc", {"ENOSPC", "EIO"}},
+    {"putc", {"ENOSPC", "EIO"}},
+    {"fprintf", {"ENOSPC", "EIO"}},
+    {"fflush", {"ENOSPC", "EIO"}},
+    {"ftruncate", {"EIO"}},
+    {"close", {"EIO", "ENOSPC"}},
+    {"fclose", {"ENOSPC", "EIO"}},
+    {"access", {"EACCES", "ENOENT", "EIO"}},
+    {"unlink", {"EACCES", "EIO", "EROFS"}},
+    {"rename", {"EACCES", "ENOSPC"}},
+    {"fstat", {"EIO"}},
+    {"stat", {"EACCES"}},
+    {"lstat", {"EACCES"}},
+    {"get_current_dir_name", {"ENOENT", "EACCES"}},
+    {"sem_open", {"EACCES", "ENOSPC", "EMFILE"}},
+    {"sem_unlink", {"EACCES"}},
+    {"localtime", {"ENOMEM"}},
+};
+
+class MachineAnomaly : public Sweep {
+ protected:
+  /// The calls of a run in which nothing goes wrong, allocations left out.
+  std::vector<Call> ListCalls() {
+    RunOptions options;
+    options.failing = "list";
+    ExpectDone(Run(options));
+    std::vector<Call> calls;
+    for (const std::string& line : TakeCallReport()) {
+      std::istringstream words(line);
+      std::string kind;
+      Call call;
+      words >> kind >> call.function >> call.file;
+      if (kind == "call") calls.push_back(call);
+    }
+    return calls;
+  }
+
+  /// Runs with a rule for failing calls.
+  /// @param report  receives the calls that failed.
+  Outcome RunFailing(const std::string& rule, Words& report) {
+    RunOptions options;
+    options.failing = rule;
+    const Outcome outcome = Run(options);
+    report = TakeCallReport();
+    return outcome;
+  }
+
+  /// What the failure of call `k` (from 0) of these excuses.
+  Excuses ExcusesOf(const std::vector<Call>& calls, std::size_t k, const std::string& error) {
+    const Call& call = calls[k];
+    Excuses excuses;
+    excuses.log = call.file == GetParam().log;
+    excuses.lock = call.function == "sem_unlink";
+    // A lock that cannot be taken, and a question whose answer cannot be read, refuse the run.
+    const bool answer = call.file == "stdin" && calls[k - 1].file != "stdin";
+    if (call.function == "sem_open" || answer) excuses.exit_status = 1;
+    const bool lost = call.function == "open" || (call.function == "write" && error != "SHORT");
+    excuses.result = lost && call.file == GetParam().result_file && IsLastWord(calls, k);
+    if (!GetParam().Asks()) excuses.result = excuses.result || LosesCopy(call);
+    // A backup that was written but not closed is not trusted.
+    excuses.late = call.function == "close" && call.file == "BMCSDR.BAK";
+    return excuses;
+  }
+
+  /// Whether call `k` belongs to the last writing of the file that it is about.
+  static bool IsLastWord(const std::vector<Call>& calls, std::size_t k) {
+    return std::none_of(
+        calls.begin() + static_cast<std::ptrdiff_t>(k) + 1, calls.end(),
+        [&](const Call& later) { return later.function == "open" && later.file == calls[k].file; });
+  }
+
+  /// A result that could not be written is the former one; in a new file it is empty.
+  void ExpectResultLost(const Call& call) {
+    if (GetParam().IsUpdate()) {
+      EXPECT_EQ(Read(ResultPath()), ResultText("OK"));
+    } else if (GetParam().Asks()) {
+      EXPECT_EQ(Exists(ResultPath()), call.function == "write");
+      EXPECT_TRUE(call.function == "open" || Read(ResultPath()).empty());
+    }
+  }
+
+  /// A progress query copies what it can read and write, and looks at no error of either.
+  bool LosesCopy(const Call& call) {
+    const bool source = call.file == "Get_ratio.xml_tmp";
+    const bool copy = call.file == GetParam().result_file;
+    return (source && call.function == "getc") ||
+           (copy && (call.function == "putc" || call.function == "fclose"));
+  }
+
+  /// Fails the Kth allocation, or all from the Kth on, until a run has no Kth.
+  void SweepAllocations(const char* onwards) {
+    for (int k = 1;; k += Stride(4)) {
+      SCOPED_TRACE("alloc@" + std::to_string(k) + onwards);
+      Words report;
+      const Outcome outcome = RunFailing("alloc@" + std::to_string(k) + onwards, report);
+      ExpectOrder(outcome, ExcusesOfAllocations(report));
+      RemoveLock();
+      if (HasFailure() || report.empty()) return;
+    }
+  }
+
+ private:
+  /// When the C library cannot note the lock that it has just created, it says that it could not,
+  /// and leaves the name: the run cannot tell that from another run's lock.
+  static Excuses ExcusesOfAllocations(const Words& report) {
+    Excuses excuses;
+    excuses.late = GetParam().name == std::string("Script");  // which has more files to look for
+    excuses.lock = std::any_of(report.begin(), report.end(), [](const std::string& line) {
+      return line.find(" tarvek_exe") != std::string::npos;
+    });
+    excuses.exit_status = excuses.lock ? 1 : 0;
+    return excuses;
+  }
+};
+
+TEST_P(MachineAnomaly, EachCallMayFail) {
+  const std::vector<Call> calls = ListCalls();
+  ASSERT_GT(calls.size(), 10U);
+  for (std::size_t k = 1; k <= calls.size(); k += static_cast<std::size_t>(Stride(3))) {
+    const Call& call = calls[k - 1];
+    const auto failures = kFailures.find(call.function);
+    ASSERT_NE(failures, kFailures.end()) << call.function;
+    for (const std::string& error : failures->second) {
+      SCOPED_TRACE("call@" + std::to_string(k) + "=" + error + ": " + call.function + " " +
+                   call.file);
+      Words report;
+      const Outcome outcome = RunFailing("call@" + std::to_string(k) + "=" + error, report);
+      EXPECT_EQ(report, Words{"fail call " + call.function + " " + call.file});
+      const Excuses excuses = ExcusesOf(calls, k - 1, error);
+      ExpectOrder(outcome, excuses);
+      if (excuses.result) ExpectResultLost(call);
+      RemoveLock();
+      if (HasFailure()) return;
+      if (!FullSweep()) break;
+    }
+  }
+}
+
+TEST_P(MachineAnomaly, WritesMayBeShort) {
+  RunOptions options;
+  options.failing = "write@1-=SHORT";
+  const Outcome outcome = Run(options);
+  // A block of a backup image is written in one go or not at all.
+  if (GetParam().name == std::string("Backup")) return ExpectOrder(outcome);
+  ExpectDone(outcome);
+}
+
+TEST_P(MachineAnomaly, EachAllocationMayFail) { SweepAllocations(""); }
+
+TEST_P(MachineAnomaly, AllAllocationsMayFailFromEachOneOn) { SweepAllocations("-"); }
+
+/// The names of a binary's dynamic symbols, without their versions.
+std::set<std::string> SymbolsOf(const char* file, const char* which) {
+  const Outcome nm = RunProgram({NM_PROGRAM, "-D", which, "--format=just-symbols", file}, "/");
+  EXPECT_EQ(nm.exit_status, 0) << nm.errors;
+  std::istringstream lines(nm.console);
+  std::set<std::string> names;
+  for (std::string name; lines >> name;) names.insert(name.substr(0, name.find('@')));
+  return names;
+}
+
+bool IsHarmless(const std::string& name) {
+  const Words leads{"_Z", "_ITM", "_Unwind", "__cxa", "__gxx", "mem", "__mem", "str", "bcmp"};
+  const std::set<std::string> others{
+      "_exit",       "alarm",           "clearerr",         "feof",           "ferror",
+      "fileno",      "geteuid",         "rewind",           "signal",         "sigaddset",
+      "sigemptyset", "sigprocmask",     "snprintf",         "__snprintf_chk", "vsnprintf",
+      "stdin",       "__vsnprintf_chk", "stdout",           "time",           "timezone",
+      "__timezone",  "tzset",           "ungetc",           "isprint",        "tolower",
+      "toupper",     "__fdelt_chk",     "__stack_chk_fail", "__gmon_start__", "__errno_location"};
+  return others.count(name) != 0 ||
+         std::any_of(leads.begin(), leads.end(),
+                     [&](const std::string& lead) { return name.rfind(lead, 0) == 0; });
+}
+
+/// The sweeps fail what libfailing_calls.so knows: it must know every call of the tool that can.
+TEST(FailingCalls, AreAllThatTheToolMakes) {
+  const std::set<std::string> known = SymbolsOf(FAILING_CALLS_LIBRARY, "--defined-only");
+  for (const std::string& name : SymbolsOf(TARVEK_PROGRAM, "--undefined-only")) {
+    if (name.find("asan") != std::string::npos || name.find("gcov") != std::string::npos) {
+      GTEST_SKIP() << "instruments call what the tool does not";
+    }
+    EXPECT_TRUE(known.count(name) != 0 || IsHarmless(name)) << name;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, MachineAnomaly, ::testing::ValuesIn(kModes), ModeName);
+
+/// A working directory that is a file system of its own.
+class MountedDirectory : public Sweep {
+ protected:
+  void TearDown() override {
+    Unmount();
+    Sweep::TearDown();
+  }
+
+  /// Puts what the run reads where it will run.
+  void FillDirectory(bool caller_reads_it) {
+    std::filesystem::create_directories(Path(kDirectory));
+    for (const char* name : {"BMCSDR.SDR", "BMCSDR.BIN", "a.cfg", "compare.cfg", "mchk_fil"}) {
+      std::filesystem::copy_file(Path(name), directory() / kDirectory / name);
+    }
+    Remove("ZetaInfo.xml");
+    Write(caller_reads_it ? std::string(kDirectory) + "/ZetaInfo.xml" : "ZetaInfo.xml", "");
+  }
+
+  bool MountReadOnly() {
+    const std::string path = Path(kDirectory);
+    mounted_ = mount(path.c_str(), path.c_str(), nullptr, MS_BIND, nullptr) == 0;
+    return mounted_ &&
+           mount(nullptr, path.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0;
+  }
+
+  bool MountTiny() {
+    std::filesystem::create_directories(Path(kDirectory));
+    mounted_ = mount("tmpfs", Path(kDirectory).c_str(), "tmpfs", 0, "size=64k") == 0;
+    return mounted_;
+  }
+
+  /// Leaves no room for a byte.
+  void FillUp() {
+    std::ofstream ballast(Path(kDirectory) + "/ballast", std::ios::binary | std::ios::app);
+    while (ballast.put('x').flush()) {
+    }
+  }
+
+  Outcome RunInDirectory() {
+    RunOptions options;
+    options.directory = kDirectory;
+    return Run(options);
+  }
+
+  void Unmount() {
+    if (mounted_) umount2(Path(kDirectory).c_str(), MNT_DETACH);
+    mounted_ = false;
+  }
+
+  static constexpr const char* kDirectory = "place";
+
+ private:
+  bool mounted_ = false;
+};
+
+TEST_P(MountedDirectory, MayBeReadOnly) {
+  for (const bool caller_reads_it : {false, true}) {
+    SCOPED_TRACE(caller_reads_it);
+    FillDirectory(caller_reads_it);
+    if (!MountReadOnly()) GTEST_SKIP() << "nothing may be mounted here";
+    Excuses excuses;
+    excuses.log = true;
+    excuses.result = caller_reads_it;
+    const Outcome outcome = RunInDirectory();
+    ExpectOrder(outcome, excuses);
+    EXPECT_EQ(ServesNewSet(), GetParam().Programs());
+    if (caller_reads_it) {
+      EXPECT_EQ(std::distance(std::filesystem::directory_iterator(Path(kDirectory)), {}), 6);
+    } else if (*GetParam().result_file != '\0') {
+      EXPECT_EQ(ResultCode(), GetParam().code);
+    }
+    Unmount();
+    std::filesystem::remove_all(Path(kDirectory));
+  }
+}
+
+TEST_P(MountedDirectory, MayBeFull) {
+  for (const bool caller_reads_it : {false, true}) {
+    SCOPED_TRACE(caller_reads_it);
+    if (!MountTiny()) GTEST_SKIP() << "nothing may be mounted here";
+    FillDirectory(caller_reads_it);
+    FillUp();
+    Excuses excuses;
+    excuses.log = true;
+    excuses.result = caller_reads_it;
+    ExpectOrder(RunInDirectory(), excuses);
+    if (caller_reads_it && *GetParam().result_file != '\0') {
+      EXPECT_EQ(Read(std::string(kDirectory) + "/" + GetParam().result_file), "");
+    }
+    Unmount();
+  }
+}
+
+/// A result that is there already has its place on a full disk.
+TEST_P(MountedDirectory, MayBeFullBesideAFormerResult) {
+  if (!MountTiny()) GTEST_SKIP() << "nothing may be mounted here";
+  FillDirectory(true);
+  LookForResultIn(std::string(kDirectory) + "/");
+  if (*GetParam().result_file != '\0') Write(ResultPath(), std::string(300, 'x'));
+  FillUp();
+  Excuses excuses;
+  excuses.log = true;
+  ExpectOrder(RunInDirectory(), excuses);
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, MountedDirectory, ::testing::ValuesIn(kModes), ModeName);
+
+class Clock : public Sweep {
+ protected:
+  static constexpr long kHour = 3600;
+  static constexpr long kDay = 24 * kHour;
+
+  /// Runs while the clock is set, and expects that nobody but the time stamps notices.
+  void ExpectDoneUnder(const std::string& which, long step) {
+    const std::string sign = step < 0 ? "-" : "+";
+    RunOptions options;
+    options.fault = which + ": clock " + sign + std::to_string(std::labs(step));
+    SCOPED_TRACE(options.fault);
+    ExpectDone(Run(options));
+    ASSERT_TRUE(Struck());
+    // The caller sees the result at most half a minute later than it would have otherwise, and the
+    // last progress for ten seconds whatever the clock shows.
+    constexpr long kHold = 30;
+    constexpr long kLastProgress = 10;
+    const long took = LoggedSeconds() - step;
+    EXPECT_GE(took, GetParam().IsUpdate() ? kLastProgress : 0);
+    EXPECT_LE(took, undisturbed_ + kHold);
+  }
+
+  void Measure() {
+    ExpectDone(Run());
+    undisturbed_ = LoggedSeconds();
+  }
+
+ private:
+  /// From the log's first time stamp to its last.
+  long LoggedSeconds() {
+    const std::string log = Read(GetParam().log);
+    return Stamp(log) - Stamp(log.substr(log.rfind('\n', log.size() - 2) + 1));
+  }
+
+  static long Stamp(const std::string& line) {
+    std::tm time{};
+    EXPECT_NE(strptime(line.c_str(), "%Y/%m/%d %H:%M:%S", &time), nullptr) << line;
+    return -timegm(&time);
+  }
+
+  long undisturbed_ = 0;
+};
+
+TEST_P(Clock, MayBeSetDuringEachWait) {
+  Measure();
+  const int waits = CountWaits();
+  ASSERT_EQ(waits > 0, GetParam().Asks());
+  for (const long step : {-kHour, kDay}) {
+    for (int k = 1; k <= waits; k += Stride(11)) {
+      ExpectDoneUnder("wait@" + std::to_string(k), step);
+      if (HasFailure()) return;
+    }
+    if (waits > 0) ExpectDoneUnder("wait@" + std::to_string(waits), step);
+  }
+}
+
+TEST_P(Clock, MayBeSetAtEachRequest) {
+  Measure();
+  const int requests = CountRequests();
+  for (const long step : {-kHour, kDay}) {
+    for (int k = 1; k <= requests; k += Stride(17)) {
+      ExpectDoneUnder(std::to_string(k), step);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, Clock, ::testing::ValuesIn(kModes), ModeName);
+
+}  // namespace
+}  // namespace blackbox
