@@ -73,7 +73,8 @@ ESTATUS CfgFile::CmdIfSet(CFRU* /*fru*/, int inIf, int condTrue, int exec) {
   const ESTATUS status = CheckFirstArgument(kNoCondition, kMaxTagArgument, kMaxConditions);
   if (status != kSuccess) return status;
   const int run = Runs(inIf, condTrue, exec) ? 1 : 0;
-  Block* const block = new (std::nothrow) Block{1, AllTagsSet() ? 1 : 0, run, open_block};
+  // cppcheck-suppress unreadVariable  // it is linked in below
+  auto* const block = new (std::nothrow) Block{1, AllTagsSet() ? 1 : 0, run, open_block};
   if (block == nullptr) {
     tarvek::ReleaseReserveBlock();
     return kInsufficientMemory;

@@ -21,7 +21,7 @@ class TagIndex {
   }
 
   /// @param name  a name without the wildcard "#".
-  bool Holds(std::string_view name) const { return counts_.count(Key(name)) != 0; }
+  bool Holds(std::string_view name) const { return counts_.contains(Key(name)); }
 
  private:
   static std::string Key(std::string_view name) {

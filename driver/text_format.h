@@ -17,8 +17,10 @@ template <std::size_t kSize>
 class FixedText {
  public:
   FixedText() { text_[0] = '\0'; }
-  FixedText(std::string_view text) : FixedText() { Append(text); }    // NOLINT(*-explicit-*)
-  FixedText(const char* text) : FixedText(std::string_view(text)) {}  // NOLINT(*-explicit-*)
+  // NOLINTBEGIN(*-explicit-*): it stands for a text wherever one is asked for, as std::string does
+  FixedText(std::string_view text) : FixedText() { Append(text); }
+  FixedText(const char* text) : FixedText(std::string_view(text)) {}
+  // NOLINTEND(*-explicit-*)
 
   FixedText& Append(std::string_view text) {
     size_ += text.copy(text_.data() + size_, kSize - 1 - size_);
@@ -36,7 +38,7 @@ class FixedText {
   }
 
   std::string_view view() const { return {text_.data(), size_}; }
-  operator std::string_view() const { return view(); }  // NOLINT(*-explicit-*)
+  operator std::string_view() const { return view(); }  // NOLINT(*-explicit-*): likewise
   const char* c_str() const { return text_.data(); }
   char* data() { return text_.data(); }
 

@@ -17,8 +17,8 @@ constexpr int kTextLineSize = 254;  // bytes, the terminator included
 /// Reads a hexadecimal number and the white space behind it.
 std::optional<unsigned long long> ReadStamp(std::FILE* file) {
   unsigned long long stamp = 0;
-  // A number that is too large comes out as the largest one, which is no time stamp either.
-  if (std::fscanf(file, "%llx\n", &stamp) != 1) return std::nullopt;  // NOLINT(cert-err34-c)
+  // NOLINTNEXTLINE(cert-err34-c): one too large comes out as the largest, which is no time stamp
+  if (std::fscanf(file, "%llx\n", &stamp) != 1) return std::nullopt;
   return stamp;
 }
 

@@ -37,6 +37,7 @@ std::uint16_t Le16(std::span<const std::uint8_t> bytes, std::size_t offset) {
 
 std::uint16_t NextReservation(std::uint16_t last) {
   const auto next = static_cast<std::uint16_t>(last + 1);
+  // cppcheck-suppress knownConditionTrueFalse  // the cast makes it wrap
   return next == 0 ? std::uint16_t{1} : next;
 }
 

@@ -239,8 +239,8 @@ void Machine::Start() {
   trace_path_ = NonEmpty(kTraceVariable);
   stats_path_ = NonEmpty(kStatsVariable);
   std::string error;
-  const char* clock = NonEmpty(kClockVariable);
-  if (!clock_.Parse(clock == nullptr ? "" : clock, error)) Die(error);
+  const char* clock_text = NonEmpty(kClockVariable);
+  if (!clock_.Parse(clock_text == nullptr ? "" : clock_text, error)) Die(error);
   const char* plan = NonEmpty(kFaultVariable);
   if (plan != nullptr && !plan_.Parse(plan, error)) Die(error);
 }
@@ -413,16 +413,17 @@ int Machine::AwaitAnswer(OpenIpmiQueue& queue, const timeval* timeout) {
   return error == 0 ? 1 : -error;
 }
 
+bool Holds(const fd_set* set, int fd) { return set != nullptr && FD_ISSET(fd, set); }
+
 int Machine::Select(int count, fd_set* read_set, fd_set* write_set, fd_set* error_set,
                     timeval* timeout) {
   Port* port = nullptr;
   int others = 0;
   for (int fd = 0; fd < std::min(count, FD_SETSIZE); ++fd) {
-    Port* found = read_set != nullptr && FD_ISSET(fd, read_set) ? FindPort(fd) : nullptr;
+    Port* const found = Holds(read_set, fd) ? FindPort(fd) : nullptr;
     if (found != nullptr && found->driver == Driver::kOpenIpmi) {
       port = found;
-    } else if ((read_set != nullptr && FD_ISSET(fd, read_set)) ||
-               (write_set != nullptr && FD_ISSET(fd, write_set))) {
+    } else if (Holds(read_set, fd) || Holds(write_set, fd)) {
       ++others;
     }
   }
@@ -559,7 +560,7 @@ BMCSIM_EXPORT int openat64(int directory, const char* path, int flags, ...) {
 }
 
 // What a hardened program calls in place of open without a mode; the names are the C library's.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTBEGIN(bugprone-reserved-identifier): the C library fixes the names
 BMCSIM_EXPORT int __open_2(const char* path, int flags) { return bmcsim::OpenAny(path, flags, 0); }
 BMCSIM_EXPORT int __open64_2(const char* path, int flags) {
   return bmcsim::OpenAny(path, flags, 0);
@@ -570,7 +571,7 @@ BMCSIM_EXPORT int __openat_2(int directory, const char* path, int flags) {
 BMCSIM_EXPORT int __openat64_2(int directory, const char* path, int flags) {
   return bmcsim::OpenAnyAt(directory, path, flags, 0);
 }
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTEND(bugprone-reserved-identifier)
 
 BMCSIM_EXPORT int close(int fd) {
   bmcsim::Port* port = g_machine.started() ? g_machine.FindPort(fd) : nullptr;

@@ -91,10 +91,10 @@ void StateFile::Lock() {
 void StateFile::Unlock() { flock(fd_, LOCK_UN); }
 
 BmcState* StateFile::Detach() {
-  BmcState* state = state_;
+  BmcState* const detached = state_;
   state_ = nullptr;
   Close();
-  return state;
+  return detached;
 }
 
 }  // namespace bmcsim

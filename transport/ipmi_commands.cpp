@@ -103,6 +103,7 @@ ReadResult ReadRecordOnce(unsigned short reservation, unsigned short* record_id,
     if (offset == 0) {
       // The total is kept in one byte. A body that makes it wrap cannot be read in pieces.
       total = static_cast<unsigned char>(out[kRecordBodyLengthOffset] + kRecordHeaderSize);
+      // cppcheck-suppress knownConditionTrueFalse  // the cast makes it wrap
       if (total < kRecordHeaderSize) {
         Fail(kErrLength, out[kRecordBodyLengthOffset]);
         return ReadResult::kFailed;
@@ -234,7 +235,9 @@ int chk_ipmi_version() {
   ipm_ipmi[kIdentityAuxPresent] = length == kDeviceIdAnswerSizeWithAux ? 1 : 0;
   ipm_ipmi[kChecksummedBytes] = calc_sum(ipm_ipmi, kChecksummedBytes);
 
-  ipm_kov = std::equal(ipm_kov_id.begin(), ipm_kov_id.end(), ipm_ipmi + kIdentityManufacturer);
+  const bool is_maker =
+      std::equal(ipm_kov_id.begin(), ipm_kov_id.end(), ipm_ipmi + kIdentityManufacturer);
+  ipm_kov = is_maker ? 1 : 0;
   ipm_ver = static_cast<unsigned char>((version >> kNibbleBits) |
                                        ((version & kNibbleMask) << kNibbleBits));
   const unsigned char image_type = ipm_head[kImageTypeOffset];
