@@ -230,6 +230,7 @@ ReportCalls RealReportCalls() {
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 #define FAILING_CALL extern "C" __attribute__((visibility("default")))
 #undef getc
+#undef getc_unlocked
 #undef getchar
 #undef putc
 
@@ -370,6 +371,13 @@ FAILING_CALL char* __fgets_chk(char* buffer, std::size_t room, int size, std::FI
 
 FAILING_CALL int getc(std::FILE* stream) {
   static const auto real = Next<int(std::FILE*)>("getc");
+  return TryStream("getc", stream, EOF, [=] { return real(stream); });
+}
+
+// What a program calls that is not optimized; in others it is part of the caller, and only
+// __uflow below is a call.
+FAILING_CALL int getc_unlocked(std::FILE* stream) {
+  static const auto real = Next<int(std::FILE*)>("getc_unlocked");
   return TryStream("getc", stream, EOF, [=] { return real(stream); });
 }
 
