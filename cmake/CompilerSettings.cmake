@@ -24,7 +24,12 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT TARVEK_SANITIZE)
   include(CheckPIESupported)
   check_pie_supported(LANGUAGES CXX)
   add_compile_options(-fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE
-                      -D_FORTIFY_SOURCE=2)
+                      -D_FORTIFY_SOURCE=2 -D_GLIBCXX_ASSERTIONS)
+  include(CheckCXXCompilerFlag)
+  check_cxx_compiler_flag(-fcf-protection TARVEK_HAS_CF_PROTECTION)  # x86 alone has it
+  if(TARVEK_HAS_CF_PROTECTION)
+    add_compile_options(-fcf-protection)
+  endif()
   add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 
