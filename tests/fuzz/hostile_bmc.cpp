@@ -13,6 +13,8 @@ namespace tarvek_fuzz {
 namespace {
 
 constexpr std::size_t kLargestAnswer = 2048;
+constexpr unsigned kLikelyBody = 80;  // so many lengths, from 0, may a record's body have
+constexpr unsigned kAnyBody = 256;
 constexpr unsigned char kRepeatsWithoutEnd = 240;
 constexpr unsigned char kFewRepeats = 16;
 
@@ -116,7 +118,7 @@ bool HostileBmc::Ask(std::uint8_t netfn_lun, std::uint8_t command,
       answer = stream.Next(std::min(stream.Next() * std::size_t{choice}, kLargestAnswer));
       return true;
     default:
-      Answer(netfn_lun, command, data);
+      Answer(netfn_lun, command, data, choice % 8 == 6 ? kLikelyBody : kAnyBody);
       return true;
   }
 }
@@ -131,7 +133,7 @@ void HostileBmc::AnswerAgain(std::uint8_t command) {
 
 /// An answer of the right length with bytes of the stream.
 void HostileBmc::Answer(std::uint8_t netfn_lun, std::uint8_t command,
-                        std::span<const std::uint8_t> data) {
+                        std::span<const std::uint8_t> data, unsigned body_lengths) {
   std::size_t length = 2;
   if (netfn_lun == kAppRequest) length = stream.Next() % 2 == 0 ? 11 : 15;
   if (netfn_lun == kStorageRequest && command == kGetSdrRepositoryInfo) length = 14;
@@ -142,7 +144,9 @@ void HostileBmc::Answer(std::uint8_t netfn_lun, std::uint8_t command,
   answer = stream.Next(length);
   answer.insert(answer.begin(), kCompletionOk);
   constexpr std::size_t kBodyLength = 1 + 2 + 4;  // behind completion code and next record ID
-  if (reads && answer.size() > kBodyLength && data[4] == 0) answer[kBodyLength] %= 80;
+  if (reads && answer.size() > kBodyLength && data[4] == 0) {
+    answer[kBodyLength] = static_cast<unsigned char>(answer[kBodyLength] % body_lengths);
+  }
 }
 
 }  // namespace tarvek_fuzz

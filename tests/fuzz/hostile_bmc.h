@@ -52,13 +52,16 @@ class HostileBmc {
   ///   4  the reservation is cancelled, and as often again as the next byte, modulo 16, says, or
   ///      from 240 on more often than the tool tries; every new reservation is granted meanwhile
   ///   5  the next byte, times 5 and more, is the answer's length, and its bytes follow
-  ///   6, 7  a good completion code and as many bytes of the stream as the request asks for
+  ///   6  a good completion code and as many bytes of the stream as the request asks for, with a
+  ///      record's body not much longer than may be
+  ///   7  the same with a body of any length
   /// @return false when the driver fails, as it does at the stream's end.
   bool Ask(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data);
 
  private:
   void AnswerAgain(std::uint8_t command);
-  void Answer(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data);
+  void Answer(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data,
+              unsigned body_lengths);
 
   std::size_t repeats_ = 0;
 };
