@@ -2,10 +2,13 @@
 // itself and would hide a wrong start.
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "driver/result_files.h"
 #include "driver/single_run_lock.h"
 #include "errors/prg_error.h"
 #include "errors/reserve_block.h"
+#include "repository/backup_image.h"
 #include "sdrfile/sdr_file.h"
 #include "transport/ipmi_commands.h"
 #include "transport/ipmi_driver.h"
@@ -20,6 +23,7 @@ const bool kFirstError = PrgError::firstError;
 const int kInputRecords = g_inputSdrRecord;
 const int kDefaultPassSwitch = gIPMI_Version;
 const bool kSetAll = gSetAll;
+const bool kNullString = gNullString;
 const int kCompare = gSDRCompare;
 const int kProgrammed = gProgrammed;
 const int kFirstPass = gSDRFirstPass;
@@ -28,6 +32,7 @@ const int kProbing = gErrMsgRepr;
 const int kIgnoring = gIgnoreResponse;
 const int kRecordCount = sdrRecordSize;
 const int kImageSize = ipm_sdr_size;
+const std::string kImageOwner = ipm_bmc.name;
 const int kDescriptor = ipmi_fd;
 const int kDrivers = kov_ipmi + open_ipmi;
 const bool kLockHeld = sem_ptr != nullptr;
@@ -40,6 +45,7 @@ TEST(InitialState, IsThatOfARunThatHasDoneNothing) {
   EXPECT_EQ(kInputRecords, 1);
   EXPECT_EQ(kDefaultPassSwitch, 1);
   EXPECT_FALSE(kSetAll);
+  EXPECT_FALSE(kNullString);
   EXPECT_EQ(kCompare, 0);
   EXPECT_EQ(kProgrammed, 0);
   EXPECT_EQ(kFirstPass, 1);
@@ -48,6 +54,7 @@ TEST(InitialState, IsThatOfARunThatHasDoneNothing) {
   EXPECT_EQ(kIgnoring, 0);
   EXPECT_EQ(kRecordCount, 1);
   EXPECT_EQ(kImageSize, 0);
+  EXPECT_EQ(kImageOwner, "");
   EXPECT_EQ(kDescriptor, 0);
   EXPECT_EQ(kDrivers, 0);
   EXPECT_FALSE(kLockHeld);
