@@ -16,6 +16,7 @@
 
 #include "driver/run_settings.h"
 #include "tests/unit/support/fresh_run.h"
+#include "tests/unit/support/no_standard_input.h"
 #include "tests/unit/support/small_bmc.h"
 #include "transport/ipmi_commands.h"
 #include "transport/ipmi_driver.h"
@@ -290,6 +291,16 @@ TEST_F(BackupImage, AFileThatIsSavedIsClosed) {
   EXPECT_EQ(OpenDescriptors(), before);
 }
 
+TEST_F(BackupImage, ADescriptorOf0IsAsGoodAsAnother) {
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  EXPECT_EQ(set_backup("saved"), 1);
+  EXPECT_EQ(open("saved", O_RDONLY), STDIN_FILENO) << "it was closed again";
+  EXPECT_EQ(get_backup("saved"), 1);
+  dup2(input, STDIN_FILENO);
+  close(input);
+}
+
 TEST_F(BackupImage, AFullDeviceIsNoSpace) {
   bmc_.records = {CountingRecord(1, 0)};
   EXPECT_EQ(sdrBinCreate("/dev/full"), 81);
@@ -470,6 +481,18 @@ TEST_F(BackupImage, StaysOpenAfterARestoreAndIsClosedAfterAFailure) {
   WriteFile("image", std::string(kAreaStart, '\0'));
   EXPECT_EQ(get_backup("image"), 0);
   EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST_F(BackupImage, MayHaveDescriptorZero) {
+  Fill(small_);
+  const NoStandardInput closed;
+  EXPECT_EQ(set_backup("image"), 1);
+  EXPECT_TRUE(closed.IsFree());
+  EXPECT_EQ(get_backup("/dev/zero"), 0);
+  EXPECT_TRUE(closed.IsFree());
+  EXPECT_EQ(get_backup("image"), 1);
+  EXPECT_FALSE(closed.IsFree());
+  EXPECT_EQ(Area(), small_.area);
 }
 
 TEST_F(BackupImage, AnImageWithoutRecordsPassesAllChecks) {
