@@ -4,6 +4,7 @@
 
 #include "config/cfg_file.h"
 #include "driver/run_settings.h"
+#include "tests/unit/config/script_run.h"
 #include "tests/unit/support/fresh_run.h"
 
 namespace {
@@ -48,6 +49,20 @@ TEST_F(ScriptRecords, AListOfAnyLengthIsFreedWithoutExhaustingTheStack) {
     head = node;
   }
   delete head;
+}
+
+TEST_F(ScriptRecords, AScriptObjectStartsWithoutAnyScript) {
+  const tarvek_test::OpenCfgFile file;
+  EXPECT_EQ(file.state, nullptr);
+  EXPECT_EQ(file.lines, nullptr);
+  EXPECT_EQ(file.cursor, nullptr);
+  EXPECT_STREQ(file.last_sdr_name, "");
+  EXPECT_EQ(file.ifset_depth, 0);
+  EXPECT_EQ(file.fru_name_field, 0);
+  EXPECT_EQ(file.compare, 0);
+  EXPECT_EQ(file.matched_length, 0U);
+  EXPECT_EQ(file.prompt_mode, 2);
+  EXPECT_EQ(file.prompt_answer, 0);
 }
 
 TEST_F(ScriptRecords, AScriptStateFreesEveryListItHolds) {

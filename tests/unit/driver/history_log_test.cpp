@@ -240,6 +240,14 @@ TEST_F(HistoryLog, KeepsOneOldGenerationOfTheVersionLog) {
   EXPECT_EQ(ReadFile("tarvek_version.old").rfind("tarvek_version.log begins\n", 0), 0U);
 }
 
+TEST_F(HistoryLog, RotatesAVersionLogThatIsItsOldGenerationToo) {
+  WriteFileOfSize("tarvek_version.log", kRotationLimit + 1);
+  std::filesystem::create_hard_link("tarvek_version.log", "tarvek_version.old");
+  RotateVersionLog();
+  EXPECT_FALSE(std::filesystem::exists("tarvek_version.log"));
+  EXPECT_EQ(std::filesystem::file_size("tarvek_version.old"), kRotationLimit + 1);
+}
+
 TEST_F(HistoryLog, KeepsTheOldGenerationWhileTheLogIsSmallOrMissing) {
   WriteFile("tarvek_version.old", "old\n");
   RotateVersionLog();

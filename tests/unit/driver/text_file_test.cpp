@@ -11,6 +11,19 @@
 #include <filesystem>
 
 #include "tests/unit/support/fresh_run.h"
+#include "tests/unit/support/no_standard_input.h"
+
+namespace {
+bool no_streams = false;  // lets descriptors be had, but no memory for a stream
+}  // namespace
+
+extern "C" {
+std::FILE* __real_fdopen(int fd, const char* mode);
+
+std::FILE* __wrap_fdopen(int fd, const char* mode) {
+  return no_streams ? nullptr : __real_fdopen(fd, mode);
+}
+}  // extern "C"
 
 namespace tarvek_test {
 namespace {
@@ -57,6 +70,29 @@ TEST_F(InputFile, ADeviceIsRefused) {
   EXPECT_EQ(tarvek::OpenInput("endless"), nullptr);
 }
 
+TEST_F(InputFile, MayHaveDescriptorZero) {
+  WriteFile("in.txt", "a");
+  const NoStandardInput closed;
+  EXPECT_EQ(tarvek::OpenInput("/dev/zero"), nullptr);
+  EXPECT_TRUE(closed.IsFree());
+  std::FILE* const stream = tarvek::OpenInput("in.txt");
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(fileno(stream), STDIN_FILENO);
+  EXPECT_EQ(std::getc(stream), 'a');
+  std::fclose(stream);
+}
+
+TEST_F(InputFile, WithoutMemoryForAStreamTheFileIsClosed) {
+  WriteFile("in.txt", "a");
+  const NoStandardInput closed;
+  no_streams = true;
+  EXPECT_EQ(tarvek::OpenInput("in.txt"), nullptr);
+  EXPECT_TRUE(closed.IsFree());
+  EXPECT_EQ(tarvek::OpenOutput("out.txt", tarvek::Keep::kNothing), nullptr);
+  EXPECT_TRUE(closed.IsFree());
+  no_streams = false;
+}
+
 void Put(const char* path, tarvek::Keep keep, const char* text) {
   std::FILE* const stream = tarvek::OpenOutput(path, keep);
   ASSERT_NE(stream, nullptr);
@@ -79,6 +115,16 @@ TEST_F(OutputFile, IsWrittenInOneGo) {
   EXPECT_EQ(ReadFile("out.txt"), "onetwo");
   EXPECT_TRUE(tarvek::WriteOutput("out.txt", tarvek::Keep::kNothing, ""));
   EXPECT_EQ(ReadFile("out.txt"), "");
+}
+
+TEST_F(OutputFile, MayHaveDescriptorZero) {
+  const NoStandardInput closed;
+  errno = ELOOP;  // of an earlier failure
+  EXPECT_TRUE(tarvek::WriteOutput("out.txt", tarvek::Keep::kNothing, "one"));
+  EXPECT_TRUE(closed.IsFree());
+  EXPECT_EQ(ReadFile("out.txt"), "one");
+  Put("out.txt", tarvek::Keep::kContent, "two");
+  EXPECT_EQ(ReadFile("out.txt"), "onetwo");
 }
 
 TEST_F(OutputFile, IsReplacedByAShorterAndByALongerText) {

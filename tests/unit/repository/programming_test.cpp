@@ -1180,6 +1180,21 @@ TEST_F(Programming, FreeingClearsTheHeadAndAnnouncesTheLinkedNodes) {
   EXPECT_EQ(list, nullptr);
 }
 
+TEST_F(Programming, TheEndFreesBothLists) {
+  gMemAllocFlag = 1;
+  auto programmer = std::make_unique<Programmer>();
+  programmer->bmcRecords = Programmer::MakeList({Bytes(5), Bytes(5)});
+  programmer->fileRecords = Programmer::MakeList({Bytes(5), Bytes(5)});
+  std::string expected;  // the head of a list is freed without a word
+  for (const SDRecord* list : {programmer->bmcRecords, programmer->fileRecords}) {
+    expected += tarvek::Format("Deallocating 0x%04X bytes at address %p\n",
+                               static_cast<unsigned>(sizeof(SDRecord)),
+                               static_cast<const void*>(list->next))
+                    .view();
+  }
+  EXPECT_EQ(ConsoleOf([&] { programmer.reset(); }), expected);
+}
+
 TEST_F(Programming, AMillionRecordsAreFreedWithoutExhaustingTheStack) {
   SDRecord* list = nullptr;
   for (int i = 0; i < 1000000; ++i) {

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "config/cfg_file.h"
 #include "driver/result_files.h"
 #include "driver/single_run_lock.h"
 #include "errors/prg_error.h"
@@ -36,6 +37,11 @@ const std::string kImageOwner = ipm_bmc.name;
 const int kDescriptor = ipmi_fd;
 const int kDrivers = kov_ipmi + open_ipmi;
 const bool kLockHeld = sem_ptr != nullptr;
+const bool kFileFlags[] = {gFormatVer15X, gIPMIVer1pt0, gIPMIVer1pt5, gUseRecord};
+const int kScriptFlags = gErrorLevel + gTempFlag;
+const int kLastFailure = ipmi_err_type + ipmi_err_status;
+const int kBmcKind = ipm_kov + ipm_ver + ipm_type;
+const int kImageNumbers = ipm_bmc.answer_length + ipm_bmc.slot + ipm_bmc.slot_valid;
 
 TEST(InitialState, IsThatOfARunThatHasDoneNothing) {
   EXPECT_EQ(kRatio, 0);
@@ -58,6 +64,14 @@ TEST(InitialState, IsThatOfARunThatHasDoneNothing) {
   EXPECT_EQ(kDescriptor, 0);
   EXPECT_EQ(kDrivers, 0);
   EXPECT_FALSE(kLockHeld);
+}
+
+TEST(InitialState, IsThatOfARunThatHasReadNothing) {
+  for (const bool flag : kFileFlags) EXPECT_FALSE(flag);
+  EXPECT_EQ(kScriptFlags, 0);
+  EXPECT_EQ(kLastFailure, 0);
+  EXPECT_EQ(kBmcKind, 0);
+  EXPECT_EQ(kImageNumbers, 0);
 }
 
 TEST(InitialState, HoldsAReserveBlock) { EXPECT_NE(gErrorBlock, nullptr); }

@@ -11,6 +11,7 @@
 
 #include "driver/run_settings.h"
 #include "tests/unit/support/fresh_run.h"
+#include "tests/unit/support/no_standard_input.h"
 #include "tests/unit/support/small_bmc.h"
 
 namespace tarvek_test {
@@ -78,6 +79,23 @@ TEST_F(DriverSearch, WithBothDriversTheMakersCarriesTheRequests) {
   unsigned char length = 30;
   EXPECT_EQ(Bmc_Access2(request, 2, response.data(), &length), 0);
   EXPECT_THAT(machine().ioctls, ElementsAre(kMaker));
+}
+
+TEST_F(DriverSearch, ANodeMayHaveDescriptorZero) {
+  for (const char* node : {"/dev/ipmidev", "/dev/ipmi0"}) {
+    FakeMachine::Reset();
+    ResetGlobals();
+    g_eu_flg = kNormalUpdate;
+    machine().nodes = {node};
+    const NoStandardInput closed;
+    ASSERT_EQ(SearchIpmiDriver(), 0);
+    EXPECT_EQ(ipmi_fd, 0);
+    EXPECT_FALSE(closed.IsFree());
+    const unsigned char request[] = {0x18, 0x01};
+    std::array<unsigned char, 256> response{};
+    unsigned char length = 30;
+    EXPECT_EQ(Bmc_Access2(request, 2, response.data(), &length), 0) << node;
+  }
 }
 
 TEST_F(DriverSearch, FailsSilentlyWhenNoNodeOpens) {
