@@ -22,10 +22,6 @@ const Bytes kGranted{kCompletionOk, 0x34, 0x12};  // a reservation
 
 HostileBmc* bmc = nullptr;
 
-std::size_t RepeatsOf(unsigned char choice) {
-  return choice < kRepeatsWithoutEnd ? choice % kFewRepeats : kMaxRepeats;
-}
-
 int FailWith(int error) {
   errno = error;
   return -1;
@@ -111,8 +107,7 @@ bool HostileBmc::Ask(std::uint8_t netfn_lun, std::uint8_t command,
       answer = {stream.Next()};
       return true;
     case 4:
-      repeats_ = RepeatsOf(stream.Next());
-      answer = {kReservationCancelled};
+      Cancel(stream.Next());
       return true;
     case 5:
       answer = stream.Next(std::min(stream.Next() * std::size_t{choice}, kLargestAnswer));
@@ -121,6 +116,14 @@ bool HostileBmc::Ask(std::uint8_t netfn_lun, std::uint8_t command,
       Answer(netfn_lun, command, data, choice % 8 == 6 ? kLikelyBody : kAnyBody);
       return true;
   }
+}
+
+/// Cancels the reservation.
+void HostileBmc::Cancel(unsigned char choice) {
+  answer = {kReservationCancelled};
+  const bool without_end = choice >= kRepeatsWithoutEnd && !has_worn_out_;
+  repeats_ = without_end ? kMaxRepeats : choice % kFewRepeats;
+  has_worn_out_ = has_worn_out_ || without_end;
 }
 
 /// Grants a reservation, or cancels it once more.

@@ -50,7 +50,8 @@ class HostileBmc {
   ///   2  the receipt fails
   ///   3  the next byte is the whole answer, a completion code
   ///   4  the reservation is cancelled, and as often again as the next byte, modulo 16, says, or
-  ///      from 240 on more often than the tool tries; every new reservation is granted meanwhile
+  ///      from 240 on, but once only, more often than the tool tries; every new reservation is
+  ///      granted meanwhile
   ///   5  the next byte, times 5 and more, is the answer's length, and its bytes follow
   ///   6  a good completion code and as many bytes of the stream as the request asks for, with a
   ///      record's body not much longer than may be
@@ -59,11 +60,13 @@ class HostileBmc {
   bool Ask(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data);
 
  private:
+  void Cancel(unsigned char choice);
   void AnswerAgain(std::uint8_t command);
   void Answer(std::uint8_t netfn_lun, std::uint8_t command, std::span<const std::uint8_t> data,
               unsigned body_lengths);
 
   std::size_t repeats_ = 0;
+  bool has_worn_out_ = false;  // once is enough: it takes hundreds of requests
 };
 
 }  // namespace tarvek_fuzz
