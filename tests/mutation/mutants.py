@@ -284,8 +284,10 @@ def _other_value(value, returns):
         return None  # a constant, or nothing else to return
     if returns == "bool":
         return f"!({value})"
+    if value == "kSuccess":
+        return "kReported"
     if returns == "ESTATUS":
-        return "kReported" if value == "kSuccess" else "kSuccess"
+        return "kSuccess"
     return "{}" if "&" not in returns else None
 
 

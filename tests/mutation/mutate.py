@@ -67,7 +67,8 @@ def chosen_mutants(options, mutants_of, equivalents):
 
 def show(mutant, verdict="", lead=""):
     place = f"{mutant.path}:{mutant.line}"
-    print(f"{lead}{mutant.id} {place} {mutant.operator}{verdict and ': '}{verdict}\n"
+    print(f"{lead}{mutant.id} {place} {mutant.function}{mutant.function and ' '}"
+          f"{mutant.operator}{verdict and ': '}{verdict}\n"
           f"    - {mutant.original}\n    + {mutant.mutated}", flush=True)
 
 

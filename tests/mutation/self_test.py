@@ -100,6 +100,7 @@ class Operators(unittest.TestCase):
 
     def test_returned_values(self):
         self.assertEqual(in_function("ESTATUS F()", "kSuccess"), ["return kReported;"])
+        self.assertEqual(in_function("int F()", "kSuccess"), ["return kReported;"])
         self.assertEqual(in_function("ESTATUS F()", "status"), ["return kSuccess;"])
         self.assertEqual(in_function("bool F()", "a && b"), ["return !(a && b);"])
         self.assertEqual(in_function("std::string F()", "a"), ["return {};"])

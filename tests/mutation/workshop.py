@@ -30,7 +30,7 @@ PATIENCE_FACTOR = 3
 PATIENCE_SECONDS = 15
 
 RUN = re.compile(r"^\[ RUN      \] (\S+)", re.MULTILINE)
-OK = re.compile(r"^\[       OK \] ([^\s,]+).*\((\d+) ms\)$", re.MULTILINE)
+TIME = re.compile(r"^\[ +(?:OK|SKIPPED) \] ([^\s,]+).*\((\d+) ms\)$", re.MULTILINE)
 FAILED = re.compile(r"^\[  FAILED  \] ([^\s,]+)", re.MULTILINE)
 FILTER = "--gtest_filter="
 
@@ -48,10 +48,10 @@ class TestSet:
     tests: tuple  # names; none for a program that is one test
     slow: bool = False
 
-    def command(self):
+    def command(self, *options):
         if not self.tests:
             return (self.program, *self.arguments)
-        return (self.program, "--gtest_fail_fast", FILTER + ":".join(self.tests))
+        return (self.program, FILTER + ":".join(self.tests), *options)
 
     def without(self, tests):
         return dataclasses.replace(self, tests=tuple(t for t in self.tests if t not in tests))
@@ -169,16 +169,21 @@ class Workshop:
         return [TestSet(*key, tuple(names)) for key, names in found.items()]
 
     def _measure(self, test_set):
-        """Runs the tests as they are, and keeps them: the lengthy ones apart from the others."""
+        """Runs the tests as they are, and keeps them: the lengthy ones apart from the others.
+
+        A test that fails already cannot judge a mutant, and is left out.
+        """
         began = time.monotonic()
         manner, output = self._commands.run(test_set.command())
-        if manner:
-            seen = [line for line in output.splitlines() if not line.startswith("[  SKIPPED ]")]
-            told = "\n".join(seen[-40:])
-            raise BuildFailed(f"{test_set.program} without a mutant: {manner}\n{told}")
         self._seconds[test_set.program, ""] = time.monotonic() - began
-        for name, ms in OK.findall(output):
+        for name, ms in TIME.findall(output):
             self._seconds[test_set.program, name] = int(ms) / 1000
+        failed = [name for name in FAILED.findall(output) if name in test_set.tests]
+        if manner and not failed:
+            raise BuildFailed(f"{test_set.program} without a mutant: {manner}\n{output[-4000:]}")
+        for name in dict.fromkeys(failed):
+            print(f"Left out, as it fails without a mutant: {name}", flush=True)
+        test_set = test_set.without(failed)
         slow = [name for name in test_set.tests
                 if self._seconds[test_set.program, name] > SLOW_TEST_SECONDS]
         if not test_set.tests or len(slow) < len(test_set.tests):
@@ -226,4 +231,4 @@ class Workshop:
 
     def _run(self, test_set):
         patience = PATIENCE_FACTOR * self._seconds_of(test_set) + PATIENCE_SECONDS
-        return self._commands.run(test_set.command(), patience)
+        return self._commands.run(test_set.command("--gtest_fail_fast"), patience)
