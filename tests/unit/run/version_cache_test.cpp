@@ -7,6 +7,7 @@ namespace {
 
 using tarvek_test::ReadFile;
 using tarvek_test::WriteFile;
+using namespace std::string_literals;
 
 constexpr tarvek::RepositoryStamps kStamps{0x12, 0xABCDEF01};
 
@@ -67,6 +68,12 @@ TEST_F(VersionCache, TakesAtMost253CharactersOfALine) {
   Load("0012\nabcdef01\n" + std::string(300, 'S') + "\nN.CFG\n");
   EXPECT_EQ(g_HW_sdr_version, std::string(252, 'S'));
   EXPECT_EQ(gCFGIdentifyOEMSDR, std::string(47, 'S'));
+}
+
+TEST_F(VersionCache, ALineThatBeginsWithANulIsAnEmptyText) {
+  Load("0012\nabcdef01\n\0Sv\nN.CFG\n"s);
+  EXPECT_EQ(g_HW_sdr_version, "");
+  EXPECT_EQ(gCFGIdentifyOEMSDR, "N.CFG");
 }
 
 TEST_F(VersionCache, SurvivesWhatIsNoCache) {
