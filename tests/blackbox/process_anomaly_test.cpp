@@ -178,7 +178,7 @@ TEST_P(ProcessAnomaly, StandardDescriptorsMayBeClosed) {
     const Outcome outcome = Run(options);
     EXPECT_EQ(outcome.console, "");
     // Who cannot answer has not agreed.
-    if (GetParam().name == std::string("Direct") && closed[0] == 0) {
+    if (GetParam().IsDirect() && closed[0] == 0) {
       Excuses refused;
       refused.exit_status = 1;
       ExpectOrder(outcome, refused);
@@ -196,7 +196,7 @@ TEST_P(ProcessAnomaly, ALittleStackIsEnough) {
 }
 
 TEST_P(ProcessAnomaly, AFewDescriptorsAreEnough) {
-  if (kSanitized) GTEST_SKIP() << "the sanitizers need descriptors of their own";
+  if (kInstrumented) GTEST_SKIP() << "the instruments need descriptors of their own";
   RunOptions options;
   options.limits = {{RLIMIT_NOFILE, 8}};
   ExpectDone(Run(options));
@@ -204,7 +204,7 @@ TEST_P(ProcessAnomaly, AFewDescriptorsAreEnough) {
 
 /// Where no file can be opened any more nothing can be told; all else is in order.
 TEST_P(ProcessAnomaly, TooFewDescriptorsEndTheRunInOrder) {
-  if (kSanitized) GTEST_SKIP() << "the sanitizers need descriptors of their own";
+  if (kInstrumented) GTEST_SKIP() << "the instruments need descriptors of their own";
   for (const rlim_t descriptors : {4U, 5U, 6U, 7U}) {
     SCOPED_TRACE(descriptors);
     RunOptions options;
@@ -218,7 +218,7 @@ TEST_P(ProcessAnomaly, TooFewDescriptorsEndTheRunInOrder) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, ProcessAnomaly, ::testing::ValuesIn(kModes), ModeName);
+INSTANTIATE_TEST_SUITE_P(Sweep, ProcessAnomaly, ::testing::ValuesIn(kModes), ModeName);
 
 }  // namespace
 }  // namespace blackbox

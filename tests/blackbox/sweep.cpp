@@ -12,6 +12,7 @@ namespace blackbox {
 namespace {
 
 constexpr const char* kProgressFile = "Get_ratio.xml_tmp";
+constexpr const char* kCache = "sdrversion_HW";
 constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 // Everything that a run of any mode may leave.
@@ -56,7 +57,13 @@ std::string Between(const std::string& text, const std::string& begin, const std
 
 const std::vector<Mode> kModes = {
     {"Version", {"-version", "-sdr"}, "Get_version.xml", "OK", "tarvek_version.log"},
+    {"Cached", {"-version", "-sdr"}, "Get_version.xml", "OK", "tarvek_version.log", true},
     {"Update", {"-update", "-sdr"}, "Update_normal.xml", "Complete", "tarvek.log"},
+    {"Verbose",
+     {"-update", "-sdr", "-display", "-test", "-test2"},
+     "Update_normal.xml",
+     "Complete",
+     "tarvek.log"},
     {"Forced", {"-update", "-sdr", "-force"}, "Update_force.xml", "Complete", "tarvek.log"},
     {"Image", {"-update", "-bin", "-force"}, "Update_force.xml", "Complete", "tarvek.log"},
     {"Script", {"-update", "-cfg", "a.cfg"}, "Update_normal.xml", "Complete", "tarvek.log"},
@@ -69,10 +76,6 @@ const std::vector<Mode> kModes = {
     {"Backup", {"-backup"}, "", "", "tarvek.log"},
     {"Ratio", {"-ratio"}, "Get_ratio.xml", "OK", "tarvek_ratio.log"},
 };
-
-bool Mode::Programs() const {
-  return (IsUpdate() && std::string(name) != "Compare") || std::string(name) == "Direct";
-}
 
 void PrintTo(const Mode& mode, std::ostream* out) { *out << mode.name; }
 
@@ -95,6 +98,8 @@ void Sweep::SetUp() {
   options.direct = true;
   ASSERT_EQ(Tarvek({"-backup"}, options).exit_status, 0);
   whole_backup_ = Read("BMCSDR.BAK");
+  ASSERT_EQ(Tarvek({"-version", "-sdr"}, options).exit_status, 0);
+  cache_ = Read(kCache);
   ASSERT_EQ(Tarvek({"-update", "-sdr", "-force"}, options).exit_status, 0);
   ASSERT_EQ(Tarvek({"-backup", "BMCSDR.BIN"}, options).exit_status, 0);
   new_set_ = Repository();
@@ -115,6 +120,7 @@ void Sweep::ResetServer() {
   RestoreBmc();
   for (const char* name : kOutputs) Remove(name);
   if (!GetParam().Asks()) Write(kProgressFile, ResultText("OK", "30"));
+  if (GetParam().cached) Write(kCache, cache_);
   TakeCallReport();
 }
 
@@ -209,7 +215,7 @@ void Sweep::ExpectDone(const Outcome& outcome, const Excuses& excuses) {
   if (*mode.result_file != '\0' && !excuses.result) {
     EXPECT_EQ(ResultCode(), mode.code);
   }
-  if (mode.name == std::string("Backup")) {
+  if (mode.IsBackup()) {
     EXPECT_TRUE(HasWholeBackup());
   }
 }
@@ -246,7 +252,7 @@ std::string Sweep::ResultCode() {
   EXPECT_EQ(text, ResultText(code, data)) << "not as the tool writes it";
   EXPECT_EQ(text.rfind(kDeclaration, 0), 0U);
   EXPECT_TRUE(IsKnown(code)) << code;
-  if (GetParam().name == std::string("Version")) {
+  if (GetParam().IsVersionQuery()) {
     ExpectVersionAnswer(code, text);
   } else {
     EXPECT_EQ(data, !GetParam().Asks() && code == "OK" ? "30" : "");

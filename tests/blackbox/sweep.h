@@ -23,26 +23,33 @@ struct Mode {
   const char* result_file;  // "": the mode leaves none
   const char* code;         // in that file, after a run in which nothing goes wrong
   const char* log;
+  bool cached = false;  // an earlier run has left what it knows of the BMC's version
 
   bool IsUpdate() const { return std::string(result_file).rfind("Update", 0) == 0; }
+  bool IsBackup() const { return arguments[0] == "-backup"; }
+  bool IsScript() const { return arguments.size() > 1 && arguments[1] == "-cfg"; }
+  bool IsDirect() const { return arguments[0] == "-direct"; }
+  bool IsVersionQuery() const { return arguments[0] == "-version"; }
   /// Whether a run in which nothing goes wrong ends with the new set in the BMC.
-  bool Programs() const;
+  bool Programs() const { return std::string(code) == "Complete" || IsDirect(); }
   /// Whether the run exchanges requests with the BMC at all.
-  bool Asks() const { return std::string(name) != "Ratio"; }
+  bool Asks() const { return arguments[0] != "-ratio"; }
   /// Whether the run keeps the single-run lock.
-  bool KeepsLock() const { return Asks() && std::string(name) != "Version"; }
+  bool KeepsLock() const { return Asks() && !IsVersionQuery(); }
 };
 
 void PrintTo(const Mode& mode, std::ostream* out);
 
-/// Every mode; the last one, Ratio, finds the progress file of an update at 30 percent.
+/// Every mode, and two of them in other surroundings. The progress query finds the progress file
+/// of an update at 30 percent.
 extern const std::vector<Mode> kModes;
 
-/// Whether the tool, like these tests, is built with AddressSanitizer.
-#ifdef __SANITIZE_ADDRESS__
-inline constexpr bool kSanitized = true;
+/// Whether the tool holds instruments, a sanitizer's or those of coverage, which need memory and
+/// descriptors of their own.
+#ifdef TARVEK_INSTRUMENTED
+inline constexpr bool kInstrumented = true;
 #else
-inline constexpr bool kSanitized = false;
+inline constexpr bool kInstrumented = false;
 #endif
 
 /// Whether this is the long sweep.
@@ -123,6 +130,7 @@ class Sweep : public SimulatedServer, public ::testing::WithParamInterface<Mode>
   std::vector<std::string> old_set_;
   std::vector<std::string> new_set_;
   std::string whole_backup_;
+  std::string cache_;
   int runs_ = 0;
   bool bmc_lies_ = false;
   std::string result_directory_;  // with its slash
