@@ -13,7 +13,8 @@ void ConsoleWrite(std::string_view text) {
 }
 
 void ConsoleWriteLine(std::string_view text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  // An empty text may have no place at all, and a write wants one.
+  if (!text.empty()) std::fwrite(text.data(), 1, text.size(), stdout);
   if (text.empty() || text.back() != '\n') std::fputc('\n', stdout);
   std::fflush(stdout);
 }

@@ -129,7 +129,7 @@ void OutputDataCreate(std::string_view code) {
 std::string_view GetErrorMessage(std::string_view code) {
   const auto* const found = std::find_if(kCodeMessages.begin(), kCodeMessages.end(),
                                          [&](const CodeMessage& row) { return row.code == code; });
-  return found != kCodeMessages.end() ? found->message : std::string_view();
+  return found != kCodeMessages.end() ? found->message : "";
 }
 
 tarvek::Text IntToString(int /*ratio*/) { return tarvek::Format("%d", g_ratio); }

@@ -92,5 +92,10 @@ TEST_F(Console, EveryWriteAppearsAtOnceThroughAPipe) {
   EXPECT_EQ(arrived[3], "\n");
 }
 
+TEST_F(Console, ALineMayBeEmptyWithoutAPlace) {
+  EXPECT_EQ(ConsoleOf([] { tarvek::ConsoleWriteLine(std::string_view()); }), "\n");
+  EXPECT_EQ(ConsoleOf([] { tarvek::ConsoleWriteLine("a\n"); }), "a\n");
+}
+
 }  // namespace
 }  // namespace tarvek_test
