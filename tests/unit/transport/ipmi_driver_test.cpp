@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/select.h>
 
 #include <algorithm>
@@ -96,6 +97,48 @@ TEST_F(DriverSearch, ANodeMayHaveDescriptorZero) {
     unsigned char length = 30;
     EXPECT_EQ(Bmc_Access2(request, 2, response.data(), &length), 0) << node;
   }
+}
+
+/// For as long as it lives, the next descriptor that is opened does not fit a descriptor set.
+class ManyDescriptors {
+ public:
+  ManyDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    constexpr rlim_t kNeeded = FD_SETSIZE + 16;
+    const rlimit more{std::min(std::max(before_.rlim_cur, kNeeded), before_.rlim_max),
+                      before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &more);
+    for (int fd = 0; fd >= 0 && fd < FD_SETSIZE - 1;) {
+      fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+      if (fd >= 0) held_.push_back(fd);
+    }
+  }
+  ~ManyDescriptors() {
+    for (const int fd : held_) close(fd);
+    setrlimit(RLIMIT_NOFILE, &before_);
+  }
+  ManyDescriptors(const ManyDescriptors&) = delete;
+  ManyDescriptors& operator=(const ManyDescriptors&) = delete;
+
+  bool AreHeld() const { return !held_.empty() && held_.back() == FD_SETSIZE - 1; }
+
+ private:
+  rlimit before_{};
+  std::vector<int> held_;
+};
+
+TEST_F(DriverSearch, ANodeThatDoesNotFitADescriptorSetIsNeverAsked) {
+  const ManyDescriptors many;
+  if (!many.AreHeld()) GTEST_SKIP() << "no process may have that many descriptors here";
+  machine().nodes = {"/dev/ipmi0"};
+  ASSERT_EQ(SearchIpmiDriver(), 0);
+  EXPECT_EQ(ipmi_fd, FD_SETSIZE);
+  const unsigned char request[] = {0x18, 0x01};
+  std::array<unsigned char, 256> response{};
+  unsigned char length = 30;
+  EXPECT_EQ(Bmc_Access2(request, 2, response.data(), &length), 10);
+  EXPECT_THAT(machine().ioctls, IsEmpty());
+  close(ipmi_fd);
 }
 
 TEST_F(DriverSearch, FailsSilentlyWhenNoNodeOpens) {
