@@ -42,7 +42,7 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT TARVEK_SANITIZE)
 endif()
 
 # tarvek_library(NAME SOURCES ... LINKS ...): a folder's static library, included by
-# its path from the top ("driver/history_log.h").
+# its path from the top ("driver/reporting/history_log.h").
 function(tarvek_library name)
   cmake_parse_arguments(LIB "" "" "SOURCES;LINKS" ${ARGN})
   add_library(${name} STATIC ${LIB_SOURCES})

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "config/cfg_file.h"
-#include "driver/history_log.h"
-#include "driver/text_format.h"
+#include "driver/reporting/history_log.h"
+#include "driver/reporting/text_format.h"
 #include "errors/reserve_block.h"
 #include "sdrfile/sdr_file.h"
 

@@ -10,9 +10,9 @@
 #include "config/list_end.h"
 #include "config/script_records.h"
 #include "config/tag_index.h"
-#include "sdrfile/csdr_header.h"
-#include "sdrfile/file_record.h"
-#include "sdrfile/tag_table.h"
+#include "sdrfile/utilities/csdr_header.h"
+#include "sdrfile/utilities/file_record.h"
+#include "sdrfile/utilities/tag_table.h"
 #include "transport/request_exchange.h"
 
 inline int gErrorLevel = 0;          // not 0: the report that ends a failed interpretation is

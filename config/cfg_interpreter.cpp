@@ -1,5 +1,5 @@
 #include "config/cfg_file.h"
-#include "driver/history_log.h"
+#include "driver/reporting/history_log.h"
 #include "errors/reserve_block.h"
 #include "sdrfile/sdr_file.h"
 

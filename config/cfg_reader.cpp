@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "config/cfg_file.h"
-#include "driver/text_file.h"
+#include "driver/reporting/text_file.h"
 
 namespace {
 

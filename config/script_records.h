@@ -2,7 +2,7 @@
 // questions and write FRU areas. This tool only carries them: no command reads or fills them.
 #pragma once
 
-#include "driver/memory_trace.h"
+#include "driver/reporting/memory_trace.h"
 
 namespace tarvek {
 

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdlib>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 
 namespace tarvek {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "driver/console.h"
+#include "driver/reporting/console.h"
 
 namespace tarvek {
 namespace {

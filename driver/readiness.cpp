@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <string_view>
 
-#include "driver/history_log.h"
-#include "driver/result_files.h"
-#include "driver/text_file.h"
-#include "driver/text_format.h"
+#include "driver/reporting/history_log.h"
+#include "driver/reporting/result_files.h"
+#include "driver/reporting/text_file.h"
+#include "driver/reporting/text_format.h"
 #include "transport/ipmi_driver.h"
 #include "transport/ipmi_layout.h"
 

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "driver/run_settings.h"
-#include "driver/text_file.h"
+#include "driver/reporting/run_settings.h"
+#include "driver/reporting/text_file.h"
 
 namespace tarvek {
 namespace {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <string_view>
 
-#include "driver/history_log.h"
-#include "driver/result_files.h"
-#include "driver/run_settings.h"
-#include "driver/text_format.h"
+#include "driver/reporting/history_log.h"
+#include "driver/reporting/result_files.h"
+#include "driver/reporting/run_settings.h"
+#include "driver/reporting/text_format.h"
 
 namespace {
 

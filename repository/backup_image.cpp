@@ -11,9 +11,9 @@
 #include <iterator>
 #include <string_view>
 
-#include "driver/history_log.h"
-#include "driver/text_file.h"
-#include "driver/text_format.h"
+#include "driver/reporting/history_log.h"
+#include "driver/reporting/text_file.h"
+#include "driver/reporting/text_format.h"
 #include "errors/prg_error.h"
 #include "transport/checksum.h"
 #include "transport/ipmi_commands.h"

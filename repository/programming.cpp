@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <new>
 
-#include "driver/console.h"
-#include "driver/history_log.h"
-#include "driver/single_run_lock.h"
-#include "driver/text_format.h"
+#include "driver/reporting/console.h"
+#include "driver/reporting/history_log.h"
+#include "driver/reporting/single_run_lock.h"
+#include "driver/reporting/text_format.h"
 #include "errors/reserve_block.h"
 #include "transport/ipmi_driver.h"
 

@@ -1,8 +1,8 @@
 // Writes records into the BMC's repository and proves the result.
 #pragma once
 
-#include "driver/progress.h"
-#include "sdrfile/sdr_record.h"
+#include "driver/reporting/progress.h"
+#include "sdrfile/utilities/sdr_record.h"
 #include "transport/ipmi_layout.h"
 #include "transport/request_exchange.h"
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "sdrfile/sdr_file.h"
 
 namespace {

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <new>
 
-#include "driver/console.h"
-#include "driver/progress.h"
-#include "driver/result_files.h"
-#include "driver/run_settings.h"
-#include "driver/version_compare.h"
+#include "driver/reporting/console.h"
+#include "driver/reporting/progress.h"
+#include "driver/reporting/result_files.h"
+#include "driver/reporting/run_settings.h"
+#include "driver/reporting/version_compare.h"
 #include "errors/reserve_block.h"
 #include "sdrfile/sdr_file.h"
 #include "transport/ipmi_commands.h"

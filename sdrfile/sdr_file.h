@@ -5,8 +5,8 @@
 #include <span>
 
 #include "repository/programming.h"
-#include "sdrfile/csdr_header.h"
 #include "sdrfile/token.h"
+#include "sdrfile/utilities/csdr_header.h"
 
 inline bool gFormatVer15X = false;     // the file's format is 1.5
 inline bool gIPMIVer1pt5 = false;      // set together with gIPMIVer1pt0

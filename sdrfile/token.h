@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "sdrfile/file_record.h"
+#include "sdrfile/utilities/file_record.h"
 
 /// Token ids. Those of words and punctuation stand in the keyword table; the others are found
 /// by a token's shape.

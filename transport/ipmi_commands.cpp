@@ -6,12 +6,12 @@
 #include <span>
 #include <string>
 
-#include "driver/console.h"
-#include "driver/history_log.h"
-#include "driver/progress.h"
-#include "driver/run_settings.h"
-#include "driver/text_format.h"
-#include "sdrfile/sdr_record.h"
+#include "driver/reporting/console.h"
+#include "driver/reporting/history_log.h"
+#include "driver/reporting/progress.h"
+#include "driver/reporting/run_settings.h"
+#include "driver/reporting/text_format.h"
+#include "sdrfile/utilities/sdr_record.h"
 #include "transport/checksum.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "driver/history_log.h"
+#include "driver/reporting/history_log.h"
 #include "transport/ipmi_layout.h"
 
 namespace {

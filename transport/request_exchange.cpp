@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <span>
 
-#include "driver/history_log.h"
-#include "driver/run_settings.h"
-#include "driver/text_format.h"
+#include "driver/reporting/history_log.h"
+#include "driver/reporting/run_settings.h"
+#include "driver/reporting/text_format.h"
 #include "transport/ipmi_driver.h"
 #include "transport/ipmi_layout.h"
 

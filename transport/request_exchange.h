@@ -1,7 +1,7 @@
 // One IPMI command: paced, traced, checked and, when it fails, reported.
 #pragma once
 
-#include "sdrfile/lib_funct.h"
+#include "sdrfile/utilities/lib_funct.h"
 
 inline unsigned char gIgnoreResponse =
     0;                                // not 0: driver failures are not reported; set by nothing

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "config/cfg_file.h"
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "sdrfile/sdr_file.h"
 #include "tests/blackbox/sdr_text.h"
 

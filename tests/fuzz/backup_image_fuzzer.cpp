@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "errors/prg_error.h"
 #include "repository/backup_image.h"
 #include "sdrfile/sdr_file.h"

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "sdrfile/sdr_record.h"
+#include "sdrfile/utilities/sdr_record.h"
 #include "tests/fuzz/mutation.h"
 #include "transport/image_layout.h"
 #include "transport/ipmi_layout.h"

@@ -14,9 +14,9 @@
 #include <initializer_list>
 #include <span>
 
-#include "driver/progress.h"
-#include "driver/result_files.h"
-#include "driver/run_settings.h"
+#include "driver/reporting/progress.h"
+#include "driver/reporting/result_files.h"
+#include "driver/reporting/run_settings.h"
 #include "errors/prg_error.h"
 #include "repository/backup_image.h"
 #include "repository/programming.h"

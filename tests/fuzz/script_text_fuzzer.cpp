@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "config/cfg_file.h"
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "errors/prg_error.h"
 #include "sdrfile/sdr_file.h"
 #include "tests/fuzz/scratch_directory.h"

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "errors/prg_error.h"
 #include "sdrfile/sdr_file.h"
 #include "tests/fuzz/scratch_directory.h"

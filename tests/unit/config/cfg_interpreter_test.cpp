@@ -5,7 +5,7 @@
 #include <random>
 #include <sstream>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "errors/reserve_block.h"
 #include "sdrfile/sdr_file.h"
 #include "tests/unit/config/script_run.h"

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "tests/unit/config/script_run.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "errors/reserve_block.h"
 #include "tests/unit/config/script_run.h"
 

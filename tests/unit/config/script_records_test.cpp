@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "config/cfg_file.h"
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "tests/unit/config/script_run.h"
 #include "tests/unit/support/fresh_run.h"
 

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <new>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "errors/reserve_block.h"
 #include "sdrfile/sdr_file.h"
 

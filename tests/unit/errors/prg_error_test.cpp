@@ -4,8 +4,8 @@
 #include <cstring>
 #include <filesystem>
 
-#include "driver/result_files.h"
-#include "driver/run_settings.h"
+#include "driver/reporting/result_files.h"
+#include "driver/reporting/run_settings.h"
 #include "tests/unit/errors/catalogue_texts.h"
 #include "tests/unit/support/fresh_run.h"
 

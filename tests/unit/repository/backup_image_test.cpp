@@ -14,7 +14,7 @@
 #include <filesystem>
 #include <iterator>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "tests/unit/support/fresh_run.h"
 #include "tests/unit/support/no_standard_input.h"
 #include "tests/unit/support/small_bmc.h"

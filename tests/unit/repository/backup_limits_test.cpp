@@ -5,7 +5,7 @@
 #include <csignal>
 #include <filesystem>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "repository/backup_image.h"
 #include "tests/unit/support/fresh_run.h"
 #include "transport/ipmi_commands.h"

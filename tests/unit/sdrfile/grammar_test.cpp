@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "errors/reserve_block.h"
 #include "tests/unit/sdrfile/allocation_failure.h"
 #include "tests/unit/sdrfile/sdr_source.h"

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "driver/result_files.h"
-#include "driver/run_settings.h"
+#include "driver/reporting/result_files.h"
+#include "driver/reporting/run_settings.h"
 #include "errors/reserve_block.h"
 #include "tests/unit/sdrfile/allocation_failure.h"
 #include "tests/unit/sdrfile/sdr_source.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/run_settings.h"
+#include "driver/reporting/run_settings.h"
 #include "tests/unit/sdrfile/sdr_source.h"
 #include "tests/unit/support/fresh_run.h"
 

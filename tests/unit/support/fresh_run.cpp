@@ -4,14 +4,14 @@
 #include <fstream>
 #include <sstream>
 
-#include "driver/history_log.h"
-#include "driver/result_files.h"
-#include "driver/run_settings.h"
-#include "driver/single_run_lock.h"
+#include "driver/reporting/history_log.h"
+#include "driver/reporting/result_files.h"
+#include "driver/reporting/run_settings.h"
+#include "driver/reporting/single_run_lock.h"
 #include "errors/prg_error.h"
 #include "errors/reserve_block.h"
-#include "sdrfile/lib_funct.h"
 #include "sdrfile/sdr_file.h"
+#include "sdrfile/utilities/lib_funct.h"
 #include "transport/ipmi_commands.h"
 #include "transport/ipmi_driver.h"
 

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <functional>
 
-#include "driver/result_files.h"
-#include "driver/run_settings.h"
+#include "driver/reporting/result_files.h"
+#include "driver/reporting/run_settings.h"
 #include "tests/unit/support/fresh_run.h"
 #include "tests/unit/support/small_bmc.h"
 #include "transport/checksum.h"

@@ -1,0 +1,170 @@
+#include "driver/reporting/result_files.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+#include "driver/reporting/history_log.h"
+#include "driver/reporting/run_settings.h"
+#include "driver/reporting/text_file.h"
+
+namespace {
+
+constexpr const char* kCallerInfoFile = "ZetaInfo.xml";
+constexpr const char* kProgressFileName = "Get_ratio.xml_tmp";
+constexpr const char* kProgressAnswerName = "Get_ratio.xml";
+constexpr int kMaxTries = 12;
+constexpr useconds_t kTryPause = 500 * 1000;  // microseconds
+
+struct CodeMessage {
+  std::string_view code;
+  std::string_view message;
+};
+
+// The wording is what callers and operators know, the missing blank before "(Not" and the
+// trailing blank of the last one included.
+constexpr std::array<CodeMessage, 9> kCodeMessages{{
+    {"SDRC01", "Illegal parameter format."},
+    {"SDRC02", "SDRVersion unmatched."},
+    {"SDRC03", "Can't open IPMI driver."},
+    {"SDRC04", "This SDR data is not supported.(Not Found HWID in mchk_fil)"},
+    {"SDRC05", "Get Device ID Command Error."},
+    {"SDRC06", "mchk_fil is not opened."},
+    {"SDRC07", "Not Found SDRVersion Record in input file."},
+    {"SDRC08", "Timeout was generated."},
+    {"Duplex", "The update/backup has already been being executed. "},
+}};
+
+bool FileExists(const char* path) { return access(path, F_OK) == 0; }
+
+const char* ResultFileName(int mode) {
+  switch (mode) {
+    case kVersionQuery:
+      return "Get_version.xml";
+    case kNormalUpdate:
+      return "Update_normal.xml";
+    case kForcedUpdate:
+      return "Update_force.xml";
+    case kProgressFile:
+      return kProgressFileName;
+    case kProgressQuery:
+      return kProgressAnswerName;
+    default:
+      return nullptr;
+  }
+}
+
+void AppendData(tarvek::Text& text, int mode, std::string_view data1, std::string_view data2) {
+  switch (mode) {
+    case kVersionQuery:
+      text.Append("<cmp>").Append(data1).Append("</cmp><version>").Append(data2);
+      text.Append("</version>");
+      return;
+    case kProgressFile:
+    case kProgressQuery:
+      text.Append(data1);
+      return;
+    default:
+      return;
+  }
+}
+
+/// Holds an update's result back until its "OK" file has been there long enough.
+void HoldFinalResult() {
+  const std::time_t elapsed = std::time(nullptr) - ok_start_time;
+  // A clock that was set back must not lengthen the wait.
+  const std::time_t wait = std::min<std::time_t>(type2_wait_time - elapsed, type2_wait_time);
+  if (gTest2Flag == 1) Bmc_HistoryLog("update end");
+  if (wait > 0) sleep(static_cast<unsigned>(wait));
+  if (gTest2Flag == 1) Bmc_HistoryLog("result file reply");
+}
+
+}  // namespace
+
+void set_xml_path() {
+  xml_path = "";
+  if (FileExists(kCallerInfoFile)) return;
+  const std::unique_ptr<char, decltype(&std::free)> directory(get_current_dir_name(), &std::free);
+  if (directory == nullptr) return;
+  const std::string_view name(directory.get());
+  const auto levels = std::count(name.begin(), name.end(), '/');
+  tarvek::PathText prefix;
+  for (auto level = levels; level > 0; --level) {
+    prefix.Append("../");
+    if (FileExists(tarvek::PathText(prefix).Append(kCallerInfoFile).c_str())) {
+      xml_path = prefix;
+      return;
+    }
+  }
+}
+
+tarvek::PathText get_xml_file(const char* name) { return tarvek::PathText(xml_path).Append(name); }
+
+int XmlWrite(int mode, std::string_view code, std::string_view data1, std::string_view data2) {
+  if (g_direct_flg == 1 || g_eu_flg == kNoMode) return 0;
+  if ((mode == kNormalUpdate || mode == kForcedUpdate) && ok_start_time != 0) HoldFinalResult();
+
+  const char* name = ResultFileName(mode);
+  if (name == nullptr) return 0;
+  tarvek::Text text(
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<Response><result_code>");
+  text.Append(code).Append("</result_code><data>");
+  AppendData(text, mode, data1, data2);
+  text.Append("</data></Response>\n");
+  const tarvek::PathText path = get_xml_file(name);
+  return tarvek::WriteOutput(path.c_str(), tarvek::Keep::kNothing, text) ? 0 : 1;
+}
+
+void OutputDataCreate(std::string_view code) {
+  Bmc_HistoryLog(GetErrorMessage(code));
+  if (g_direct_flg != 1 && g_eu_flg != kBackup) XmlWrite(g_eu_flg, code, "", "");
+}
+
+std::string_view GetErrorMessage(std::string_view code) {
+  const auto* const found = std::find_if(kCodeMessages.begin(), kCodeMessages.end(),
+                                         [&](const CodeMessage& row) { return row.code == code; });
+  return found != kCodeMessages.end() ? found->message : "";
+}
+
+tarvek::Text IntToString(int /*ratio*/) { return tarvek::Format("%d", g_ratio); }
+
+int CopyXmlFile() {
+  const tarvek::PathText progress = get_xml_file(kProgressFileName);
+  if (!FileExists(progress.c_str())) return XmlWrite(kProgressQuery, "No-Command", "", "");
+
+  const tarvek::PathText answer = get_xml_file(kProgressAnswerName);
+  for (int attempt = 1; attempt <= kMaxTries; ++attempt) {
+    if (CopyFile(progress.c_str(), answer.c_str(), 0) == 1) return 0;
+    if (attempt < kMaxTries) usleep(kTryPause);
+  }
+  OutputDataCreate("SDRC08");
+  return 1;
+}
+
+int CopyFile(const char* source, const char* destination, int /*unused*/) {
+  std::FILE* from = tarvek::OpenInput(source);
+  if (from == nullptr) return 0;
+  std::FILE* to = tarvek::OpenOutput(destination, tarvek::Keep::kNothing);
+  if (to == nullptr) {
+    std::fclose(from);
+    return 0;
+  }
+  for (int c = std::getc(from); c != EOF; c = std::getc(from)) std::putc(c, to);
+  std::fclose(from);
+  std::fclose(to);
+  return 1;
+}
+
+void RemoveProgressFile() {
+  const tarvek::PathText progress = get_xml_file(kProgressFileName);
+  for (int attempt = 1; attempt <= kMaxTries; ++attempt) {
+    if (unlink(progress.c_str()) == 0) return;
+    if (attempt < kMaxTries) usleep(kTryPause);
+  }
+}
