@@ -385,6 +385,13 @@ TEST_F(Documented, RecordsOfLessThan16BytesCannotBeRestored) {
   Tarvek({"-backup"});
   EXPECT_EQ(Forced({"-bin", "BMCSDR.BAK"}), "SDR005");
   EXPECT_EQ(Repository(), before);
+
+  std::string older = Read("short.sdr");
+  older.replace(older.find("'1.5'"), 5, "'1.4'");
+  older.replace(older.find("'1.50'"), 6, "'0.90'");
+  Write("older.sdr", older);
+  EXPECT_EQ(Forced({"-sdr", "older.sdr"}), "SDR005");
+  EXPECT_EQ(Repository(), before);
 }
 
 TEST_F(Documented, AnImageIsLoadedWhole) {

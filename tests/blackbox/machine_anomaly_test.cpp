@@ -341,6 +341,7 @@ class MountedDirectory : public Sweep {
   }
 
   static constexpr const char* kDirectory = "place";
+  static constexpr const char* kMayNotMount = "only root may mount, and not everywhere";
 
  private:
   bool mounted_ = false;
@@ -350,7 +351,7 @@ TEST_P(MountedDirectory, MayBeReadOnly) {
   for (const bool caller_reads_it : {false, true}) {
     SCOPED_TRACE(caller_reads_it);
     FillDirectory(caller_reads_it);
-    if (!MountReadOnly()) GTEST_SKIP() << "nothing may be mounted here";
+    if (!MountReadOnly()) GTEST_SKIP() << kMayNotMount;
     Excuses excuses;
     excuses.log = true;
     excuses.result = caller_reads_it;
@@ -370,7 +371,7 @@ TEST_P(MountedDirectory, MayBeReadOnly) {
 TEST_P(MountedDirectory, MayBeFull) {
   for (const bool caller_reads_it : {false, true}) {
     SCOPED_TRACE(caller_reads_it);
-    if (!MountTiny()) GTEST_SKIP() << "nothing may be mounted here";
+    if (!MountTiny()) GTEST_SKIP() << kMayNotMount;
     FillDirectory(caller_reads_it);
     FillUp();
     Excuses excuses;
@@ -386,7 +387,7 @@ TEST_P(MountedDirectory, MayBeFull) {
 
 /// A result that is there already has its place on a full disk.
 TEST_P(MountedDirectory, MayBeFullBesideAFormerResult) {
-  if (!MountTiny()) GTEST_SKIP() << "nothing may be mounted here";
+  if (!MountTiny()) GTEST_SKIP() << kMayNotMount;
   FillDirectory(true);
   LookForResultIn(std::string(kDirectory) + "/");
   if (*GetParam().result_file != '\0') Write(ResultPath(), std::string(300, 'x'));

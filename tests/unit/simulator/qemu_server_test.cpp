@@ -252,7 +252,7 @@ TEST_F(QemuServerTest, PeerThatNeverReadsIsLeftAlone) {
 }
 
 TEST_F(QemuServerTest, TraceThatCannotBeWrittenEndsIt) {
-  if (!fs::exists("/dev/full")) GTEST_SKIP();
+  if (!fs::exists("/dev/full")) GTEST_SKIP() << "there is no /dev/full here";
   Serve({"--trace", "/dev/full"});
   Connect();
   Ask("28 22");

@@ -129,7 +129,7 @@ class ManyDescriptors {
 
 TEST_F(DriverSearch, ANodeThatDoesNotFitADescriptorSetIsNeverAsked) {
   const ManyDescriptors many;
-  if (!many.AreHeld()) GTEST_SKIP() << "no process may have that many descriptors here";
+  if (!many.AreHeld()) GTEST_SKIP() << "this user's processes may not have that many descriptors";
   machine().nodes = {"/dev/ipmi0"};
   ASSERT_EQ(SearchIpmiDriver(), 0);
   EXPECT_EQ(ipmi_fd, FD_SETSIZE);
