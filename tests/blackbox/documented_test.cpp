@@ -1,8 +1,12 @@
 // What the README, the manual pages and the pages of docs/ say where a reader could think
 // otherwise: each test holds a sentence of theirs. What they say of a run that goes well is held
 // elsewhere.
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <array>
 #include <csignal>
 
 #include "tests/blackbox/sdr_text.h"
@@ -352,6 +356,45 @@ TEST_F(Documented, TheBmcCanNameAScriptOutsideTheDirectory) {
   EXPECT_EQ(Read("Update_force.xml"), ResultText("Complete"));
   const Words log = Log("here/tarvek.log");
   EXPECT_NE(std::find(log.begin(), log.end(), "the BMC's"), log.end());
+}
+
+// docs/reliability.md, promise 1.
+
+TEST_F(Documented, AConsoleThatNobodyReadsHoldsTheRunUntilASignal) {
+  constexpr useconds_t kPause = 100000;  // microseconds
+  constexpr int kAlmostAPipe = 60000;    // bytes; one takes 65536
+  Write("many.sdr", SdrText(SdrSet(300, kNew)));
+  ASSERT_EQ(mkfifo(Path("console").c_str(), S_IRUSR | S_IWUSR), 0);
+  const int console = open(Path("console").c_str(), O_RDWR);  // keeps it open, and reads nothing
+  ASSERT_GE(console, 0);
+  const Started run =
+      StartProgram({"/bin/sh", "-c", R"(exec "$0" "$@" >console)", BMCSIM_PROGRAM, "--state",
+                    Path("bmc"), "--clock", "virtual", "--", TARVEK_PROGRAM, "-update", "-force",
+                    "-sdr", "many.sdr", "-display", "-test"},
+                   directory().string());
+  int before = -1;
+  int held = 0;
+  for (int i = 0; i < 100 && (held < kAlmostAPipe || held != before); ++i) {
+    before = held;
+    usleep(kPause);
+    ASSERT_EQ(ioctl(console, FIONREAD, &held), 0);
+  }
+  EXPECT_GE(held, kAlmostAPipe);
+  EXPECT_TRUE(LockExists());
+  EXPECT_EQ(kill(run.pid, SIGTERM), 0);
+  EXPECT_EQ(WaitFor(run).exit_status, SIGTERM);
+  EXPECT_FALSE(LockExists());
+  close(console);
+}
+
+TEST_F(Documented, AnEndlessInputIsReadToItsEnd) {
+  constexpr std::uintmax_t kSize = 64U << 20U;  // a sparse file: it takes no room
+  Write("huge.sdr", "");
+  std::filesystem::resize_file(Path("huge.sdr"), kSize);
+  EXPECT_EQ(Version({"-sdr", "huge.sdr"}), "SDR047");
+  Write("mchk_fil", "");
+  std::filesystem::resize_file(Path("mchk_fil"), kSize);
+  EXPECT_EQ(Version({"-sdr", "new.sdr"}), "SDRC04");
 }
 
 // tarvek(8), "Numbered errors", CAVEATS and BUGS.
