@@ -28,6 +28,8 @@ namespace bmcsim {
 /// The grammar and the actions, as text for people.
 extern const char* const kFaultPlanHelp;
 
+enum class FaultShape : std::uint8_t;
+
 enum class Fault : std::uint8_t {
   kCode,          ///< number: completion code; the request is not carried out
   kCodeAfter,     ///< number: completion code; the request is carried out
@@ -137,7 +139,7 @@ class FaultPlan {
   const char* ParseRequest(std::string_view text, Rule& rule);
   const char* ParsePattern(std::string_view text, Rule& rule);
   const char* ParseAction(std::string_view text, const Rule& rule);
-  const char* ParseArguments(Action& action, int shape, std::string_view arguments);
+  const char* ParseArguments(Action& action, FaultShape shape, std::string_view arguments);
   const char* ParseBytes(std::string_view words, Action& action);
   void Collect(const Rule& rule, Faults& faults) const;
 
