@@ -250,12 +250,18 @@ void Machine::Finish() {
   if (stats_path_ == nullptr || exchange_ == nullptr) return;
   const int fd =
       Real().open(stats_path_, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kResultFileMode);
-  if (fd == -1) return;
-  dprintf(fd, "requests %llu\nfaulted %llu\nwaits %llu\nsimulator_cpu_ns %lld\n",
-          static_cast<unsigned long long>(exchange_->requests()),
-          static_cast<unsigned long long>(exchange_->faulted()),
-          static_cast<unsigned long long>(waits_), static_cast<long long>(cpu_time_));
-  Real().close(fd);
+  const int written = fd == -1 ? -1
+                               : dprintf(fd,
+                                         "requests %llu\nfaulted %llu\nwaits %llu\n"
+                                         "simulator_cpu_ns %lld\n",
+                                         static_cast<unsigned long long>(exchange_->requests()),
+                                         static_cast<unsigned long long>(exchange_->faulted()),
+                                         static_cast<unsigned long long>(waits_),
+                                         static_cast<long long>(cpu_time_));
+  if (written < 0 || Real().close(fd) != 0) {
+    (void)std::fflush(nullptr);  // what the program has printed comes out all the same
+    Die(std::string("cannot write the statistics ") + stats_path_);
+  }
 }
 
 }  // namespace bmcsim

@@ -23,7 +23,8 @@ class Machine final : public ExchangeHost {
   /// Reads the environment. Without a state file in it nothing is simulated.
   void Start();
 
-  /// Leaves the statistics, if the program has used the BMC.
+  /// Leaves the statistics, if the program has used the BMC. The program ends with status 2 when
+  /// they cannot be written.
   void Finish();
 
   bool started() const { return state_path_ != nullptr; }

@@ -84,6 +84,18 @@ class BmcsimTest : public ::testing::Test {
     return Wait(Start(words));
   }
 
+  Ended Shell(const std::string& line) { return Wait(Start({"/bin/sh", "-c", line})); }
+
+  // Puts the launcher and its library into a directory, as an installation does, and gives the
+  // launcher's path.
+  std::string Install(const std::string& bin, const std::string& lib) {
+    for (const std::string& place : {bin, lib}) fs::create_directories(directory_ / place);
+    const fs::path library = fs::path(BMCSIM_PROGRAM).parent_path() / "libbmcsim.so";
+    fs::copy_file(library, directory_ / lib / "libbmcsim.so");
+    fs::copy_file(BMCSIM_PROGRAM, directory_ / bin / "bmcsim");
+    return (directory_ / bin / "bmcsim").string();
+  }
+
   // Runs the client under the simulator and gives what it prints; it must end well.
   std::string Client(const Words& options, const Words& steps,
                      const char* program = CLIENT_PROGRAM) {
@@ -146,11 +158,12 @@ TEST_F(BmcsimTest, MistakesEndWithStatus2AndNothingIsRun) {
       {Join({"--fault", "plan"}, CLIENT_PROGRAM, {"say", "hi"}),
        "bmcsim: fault plan, line 1, '1: explode': the action is unknown\n"},
       {Join({"--fault", "no-such-plan"}, CLIENT_PROGRAM, {"say", "hi"}),
-       "bmcsim: cannot read the fault plan no-such-plan\n"},
+       "bmcsim: cannot read the fault plan no-such-plan: No such file or directory\n"},
       {{"--create", "--load", "set"},
        "bmcsim: set, line 1: it is not a whole record (SDR version, type, body length, body), or "
        "there is no room\n"},
-      {{"--create", "--load", "no-such-set"}, "bmcsim: cannot read no-such-set\n"},
+      {{"--create", "--load", "no-such-set"},
+       "bmcsim: cannot read no-such-set: No such file or directory\n"},
       {{"--create", "--records", "9", "--capacity", "100"},
        "bmcsim: the records do not fit the capacity\n"},
       {{"--", "no-such-program"}, "bmcsim: there is no program no-such-program\n"},
@@ -163,6 +176,52 @@ TEST_F(BmcsimTest, MistakesEndWithStatus2AndNothingIsRun) {
     EXPECT_EQ(ended.output, "");
   }
   EXPECT_EQ(Read("foreign"), "not a state");
+}
+
+TEST_F(BmcsimTest, WhatCannotBeWrittenIsToldAndEndsWithStatus2) {
+  Bmcsim({"--create"});
+  for (const char* what : {"--help", "--version", "--dump", "--dump=hex"}) {
+    const Ended ended = Shell("exec '" BMCSIM_PROGRAM "' " + std::string(what) + " >/dev/full");
+    EXPECT_EQ(ended.status, 2) << what;
+    EXPECT_EQ(ended.errors, "bmcsim: cannot write to standard output: No space left on device\n");
+  }
+  for (const char* file : {"/dev/full", "no/directory"}) {
+    const Ended stats = Bmcsim(
+        Join({"--stats", file}, "/bin/sh",
+             {"-c", std::string("'") + CLIENT_PROGRAM + "' open /dev/ipmi0 ask 'F8 11' say last"}));
+    EXPECT_EQ(stats.status, 2) << file;
+    EXPECT_EQ(stats.output, "open 3\nask 3 FC 11 D5\nlast\n") << "the program's own output";
+    EXPECT_THAT(stats.errors, HasSubstr("bmcsim: cannot write the statistics "));
+    const Ended trace =
+        Bmcsim(Join({"--trace", file}, CLIENT_PROGRAM, {"open", "/dev/ipmi0", "ask", "F8 11"}));
+    EXPECT_EQ(trace.status, 2) << file;
+    EXPECT_THAT(trace.errors, HasSubstr("bmcsim: cannot write the trace "));
+  }
+}
+
+TEST_F(BmcsimTest, ClosedStandardDescriptorsNeverBecomeTheStateFile) {
+  Bmcsim({"--create"});
+  const std::string before = Read("bmcsim.state");
+  for (const char* closed : {">&-", "2>&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
+    for (const char* what : {"--dump", "--dump=hex", "--create", "--what"}) {
+      const std::string line = std::string("exec '") + BMCSIM_PROGRAM + "' " + what + " " + closed;
+      const bool printed = std::string(what).starts_with("--dump") && closed[0] == '2';
+      EXPECT_EQ(Shell(line).status, printed ? 0 : 2) << line;
+      EXPECT_EQ(Read("bmcsim.state"), before) << line;
+    }
+  }
+  EXPECT_EQ(Shell("exec '" BMCSIM_PROGRAM "' --dump >&-").errors,
+            "bmcsim: cannot write to standard output: Bad file descriptor\n");
+}
+
+TEST_F(BmcsimTest, ProgramFindsTheStandardDescriptorsAsTheyWere) {
+  const std::string open =
+      " -- /bin/sh -c 'for fd in 0 1 2; do [ ! -e /proc/self/fd/$fd ] || "
+      "echo $fd >>open; done' ";
+  Shell("'" BMCSIM_PROGRAM "'" + open + "<&- >&- 2>&-");
+  EXPECT_FALSE(fs::exists(directory_ / "open"));
+  Shell("'" BMCSIM_PROGRAM "'" + open + ">&-");
+  EXPECT_EQ(Read("open"), "0\n2\n");
 }
 
 TEST_F(BmcsimTest, CreateMakesABmcOnce) {
@@ -206,6 +265,37 @@ TEST_F(BmcsimTest, ExitStatusAndSignalAreTheProgramsOwn) {
 
 TEST_F(BmcsimTest, ProgramsAreFoundThroughThePath) {
   EXPECT_EQ(Bmcsim({"--", "sh", "-c", "exit 7"}).status, 7);
+}
+
+TEST_F(BmcsimTest, ProgramsOfTheAdministratorAreFoundWithoutHisPath) {
+  setenv("PATH", "/usr/bin:/bin", 1);
+  EXPECT_EQ(Bmcsim({"--", "sh", "-c", "echo $PATH"}).output, "/usr/bin:/bin:/usr/sbin:/sbin\n");
+  setenv("PATH", "/sbin:/usr/bin:/usr/sbin:/bin", 1);
+  EXPECT_EQ(Bmcsim({"--", "sh", "-c", "echo $PATH"}).output, "/sbin:/usr/bin:/usr/sbin:/bin\n")
+      << "none of them twice";
+  unsetenv("PATH");
+  EXPECT_EQ(Bmcsim({"--", "sh", "-c", "echo $PATH"}).output, "/usr/bin:/bin:/usr/sbin:/sbin\n");
+  setenv("PATH", "/usr/bin:/bin", 1);
+  const std::string bmcsim = Install("local/bin", "local/lib/tarvek");
+  fs::create_directory(directory_ / "local/sbin");
+  fs::copy_file(CLIENT_PROGRAM, directory_ / "local/sbin/rehearsed");
+  const Ended ended = Wait(Start({bmcsim, "--", "rehearsed", "open", "/dev/ipmi0"}));
+  EXPECT_EQ(ended.output, "open 3\n") << "that of the same installation: " << ended.errors;
+}
+
+TEST_F(BmcsimTest, DirectoriesMayHaveBlanks) {
+  const std::string bmcsim = Install("a server/to try", "a server/to try");
+  setenv("LD_LIBRARY_PATH", "/nowhere", 1);
+  const Ended ended =
+      Wait(Start({bmcsim, "--state", "a server/its state", "--", "/bin/sh", "-c",
+                  std::string("'") + CLIENT_PROGRAM + "' open /dev/ipmi0 ask 'F8 11'; " +
+                      "echo $LD_LIBRARY_PATH"}));
+  unsetenv("LD_LIBRARY_PATH");
+  EXPECT_EQ(ended.output,
+            "open 3\nask 3 FC 11 D5\n" + (directory_ / "a server/to try").string() + ":/nowhere\n")
+      << ended.errors;
+  const std::string colon = Install("a:server", "a:server");
+  EXPECT_EQ(Wait(Start({colon, "--", "/bin/true"})).status, 2);
 }
 
 // The nodes.
