@@ -124,6 +124,7 @@ const char* ParseClockStep(std::string_view arguments, Action& action) {
 
 bool FaultPlan::Parse(std::string_view text, std::string& error) {
   rule_count_ = action_count_ = byte_count_ = 0;
+  notes_ = {};
   if (text.size() > kMaxText) {
     error = "fault plan: it is longer than " + std::to_string(kMaxText) + " bytes";
     return false;
@@ -154,6 +155,7 @@ const char* FaultPlan::ParseRule(std::string_view text) {
   if (text.find(':') == std::string_view::npos) return "a rule is WHICH ':' ACTION";
   Rule& rule = rules_[rule_count_];
   rule = Rule{};
+  rule.text = text;
   rule.first_action = action_count_;
   if (const char* wrong = ParseWhich(which, rule); wrong != nullptr) return wrong;
   if (Trim(actions).empty()) return "there is no action";

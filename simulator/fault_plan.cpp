@@ -23,14 +23,18 @@ bool FaultPlan::Rule::CountAndTest() {
   return seen >= first && seen <= last && seen % every == 0;
 }
 
-void FaultPlan::Collect(const Rule& rule, Faults& faults) const {
-  for (std::size_t i = 0; i < rule.action_count; ++i) faults.Add(&actions_[rule.first_action + i]);
+void FaultPlan::Strike(std::size_t rule, Faults& faults) {
+  rules_[rule].struck = true;
+  if (rule < notes_.size()) notes_[rule] = 1;
+  for (std::size_t i = 0; i < rules_[rule].action_count; ++i) {
+    faults.Add(&actions_[rules_[rule].first_action + i]);
+  }
 }
 
 Faults FaultPlan::MatchRequest(std::span<const std::uint8_t> request) {
   Faults faults;
   for (std::size_t i = 0; i < rule_count_; ++i) {
-    if (rules_[i].Names(request) && rules_[i].CountAndTest()) Collect(rules_[i], faults);
+    if (rules_[i].Names(request) && rules_[i].CountAndTest()) Strike(i, faults);
   }
   return faults;
 }
@@ -38,9 +42,18 @@ Faults FaultPlan::MatchRequest(std::span<const std::uint8_t> request) {
 Faults FaultPlan::MatchWait() {
   Faults faults;
   for (std::size_t i = 0; i < rule_count_; ++i) {
-    if (rules_[i].wait && rules_[i].CountAndTest()) Collect(rules_[i], faults);
+    if (rules_[i].wait && rules_[i].CountAndTest()) Strike(i, faults);
   }
   return faults;
+}
+
+std::vector<std::string_view> FaultPlan::Unstruck() const {
+  std::vector<std::string_view> rules;
+  for (std::size_t i = 0; i < rule_count_; ++i) {
+    const bool noted = i < notes_.size() && notes_[i] != 0;
+    if (!noted && !rules_[i].struck) rules.push_back(rules_[i].text);
+  }
+  return rules;
 }
 
 }  // namespace bmcsim

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace bmcsim {
 
@@ -115,6 +116,13 @@ class FaultPlan {
   /// Counts a wait of the program and tells what is to happen to it.
   Faults MatchWait();
 
+  /// From now on a rule that strikes also sets its byte there, unless there are too few.
+  void NoteStrikesIn(std::span<std::uint8_t> notes) { notes_ = notes; }
+
+  /// The words of the rules that have never struck, nor are noted in the bytes given to
+  /// NoteStrikesIn, in the plan's order.
+  std::vector<std::string_view> Unstruck() const;
+
  private:
   static constexpr std::size_t kMaxPattern = 12;
 
@@ -129,6 +137,8 @@ class FaultPlan {
     std::uint32_t seen = 0;
     std::size_t first_action = 0;
     std::size_t action_count = 0;
+    bool struck = false;
+    std::string_view text;
 
     bool Names(std::span<const std::uint8_t> request) const;
     bool CountAndTest();
@@ -141,12 +151,13 @@ class FaultPlan {
   const char* ParseAction(std::string_view text, const Rule& rule);
   const char* ParseArguments(Action& action, FaultShape shape, std::string_view arguments);
   const char* ParseBytes(std::string_view words, Action& action);
-  void Collect(const Rule& rule, Faults& faults) const;
+  void Strike(std::size_t rule, Faults& faults);
 
   std::array<char, kMaxText> text_{};
   std::array<Rule, kMaxRules> rules_{};
   std::array<Action, kMaxActions> actions_{};
   std::array<std::uint8_t, kMaxBytes> bytes_{};
+  std::span<std::uint8_t> notes_;
   std::size_t rule_count_ = 0;
   std::size_t action_count_ = 0;
   std::size_t byte_count_ = 0;

@@ -14,7 +14,8 @@ constexpr char kUsage[] =
   bmcsim [--state FILE] --dump[=hex]            show its repository
   bmcsim [OPTION]... --serve SOCKET             be the BMC of a QEMU machine
 
-The program's exit status is bmcsim's own; a mistake of bmcsim's own use ends with status 2.
+The program's exit status is bmcsim's own; a mistake of bmcsim's own use ends with status 2, and
+with --strict a rule of the fault plan that never struck with 125.
 The BMC's memory is a file, so one run's update is the next run's repository, and several
 programs may use it at once.
 
@@ -27,7 +28,8 @@ The run:
   --driver DRIVER      the driver that the machine has: openipmi (default; /dev/ipmi0), maker
                        (/dev/ipmidev), both or none; other nodes do not exist
   --node PATH          the OpenIPMI node, e.g. /dev/ipmidev/0 or /dev/ipmi/0
-  --fault PLAN         a fault plan: a file, or its text
+  --fault PLAN         a fault plan: a file, or its text; rules that never struck are told at the end
+  --strict             and are then the exit status, 125
   --trace FILE         append two lines for each request: "> " its bytes, "< " its answer's and
                        " ! " what the fault plan did to it
   --clock CLOCK        real (default); virtual: waits pass at once and time moves as if they had
@@ -38,7 +40,8 @@ The BMC of a QEMU machine, whose kernel's own driver then talks to it:
   --serve SOCKET       make this unix socket and serve it until SIGTERM, SIGINT or SIGHUP; QEMU wants
                        -chardev socket,id=bmc,path=SOCKET,reconnect=1
                        -device ipmi-bmc-extern,id=ipmi,chardev=bmc -device isa-ipmi-kcs,bmc=ipmi
-  --fault, --trace     as above, without the driver's own requests; the requests are counted from
+  --fault, --strict, --trace
+                       as above, without the driver's own requests; the requests are counted from
                        bmcsim's start on. To one whose answer is lost, QEMU answers C3 after 4 s; a
                        silence without end makes its device stuck, and the driver gives up on it.
                        Signals strike bmcsim: after a KILL QEMU answers D2 for the dead BMC

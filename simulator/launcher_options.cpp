@@ -19,6 +19,7 @@ const OptionReader::Option* OptionReader::Find(std::string_view name) {
       {"--driver", true, &OptionReader::Driver},
       {"--node", true, &OptionReader::Node},
       {"--fault", true, &OptionReader::Faults},
+      {"--strict", false, &OptionReader::Strict},
       {"--trace", true, &OptionReader::Trace},
       {"--clock", true, &OptionReader::Clock},
       {"--stats", true, &OptionReader::Stats},
@@ -92,6 +93,9 @@ bool OptionReader::Finish() {
   if (dumps && (options_.describes_set || !options_.changes.empty())) {
     return Fail("--dump changes nothing about the BMC");
   }
+  if (options_.strict && options_.fault.empty()) {
+    return Fail("--strict is about a fault plan, and there is none");
+  }
   if (!options_.describes_set) options_.set = DefaultSet();
   if (!options_.serve.empty()) return FinishServe(dumps);
   if (dumps || !options_.program.empty()) return true;
@@ -152,6 +156,11 @@ bool OptionReader::Node(std::string_view value) {
   if (!value.starts_with('/')) return Fail("--node wants an absolute path");
   if (value == kMakerNode) return Fail("/dev/ipmidev is the maker's driver's node");
   options_.openipmi_node = value;
+  return true;
+}
+
+bool OptionReader::Strict(std::string_view /*value*/) {
+  options_.strict = true;
   return true;
 }
 

@@ -23,6 +23,7 @@ struct LauncherOptions {
   std::string openipmi_node;  ///< empty: there is none
   std::string maker_node;     ///< empty: there is none
   std::string fault;          ///< file name or text
+  bool strict = false;        ///< --strict: a rule of the plan that never strikes is a failure
   std::string trace;
   std::string clock;
   std::string stats;

@@ -13,11 +13,13 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "simulator/bmc_model.h"
 #include "simulator/real_calls.h"
 #include "simulator/run_environment.h"
 #include "simulator/state_file.h"
+#include "simulator/strike_notes.h"
 
 namespace bmcsim {
 namespace {
@@ -73,6 +75,12 @@ void Machine::Start() {
   if (!clock_.Parse(clock_text == nullptr ? "" : clock_text, error)) Die(error);
   const char* plan = NonEmpty(kFaultVariable);
   if (plan != nullptr && !plan_.Parse(plan, error)) Die(error);
+  const char* strikes = NonEmpty(kStrikesVariable);
+  if (strikes == nullptr) return;
+  StrikeNotes notes;
+  if (!notes.Open(strikes))
+    Die(std::string("cannot note what the fault plan does: ") + std::strerror(errno));
+  plan_.NoteStrikesIn(notes.bytes());
 }
 
 bool Machine::OpenState() {

@@ -1,6 +1,5 @@
 // bmcsim: runs a program on a simulated BMC, makes one, shows its repository, or is QEMU's BMC.
 
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -31,12 +30,14 @@ int Dump(const LauncherOptions& options) {
 
 int Serve(const LauncherOptions& options) {
   std::string error;
-  std::string fault = options.fault;
-  if (!TakeFaultPlan(fault, error) || !PrepareState(options, error)) return Fail(error);
-  const auto plan = std::make_unique<FaultPlan>();
+  std::string fault;
+  const auto plan = TakeFaultPlan(options, fault, error);
   StateFile state;
-  if (!plan->Parse(fault, error) || !state.Open(options.state, error)) return Fail(error);
-  return ServeQemu(state, *plan, options.trace, options.serve, error) ? 0 : Fail(error);
+  if (plan == nullptr || !PrepareState(options, error) || !state.Open(options.state, error)) {
+    return Fail(error);
+  }
+  if (!ServeQemu(state, *plan, options.trace, options.serve, error)) return Fail(error);
+  return ReportUnstruck(*plan, options);
 }
 
 int Main(std::span<const char* const> arguments) {

@@ -50,6 +50,7 @@ class OptionReader {
   bool Driver(std::string_view value);
   bool Node(std::string_view value);
   bool Faults(std::string_view value) { return Text(value, options_.fault); }
+  bool Strict(std::string_view value);
   bool Trace(std::string_view value) { return Text(value, options_.trace); }
   bool Clock(std::string_view value);
   bool Stats(std::string_view value) { return Text(value, options_.stats); }

@@ -7,14 +7,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <system_error>
 #include <vector>
 
 #include "simulator/console.h"
-#include "simulator/fault_plan.h"
 #include "simulator/new_state.h"
 #include "simulator/run_environment.h"
+#include "simulator/strike_notes.h"
+#include "simulator/supervisor.h"
 
 namespace bmcsim {
 namespace {
@@ -110,31 +110,67 @@ void SetEnvironment(const LauncherOptions& options, const std::string& fault,
   SetVariable(kOpenIpmiNodeVariable, options.openipmi_node);
   SetVariable(kMakerNodeVariable, options.maker_node);
   SetVariable(kFaultVariable, fault);
+  SetVariable(kStrikesVariable, "");
   SetVariable(kTraceVariable, options.trace.empty() ? "" : Absolute(options.trace));
   SetVariable(kClockVariable, options.clock);
   SetVariable(kStatsVariable, options.stats.empty() ? "" : Absolute(options.stats));
   Preload(library);
 }
 
+int BecomeProgram(const std::string& program, const LauncherOptions& options) {
+  std::vector<char*> arguments;
+  for (const std::string& argument : options.program) {
+    arguments.push_back(const_cast<char*>(argument.c_str()));
+  }
+  arguments.push_back(nullptr);
+  execv(program.c_str(), arguments.data());
+  return errno;
+}
+
+int RunWithPlan(FaultPlan& plan, const std::string& program, const LauncherOptions& options) {
+  StrikeNotes notes;
+  const std::string place = notes.Create();
+  if (place.empty()) {
+    return Fail(std::string("cannot note what the fault plan does: ") + std::strerror(errno));
+  }
+  SetVariable(kStrikesVariable, place);
+  plan.NoteStrikesIn(notes.bytes());
+  int failed = 0;
+  const ProgramEnd end = RunSupervised([&] { return BecomeProgram(program, options); }, failed);
+  if (failed != 0) return Fail("cannot run " + program + ": " + std::strerror(failed));
+  if (const int status = ReportUnstruck(plan, options); status != 0) return status;
+  EndAs(end);
+}
+
 }  // namespace
 
-bool TakeFaultPlan(std::string& fault, std::string& error) {
-  if (fault.empty()) return true;
-  std::string text;
-  if (ReadText(fault, FaultPlan::kMaxText, text, error)) {
-    fault = text;
-  } else if (fault.find(':') == std::string::npos) {
-    error.insert(0, "cannot read the fault plan " + fault + ": ");
-    return false;
+std::unique_ptr<FaultPlan> TakeFaultPlan(const LauncherOptions& options, std::string& text,
+                                         std::string& error) {
+  const std::string& given = options.fault;
+  const bool read = !given.empty() && ReadText(given, FaultPlan::kMaxText, text, error);
+  if (!read && !given.empty() && given.find(':') == std::string::npos) {
+    error.insert(0, "cannot read the fault plan " + given + ": ");
+    return nullptr;
   }
-  const auto plan = std::make_unique<FaultPlan>();
-  return plan->Parse(fault, error);
+  if (!read) text = given;
+  auto plan = std::make_unique<FaultPlan>();
+  if (!plan->Parse(text, error)) return nullptr;
+  return plan;
+}
+
+int ReportUnstruck(const FaultPlan& plan, const LauncherOptions& options) {
+  const std::vector<std::string_view> rules = plan.Unstruck();
+  for (const std::string_view rule : rules) {
+    (void)Fail("the fault plan's rule '" + std::string(rule) + "' never struck");
+  }
+  return options.strict && !rules.empty() ? kNeverStruck : 0;
 }
 
 int RunProgram(const LauncherOptions& options) {
   std::string error;
-  std::string fault = options.fault;
-  if (!TakeFaultPlan(fault, error)) return Fail(error);
+  std::string fault;
+  const auto plan = TakeFaultPlan(options, fault, error);
+  if (plan == nullptr) return Fail(error);
   const std::string library = FindLibrary();
   if (library.empty()) return Fail(std::string("cannot find ") + kPreloadLibrary);
   if (library.find_first_of(":;") != std::string::npos) {
@@ -147,14 +183,9 @@ int RunProgram(const LauncherOptions& options) {
   AllowSanitizer();
   SetEnvironment(options, fault, library);
   SetVariable("PATH", places);
-
-  std::vector<char*> arguments;
-  for (const std::string& argument : options.program) {
-    arguments.push_back(const_cast<char*>(argument.c_str()));
-  }
-  arguments.push_back(nullptr);
-  execv(program.c_str(), arguments.data());
-  return Fail("cannot run " + program + ": " + std::strerror(errno));
+  if (!plan->empty()) return RunWithPlan(*plan, program, options);
+  const int failed = BecomeProgram(program, options);
+  return Fail("cannot run " + program + ": " + std::strerror(failed));
 }
 
 }  // namespace bmcsim

@@ -9,10 +9,11 @@ inline constexpr char kStateVariable[] = "BMCSIM_STATE";  ///< absolute path of 
 /// The device node of each driver, absolute; one that is not set has no node.
 inline constexpr char kOpenIpmiNodeVariable[] = "BMCSIM_OPENIPMI_NODE";
 inline constexpr char kMakerNodeVariable[] = "BMCSIM_MAKER_NODE";
-inline constexpr char kFaultVariable[] = "BMCSIM_FAULT";  ///< the fault plan's text
-inline constexpr char kTraceVariable[] = "BMCSIM_TRACE";  ///< absolute path of the trace
-inline constexpr char kClockVariable[] = "BMCSIM_CLOCK";  ///< as --clock
-inline constexpr char kStatsVariable[] = "BMCSIM_STATS";  ///< absolute path of the statistics
+inline constexpr char kFaultVariable[] = "BMCSIM_FAULT";      ///< the fault plan's text
+inline constexpr char kStrikesVariable[] = "BMCSIM_STRIKES";  ///< where the strikes are noted
+inline constexpr char kTraceVariable[] = "BMCSIM_TRACE";      ///< absolute path of the trace
+inline constexpr char kClockVariable[] = "BMCSIM_CLOCK";      ///< as --clock
+inline constexpr char kStatsVariable[] = "BMCSIM_STATS";      ///< absolute path of the statistics
 
 inline constexpr char kPreloadLibrary[] = "libbmcsim.so";
 

@@ -559,6 +559,99 @@ TEST_F(BmcsimTest, SignalsComeInWaitsToo) {
   EXPECT_EQ(ended.output, "1\n2\n3\ncaught\n4\n");
 }
 
+// Rules that never strike, and the launcher that waits to tell of them.
+
+constexpr char kNeverStruck[] = "bmcsim: the fault plan's rule '2: cc C1' never struck\n";
+
+TEST_F(BmcsimTest, RulesThatNeverStruckAreToldAtTheEnd) {
+  const Words steps = {"open", "/dev/ipmi0", "ask", "28 22", "usleep", "1"};
+  const std::string plan = "1: cancel\n2: cc C1  # not reached\nwait@1: clock +1; wait@2: clock +1";
+  for (const bool strict : {false, true}) {
+    Words options = {"--fault", plan};
+    if (strict) options.emplace_back("--strict");
+    const Ended ended = Bmcsim(Join(options, CLIENT_PROGRAM, steps));
+    EXPECT_EQ(ended.status, strict ? 125 : 0);
+    EXPECT_EQ(ended.output, "open 3\nask 5 2C 22 00 0" + std::string(strict ? "2" : "1") + " 00\n");
+    EXPECT_EQ(ended.errors, std::string(kNeverStruck) +
+                                "bmcsim: the fault plan's rule 'wait@2: clock +1' never struck\n");
+  }
+  const Ended all = Bmcsim(Join({"--strict", "--fault", "1: cancel"}, CLIENT_PROGRAM, steps));
+  EXPECT_EQ(all.status, 0);
+  EXPECT_EQ(all.errors, "");
+}
+
+TEST_F(BmcsimTest, RuleHasStruckIfItStruckInAnyProgramOfTheRun) {
+  const std::string client = std::string("'") + CLIENT_PROGRAM + "' ";
+  const std::string once = client + "open /dev/ipmi0 ask 'F8 11';";
+  const std::string twice = client + "open /dev/ipmi0 ask 'F8 11' ask 'F8 11';";
+  const Words strict = {"--strict", "--fault", "2: cc C1", "--", "/bin/sh", "-c"};
+  const auto status = [&](const std::string& line) {
+    Words words = strict;
+    words.push_back(line);
+    return Bmcsim(words);
+  };
+  EXPECT_EQ(status(once + once).errors, kNeverStruck) << "each program counts for itself";
+  EXPECT_EQ(status(once + twice + once).status, 0);
+  EXPECT_EQ(status(twice + "exit 9").status, 9);
+  EXPECT_EQ(status("exit 9").status, 125) << "no program has used the BMC";
+  EXPECT_EQ(status(twice + "kill -9 $$").signal, SIGKILL);
+  EXPECT_EQ(status(once + "kill -9 $$").status, 125);
+}
+
+TEST_F(BmcsimTest, ProgramThatCannotBeRunUnderAPlanIsToldOnce) {
+  Write("foreign", "no program");
+  const Ended ended = Bmcsim({"--strict", "--fault", "2: cc C1", "--", "./foreign"});
+  EXPECT_EQ(ended.status, 2);
+  EXPECT_EQ(ended.errors, "bmcsim: cannot run ./foreign: Permission denied\n");
+}
+
+TEST_F(BmcsimTest, LauncherThatWaitsPassesSignalsOn) {
+  for (const int signal : {SIGTERM, SIGUSR1}) {
+    const std::string tag = std::to_string(signal);
+    const pid_t child = Start({BMCSIM_PROGRAM, "--fault", "2: cc C1", "--", CLIENT_PROGRAM,
+                               "survive", "say", "ready", "sleep", "30", "say", "over"},
+                              tag);
+    while (Read(tag + ".out") != "ready\n") {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    kill(child, signal);
+    const Ended ended = Wait(child, tag);
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.output, "ready\ncaught\nover\n");
+    EXPECT_EQ(ended.errors, kNeverStruck);
+  }
+  const pid_t child = Start(
+      {BMCSIM_PROGRAM, "--fault", "2: cc C1", "--", CLIENT_PROGRAM, "say", "ready", "sleep", "30"});
+  while (Read("run.out") != "ready\n") std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  kill(child, SIGHUP);
+  EXPECT_EQ(Wait(child).signal, SIGHUP) << "it ends as the program has ended";
+}
+
+TEST_F(BmcsimTest, ProgramDiesWithTheLauncherThatWaits) {
+  const pid_t child = Start({BMCSIM_PROGRAM, "--fault", "9: cc C1", "--", "/bin/sh", "-c",
+                             "echo $$ >pid.new && mv pid.new pid; exec sleep 60"});
+  while (Read("pid").empty()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  const pid_t program = std::stoi(Read("pid"));
+  ASSERT_NE(program, child);
+  kill(child, SIGKILL);
+  EXPECT_EQ(Wait(child).signal, SIGKILL);
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  // Whoever adopts it may leave it a zombie, which has no memory.
+  const fs::path memory = "/proc/" + std::to_string(program) + "/statm";
+  while (kill(program, 0) == 0 && !ReadWhole(memory).starts_with("0 ")) {
+    ASSERT_LT(std::chrono::steady_clock::now(), give_up) << "it lives on";
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
+TEST_F(BmcsimTest, NotesThatCannotBeMadeAreFatal) {
+  const Ended ended = Bmcsim({"--fault", "9: cc C1", "--", "/usr/bin/env", "BMCSIM_STRIKES=nowhere",
+                              CLIENT_PROGRAM, "say", "hi"});
+  EXPECT_EQ(ended.status, 2);
+  EXPECT_EQ(ended.output, "");
+  EXPECT_THAT(ended.errors, HasSubstr("bmcsim: cannot note what the fault plan does: "));
+}
+
 // Trace and statistics.
 
 TEST_F(BmcsimTest, TraceIsAppendedTo) {

@@ -1,5 +1,8 @@
 #include "simulator/fault_plan.h"
 
+#include <gmock/gmock.h>
+
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <memory>
@@ -270,6 +273,27 @@ TEST_F(FaultPlanTest, MistakesAreToldWithTheirPlace) {
   for (const auto& [text, complaint] : rows) {
     EXPECT_EQ(Complaint(text), std::string("fault plan, ") + complaint);
   }
+}
+
+TEST_F(FaultPlanTest, RulesThatHaveNotStruckAreKnown) {
+  using ::testing::ElementsAre;
+  using ::testing::IsEmpty;
+  Parse("reserve@2: cc C3  # a comment\n wait: clock +1 ; any : stuck,cancel\nspared@5-: cc D5");
+  EXPECT_THAT(plan_->Unstruck(), ElementsAre("reserve@2: cc C3", "wait: clock +1",
+                                             "any : stuck,cancel", "spared@5-: cc D5"));
+  Match("28 22");
+  EXPECT_THAT(plan_->Unstruck(),
+              ElementsAre("reserve@2: cc C3", "wait: clock +1", "spared@5-: cc D5"));
+  MatchWait();
+  Match("28 22");
+  EXPECT_THAT(plan_->Unstruck(), ElementsAre("spared@5-: cc D5"));
+  std::array<std::uint8_t, 4> notes = {0, 0, 0, 1};
+  plan_->NoteStrikesIn(notes);
+  EXPECT_THAT(plan_->Unstruck(), IsEmpty()) << "another program's strike counts";
+  Match("18 01");
+  EXPECT_THAT(notes, ElementsAre(0, 0, 1, 1));
+  Parse("2: cc C1; any: stuck");
+  EXPECT_THAT(plan_->Unstruck(), ElementsAre("2: cc C1", "any: stuck")) << "a new plan";
 }
 
 TEST_F(FaultPlanTest, LimitsAreToldAndNotOverrun) {

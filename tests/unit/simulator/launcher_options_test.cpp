@@ -49,6 +49,7 @@ TEST(LauncherOptionsTest, ValuesStandBehindTheOptionOrAnEqualsSign) {
     const LauncherOptions options = Good(arguments);
     EXPECT_EQ(options.state, "s");
     EXPECT_EQ(options.fault, "1: cc C5");
+    EXPECT_FALSE(options.strict);
     EXPECT_EQ(options.trace, "t");
     EXPECT_EQ(options.clock, "virtual:5");
     EXPECT_EQ(options.stats, "u");
@@ -68,6 +69,11 @@ TEST(LauncherOptionsTest, DriversHaveTheirNodes) {
     EXPECT_EQ(options.openipmi_node, row.openipmi) << row.driver;
     EXPECT_EQ(options.maker_node, row.maker) << row.driver;
   }
+}
+
+TEST(LauncherOptionsTest, PlansCanBeStrict) {
+  EXPECT_TRUE(Good({"--strict", "--fault", "1: stuck", "--", "x"}).strict);
+  EXPECT_TRUE(Good({"--fault=1: stuck", "--strict", "--serve=s"}).strict);
 }
 
 TEST(LauncherOptionsTest, TasksWithoutAProgram) {
@@ -186,6 +192,8 @@ TEST(LauncherOptionsTest, MistakesAreTold) {
       {{"--serve=s", "--stats", "u"},
        "--clock and --stats are about a program, and --serve runs none"},
       {{"--driver", "kcs", "--", "x"}, "--driver is openipmi, maker, both or none"},
+      {{"--strict", "--", "x"}, "--strict is about a fault plan, and there is none"},
+      {{"--strict=1", "--fault", "1: stuck", "--", "x"}, "--strict takes no value"},
       {{"--node", "ipmi0", "--", "x"}, "--node wants an absolute path"},
       {{"--node", "/dev/ipmidev", "--", "x"}, "/dev/ipmidev is the maker's driver's node"},
       {{"--clock", "fast", "--", "x"},
@@ -210,35 +218,13 @@ TEST(LauncherOptionsTest, MistakesAreTold) {
 
 TEST(LauncherOptionsTest, HelpTellsOfEveryOptionAndTheGrammar) {
   const std::string help = bmcsim::LauncherHelp();
-  for (const char* word : {"--state",
-                           "--create",
-                           "--dump",
-                           "--help",
-                           "--version",
-                           "--driver",
-                           "--node",
-                           "--fault",
-                           "--trace",
-                           "--clock",
-                           "--stats",
-                           "--product",
-                           "--manufacturer",
-                           "--device-revision",
-                           "--ipmi-version",
-                           "--no-aux",
-                           "--slot",
-                           "--capacity",
-                           "--erase-polls",
-                           "--max-read",
-                           "--id-step",
-                           "--records",
-                           "--version-text",
-                           "--config-name",
-                           "--load",
-                           "--serve",
-                           "\n  cc XX ",
-                           "\n  silence [S] ",
-                           "oem-add@17: cancel"}) {
+  for (const char* word :
+       {"--state",        "--create",  "--dump",     "--help",           "--version",
+        "--driver",       "--node",    "--fault",    "--strict",         "--trace",
+        "--clock",        "--stats",   "--product",  "--manufacturer",   "--device-revision",
+        "--ipmi-version", "--no-aux",  "--slot",     "--capacity",       "--erase-polls",
+        "--max-read",     "--id-step", "--records",  "--version-text",   "--config-name",
+        "--load",         "--serve",   "\n  cc XX ", "\n  silence [S] ", "oem-add@17: cancel"}) {
     EXPECT_NE(help.find(word), std::string::npos) << word;
   }
 }

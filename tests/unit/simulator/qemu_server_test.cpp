@@ -190,6 +190,18 @@ TEST_F(QemuServerTest, PlanCountsTheRequestsOfTheWholeService) {
   EXPECT_EQ(Ask("28 22"), "message 2C 22 00 02 00");
 }
 
+TEST_F(QemuServerTest, RulesThatNeverStruckAreToldAtTheEnd) {
+  for (const bool strict : {false, true}) {
+    Serve({strict ? "--strict" : "--id-step=1", "--fault", "reserve@1: cancel; reserve@9: cc C1"});
+    Connect();
+    Ask("28 22");
+    const int status = Stop();
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), strict ? 125 : 0);
+    EXPECT_EQ(Read("errors"), "bmcsim: the fault plan's rule 'reserve@9: cc C1' never struck\n");
+  }
+}
+
 TEST_F(QemuServerTest, BmcThatIsKilledLeavesAWholeStateAndAnotherTakesItsPlace) {
   Serve({"--fault", "reserve@2: signal KILL"});
   Connect();
@@ -223,7 +235,8 @@ TEST_F(QemuServerTest, WhatCannotBeUsedIsTold) {
       {{"--serve", "no/where"}, "bmcsim: cannot listen on no/where: No such file or directory\n"},
       {{"--trace", "no/where"},
        "bmcsim: cannot write the trace no/where: No such file or directory\n"},
-      {{"--fault", "nonsense"}, "bmcsim: cannot read the fault plan nonsense\n"},
+      {{"--fault", "nonsense"},
+       "bmcsim: cannot read the fault plan nonsense: No such file or directory\n"},
   };
   for (const auto& [options, complaint] : rows) {
     Serve(options);
