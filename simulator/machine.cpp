@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/ipmi.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -18,6 +19,7 @@
 #include "simulator/bmc_model.h"
 #include "simulator/real_calls.h"
 #include "simulator/run_environment.h"
+#include "simulator/signal_guard.h"
 #include "simulator/state_file.h"
 #include "simulator/strike_notes.h"
 
@@ -78,8 +80,9 @@ void Machine::Start() {
   const char* strikes = NonEmpty(kStrikesVariable);
   if (strikes == nullptr) return;
   StrikeNotes notes;
-  if (!notes.Open(strikes))
+  if (!notes.Open(strikes)) {
     Die(std::string("cannot note what the fault plan does: ") + std::strerror(errno));
+  }
   plan_.NoteStrikesIn(notes.bytes());
 }
 
@@ -96,6 +99,7 @@ bool Machine::OpenState() {
 }
 
 int Machine::OpenNode(Driver driver, int flags) {
+  const SignalGuard guard;
   if (!OpenState()) return -1;
   Port* const port = nodes_.FindFree();
   if (port == nullptr) {
@@ -111,8 +115,20 @@ int Machine::OpenNode(Driver driver, int flags) {
   return fd;
 }
 
-void Machine::Raise(int signal) { (void)raise(signal); }
+// The handler may make requests before it returns, if it does.
+void Machine::Raise(int signal) {
+  const sigset_t* const mask = programs_mask_;
+  const int request_fd = request_fd_;
+  sigset_t held;
+  pthread_sigmask(SIG_SETMASK, mask, &held);
+  (void)raise(signal);
+  pthread_sigmask(SIG_SETMASK, &held, nullptr);
+  programs_mask_ = mask;
+  request_fd_ = request_fd;
+}
 
+// Each descriptor has a lock of its own: a handler that came in between would wait for its own
+// process for ever.
 void Machine::BeginRequest() {
   while (flock(request_fd_, LOCK_EX) == -1 && errno == EINTR) {
   }
@@ -153,24 +169,28 @@ void Machine::Trace(std::span<const char> lines) {
 void Machine::CountWait() {
   ++waits_;
   if (plan_.empty()) return;
+  const SignalGuard guard;
+  programs_mask_ = &guard.programs();
   StrikeWait(*this, plan_.MatchWait());
 }
 
-int Machine::Pass(std::int64_t nanoseconds) {
+int Machine::Await(std::int64_t nanoseconds) {
   if (clock_.is_virtual()) {
     clock_.Advance(nanoseconds);
     return 0;
   }
   const timespec wait = Timespec(nanoseconds);
-  return Real().nanosleep(&wait, nullptr) == 0 ? 0 : errno;
+  return ppoll(nullptr, 0, &wait, programs_mask_) == 0 ? 0 : errno;
 }
 
-int Machine::WaitForever() {
-  pause();
+int Machine::AwaitForever() {
+  sigsuspend(programs_mask_);
   return EINTR;
 }
 
 int Machine::Ioctl(Port& port, unsigned long request, void* argument) {
+  const SignalGuard guard;
+  programs_mask_ = &guard.programs();
   request_fd_ = port.fd;
   const int result = port.driver == Driver::kMaker ? MakerIoctl(request, argument)
                                                    : OpenIpmiIoctl(port, request, argument);
@@ -181,8 +201,10 @@ int Machine::Ioctl(Port& port, unsigned long request, void* argument) {
 
 int Machine::OpenIpmiIoctl(Port& port, unsigned long request, void* argument) {
   switch (request) {
-    case IPMICTL_SEND_COMMAND:
-      return port.queue.Send(static_cast<const ipmi_req*>(argument), *exchange_, outcome_);
+    case IPMICTL_SEND_COMMAND: {
+      Outcome outcome;  // of this request alone: a handler inside it may make another
+      return port.queue.Send(static_cast<const ipmi_req*>(argument), *exchange_, outcome);
+    }
     case IPMICTL_RECEIVE_MSG:
       return port.queue.Receive(static_cast<ipmi_recv*>(argument), false);
     case IPMICTL_RECEIVE_MSG_TRUNC:
@@ -195,13 +217,14 @@ int Machine::OpenIpmiIoctl(Port& port, unsigned long request, void* argument) {
 int Machine::MakerIoctl(unsigned long request, void* argument) {
   if (request != kMakerIoctl) return -ENOTTY;
   const auto* block = static_cast<const MakerBlock*>(argument);
-  if (const int refused = MakerSend(block, *exchange_, outcome_); refused != 0) return refused;
-  if (outcome_.wait_ms == kForever) return -WaitForever();
-  if (outcome_.wait_ms > 0) {
-    const int interrupted = Pass(outcome_.wait_ms * kNanosecondsPerMillisecond);
+  Outcome outcome;  // of this request alone: a handler inside it may make another
+  if (const int refused = MakerSend(block, *exchange_, outcome); refused != 0) return refused;
+  if (outcome.wait_ms == kForever) return -AwaitForever();
+  if (outcome.wait_ms > 0) {
+    const int interrupted = Await(outcome.wait_ms * kNanosecondsPerMillisecond);
     if (interrupted != 0) return -interrupted;
   }
-  return MakerFinish(*block, outcome_);
+  return MakerFinish(*block, outcome);
 }
 
 // Waits until the queue's first answer can be received.
@@ -217,9 +240,9 @@ int Machine::AwaitAnswer(OpenIpmiQueue& queue, const timeval* timeout) {
   if (!queue.empty() && queue.wait_ms() != kForever) {
     due = queue.wait_ms() * kNanosecondsPerMillisecond;
   }
-  if (limit == kEndless && due == kEndless) return -WaitForever();
+  if (limit == kEndless && due == kEndless) return -AwaitForever();
   const std::int64_t wait = std::min(limit, due);
-  const int interrupted = wait > 0 ? Pass(wait) : 0;
+  const int interrupted = wait > 0 ? Await(wait) : 0;
   if (interrupted != 0) return -interrupted;
   if (due > limit) return 0;
   queue.WaitIsOver();
@@ -244,6 +267,8 @@ int Machine::Select(int count, fd_set* read_set, fd_set* write_set, fd_set* erro
   if (port == nullptr || others > 0) {
     return Real().select(count, read_set, write_set, error_set, timeout);
   }
+  const SignalGuard guard;
+  programs_mask_ = &guard.programs();
   const int ready = AwaitAnswer(port->queue, timeout);
   if (ready < 0) {
     errno = -ready;

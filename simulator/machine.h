@@ -4,6 +4,7 @@
 #include <sys/select.h>
 #include <sys/time.h>
 
+#include <csignal>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -46,11 +47,6 @@ class Machine final : public ExchangeHost {
   /// A wait of the program: counts it and does what the plan says.
   void CountWait();
 
-  /// Lets so much time pass, in truth or on the virtual clock.
-  ///
-  /// @return 0 or an errno (EINTR).
-  int Pass(std::int64_t nanoseconds);
-
   void Raise(int signal) override;
   void StepClock(std::int64_t seconds) override { clock_.Step(seconds * kNanosecondsPerSecond); }
   void BeginRequest() override;
@@ -67,7 +63,8 @@ class Machine final : public ExchangeHost {
   int OpenIpmiIoctl(Port& port, unsigned long request, void* argument);
   int MakerIoctl(unsigned long request, void* argument);
   int AwaitAnswer(OpenIpmiQueue& queue, const timeval* timeout);
-  int WaitForever();
+  int Await(std::int64_t nanoseconds);
+  int AwaitForever();
   void OpenTrace();
   [[noreturn]] static void Die(const std::string& message);
 
@@ -75,13 +72,13 @@ class Machine final : public ExchangeHost {
   const char* trace_path_ = nullptr;
   const char* stats_path_ = nullptr;
   int trace_fd_ = -1;
-  int request_fd_ = -1;  // the port that the request in hand came through
+  int request_fd_ = -1;                      // the port that the request in hand came through
+  const sigset_t* programs_mask_ = nullptr;  // while the program's signals are held back
   std::uint64_t waits_ = 0;
   std::int64_t cpu_time_ = 0;
   SimClock clock_;
   Exchange* exchange_ = nullptr;
   DeviceNodes nodes_;
-  Outcome outcome_{};
   FaultPlan plan_;
 };
 

@@ -13,10 +13,9 @@
 namespace bmcsim {
 namespace {
 
-// What a wait of the program becomes: 0, or an errno.
-int WaitSimulated(std::int64_t nanoseconds) {
+void PassAtOnce(std::int64_t nanoseconds) {
   const CpuMeter meter;
-  return g_machine.Pass(nanoseconds);
+  g_machine.clock().Advance(nanoseconds);
 }
 
 // What a clock shows to the program; `real` is what it shows in truth.
@@ -48,14 +47,15 @@ BMCSIM_EXPORT int usleep(useconds_t microseconds) {
   if (!g_machine.started()) return Real().usleep(microseconds);
   g_machine.CountWait();
   if (!g_machine.clock().is_virtual()) return Real().usleep(microseconds);
-  return bmcsim::WaitSimulated(microseconds * bmcsim::kNanosecondsPerMicrosecond);
+  bmcsim::PassAtOnce(microseconds * bmcsim::kNanosecondsPerMicrosecond);
+  return 0;
 }
 
 BMCSIM_EXPORT unsigned sleep(unsigned seconds) {
   if (!g_machine.started()) return Real().sleep(seconds);
   g_machine.CountWait();
   if (!g_machine.clock().is_virtual()) return Real().sleep(seconds);
-  bmcsim::WaitSimulated(seconds * bmcsim::kNanosecondsPerSecond);
+  bmcsim::PassAtOnce(seconds * bmcsim::kNanosecondsPerSecond);
   return 0;
 }
 
@@ -63,7 +63,8 @@ BMCSIM_EXPORT int nanosleep(const timespec* wait, timespec* rest) {
   if (!g_machine.started()) return Real().nanosleep(wait, rest);
   g_machine.CountWait();
   if (!g_machine.clock().is_virtual()) return Real().nanosleep(wait, rest);
-  return bmcsim::WaitSimulated(bmcsim::Nanoseconds(*wait));
+  bmcsim::PassAtOnce(bmcsim::Nanoseconds(*wait));
+  return 0;
 }
 
 BMCSIM_EXPORT int clock_nanosleep(clockid_t clock, int flags, const timespec* wait,
@@ -73,7 +74,8 @@ BMCSIM_EXPORT int clock_nanosleep(clockid_t clock, int flags, const timespec* wa
   if (!g_machine.clock().is_virtual()) return Real().clock_nanosleep(clock, flags, wait, rest);
   std::int64_t nanoseconds = bmcsim::Nanoseconds(*wait);
   if ((flags & TIMER_ABSTIME) != 0) nanoseconds -= bmcsim::Shown(clock, bmcsim::RealClock(clock));
-  return nanoseconds <= 0 ? 0 : bmcsim::WaitSimulated(nanoseconds);
+  if (nanoseconds > 0) bmcsim::PassAtOnce(nanoseconds);
+  return 0;
 }
 
 BMCSIM_EXPORT int clock_gettime(clockid_t clock, timespec* now) noexcept {

@@ -842,6 +842,32 @@ TEST_F(BmcsimTest, KillingAProgramAnywhereLeavesAWholeBmc) {
   }
 }
 
+TEST_F(BmcsimTest, HandlerMayMakeRequestsInsideARequest) {
+  constexpr int kRequests = 20000;
+  EXPECT_EQ(Client({"--driver", "maker", "--stats", "s"},
+                   {"open", "/dev/ipmidev", "pester", std::to_string(kRequests), "28 22"}),
+            "open 3\npester " + std::to_string(kRequests) + "\n");
+  const int requests = std::stoi(Read("s").substr(std::string("requests ").size()));
+  EXPECT_GT(requests, kRequests + 100) << "the handler was hardly called";
+}
+
+TEST_F(BmcsimTest, SignalOfThePlanFindsTheDriverReadyForRequests) {
+  for (const char* when : {"", " after"}) {
+    const std::string plan = std::string("2: signal ALRM") + when;
+    EXPECT_EQ(Client({"--driver", "maker", "--fault", plan, "--trace", "t"},
+                     {"open", "/dev/ipmidev", "pester-once", "28 22", "maker", "28 22", "maker",
+                      "F8 11"}),
+              "open 3\nmaker 5 2C 22 00 01 00\nmaker 3 FC 11 D5\n")
+        << when;
+    fs::remove(directory_ / "bmcsim.state");
+  }
+  EXPECT_EQ(Read("t"),
+            "> 28 22\n< 2C 22 00 01 00\n! signal 14\n> 28 22\n< 2C 22 00 02 00\n"
+            "> F8 11\n< FC 11 D5 ! signal ALRM\n"
+            "> 28 22\n< 2C 22 00 01 00\n> F8 11\n< FC 11 D5 ! signal ALRM after\n! signal 14\n"
+            "> 28 22\n< 2C 22 00 02 00\n");
+}
+
 TEST_F(BmcsimTest, StoppedProgramThatHoldsNothingBlocksNobody) {
   Bmcsim({"--create"});
   const pid_t child = Start({BMCSIM_PROGRAM, "--fault", "2: signal STOP", "--", CLIENT_PROGRAM,

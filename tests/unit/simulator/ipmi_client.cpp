@@ -20,6 +20,10 @@
 //   elapsed              milliseconds of the real clock since the start
 //   say TEXT
 //   survive              handles SIGTERM and SIGUSR1 by saying "caught"
+//   pester N "28 22"     the request N times while a handler that an interval timer calls makes it,
+//   too,
+//                        on a node of its own; then "pester N", or at once an answer that is none
+//   pester-once "28 22"  the handler alone
 //   loop N "28 22"       a request N times over OpenIPMI (0: for ever), then "loop N"
 //   update               a whole update of the repository, for ever
 
@@ -234,6 +238,41 @@ extern "C" void Caught(int signal) {
   if (write(STDOUT_FILENO, text, sizeof text - 1) < 0 || signal == 0) _exit(1);
 }
 
+// Whether the request is answered well by the driver of the node that `g_fd` has open.
+bool AnsweredWell(Bytes image) {
+  std::array<std::uint8_t, kMakerBuffer> buffer{};
+  std::memcpy(buffer.data(), image.data() + 2, image.size() - 2);
+  MakerBlock block = {
+      image[0], image[1], {}, static_cast<std::int32_t>(image.size() - 2), buffer.data()};
+  const int length = ioctl(g_fd, kMakerIoctl, &block);
+  return length > 2 && buffer[0] == (image[0] | 4) && buffer[1] == image[1] && buffer[2] == 0;
+}
+
+Bytes g_pestering;                       // NOLINT(cert-err58-cpp): a handler's request
+volatile std::sig_atomic_t g_wrong = 0;  // answers to it that were none
+
+extern "C" void Pester(int /*signal*/) {
+  const int interrupted = g_fd;
+  const int reason = errno;
+  g_fd = open("/dev/ipmidev", O_RDONLY);
+  if (g_fd == -1 || !AnsweredWell(g_pestering)) g_wrong = 1;
+  close(g_fd);
+  g_fd = interrupted;
+  errno = reason;
+}
+
+void EndurePestering(long count, const Bytes& image) {
+  g_pestering = image;
+  (void)std::signal(SIGALRM, Pester);
+  const itimerval often = {{0, 50}, {0, 50}};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  long done = 0;
+  while (done < count && g_wrong == 0 && AnsweredWell(image)) ++done;
+  const itimerval never = {};
+  setitimer(ITIMER_REAL, &never, nullptr);
+  std::printf("pester %ld\n", done);
+}
+
 std::uint8_t CompletionCode(const Bytes& request, Bytes& answer) {
   Received received;
   if (!Exchange(request, kRoom, received)) std::exit(1);
@@ -372,6 +411,12 @@ class Script {
     } else if (step == "survive") {
       (void)std::signal(SIGTERM, Caught);
       (void)std::signal(SIGUSR1, Caught);
+    } else if (step == "pester") {
+      const long count = NextNumber();
+      EndurePestering(count, ParseHex(Next()));
+    } else if (step == "pester-once") {
+      g_pestering = ParseHex(Next());
+      (void)std::signal(SIGALRM, Pester);
     } else if (step == "loop") {
       const long count = NextNumber();
       const Bytes image = ParseHex(Next());
