@@ -2,13 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <ctime>
 #include <span>
-#include <vector>
-
-#include "simulator/sample_records.h"
 
 namespace bmcsim {
 namespace {
@@ -163,21 +159,6 @@ std::string DescribeRecord(Bytes record, const Identity& identity) {
   return text + "\n       " + Hex(record.subspan(kRecordHeaderBytes)) + "\n";
 }
 
-bool ParseHexLine(std::string_view line, std::vector<std::uint8_t>& bytes) {
-  constexpr std::string_view kBlanks = " \t\r";
-  while (true) {
-    const std::size_t begin = line.find_first_not_of(kBlanks);
-    if (begin == std::string_view::npos) return true;
-    line.remove_prefix(begin);
-    const std::string_view word = line.substr(0, line.find_first_of(kBlanks));
-    std::uint8_t byte = 0;
-    const auto [stop, error] = std::from_chars(word.data(), word.data() + word.size(), byte, 16);
-    if (error != std::errc() || stop != word.data() + word.size() || word.size() != 2) return false;
-    bytes.push_back(byte);
-    line.remove_prefix(word.size());
-  }
-}
-
 }  // namespace
 
 std::string DescribeRepository(const BmcState& state) {
@@ -191,26 +172,6 @@ std::string HexRepository(const BmcState& state) {
   std::string text;
   ForEachRecord(state, [&](Bytes record) { text += Hex(record.subspan(kRecordIdBytes)) + "\n"; });
   return text;
-}
-
-bool LoadHexRepository(std::string_view text, BmcState& state, std::string& error) {
-  for (int number = 1; !text.empty(); ++number) {
-    const std::size_t end = text.find('\n');
-    std::string_view line = text.substr(0, end);
-    text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
-    line = line.substr(0, line.find('#'));
-    std::vector<std::uint8_t> record;
-    if (!ParseHexLine(line, record)) {
-      error = "line " + std::to_string(number) + ": it is not bytes in hex";
-      return false;
-    }
-    if (record.empty() || AppendRecord(record, state)) continue;
-    error =
-        "line " + std::to_string(number) +
-        ": it is not a whole record (SDR version, type, body length, body), or there is no room";
-    return false;
-  }
-  return true;
 }
 
 }  // namespace bmcsim

@@ -103,7 +103,7 @@ Bytes OemRecord(const Identity& identity, std::string_view text) {
 
 }  // namespace
 
-bool AppendRecord(std::span<const std::uint8_t> record, BmcState& state) {
+bool AppendRecord(std::span<const std::uint8_t> record, BmcState& state, std::uint16_t id) {
   const std::size_t header = kRecordHeaderBytes - kRecordIdBytes;
   if (record.size() < header || record.size() != header + record[header - 1]) return false;
   Control control = ActiveControl(state);
@@ -111,13 +111,14 @@ bool AppendRecord(std::span<const std::uint8_t> record, BmcState& state) {
   const std::size_t length = kRecordIdBytes + record.size();
   if (store.used + length > control.identity.capacity) return false;
   auto& bytes = state.store_bytes[control.served];
-  bytes[store.used] = static_cast<std::uint8_t>(store.next_id);
-  bytes[store.used + 1] = static_cast<std::uint8_t>(store.next_id >> 8);
+  if (id == kFirstRecord) id = store.next_id;
+  bytes[store.used] = static_cast<std::uint8_t>(id);
+  bytes[store.used + 1] = static_cast<std::uint8_t>(id >> 8);
   std::copy(record.begin(), record.end(), bytes.begin() + store.used + kRecordIdBytes);
   store.last_offset = store.used;
   store.used += static_cast<std::uint32_t>(length);
   ++store.record_count;
-  store.next_id = NextRecordId(store.next_id, control.identity.record_id_step);
+  store.next_id = NextRecordId(id, control.identity.record_id_step);
   Publish(control, state);
   return true;
 }

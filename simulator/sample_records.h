@@ -22,11 +22,13 @@ struct SampleSet {
 /// The longest text that fits the version record; one less for the configuration record.
 inline constexpr std::size_t kMaxSampleText = 61;
 
-/// Appends one record to the served store, as the BMC does: with a record ID of its own.
+/// Appends one record to the served store.
 ///
 /// @param record  SDR version, record type, body length, body (no record ID).
+/// @param id      its record ID; kFirstRecord: the BMC assigns one.
 /// @return false when it has no whole body or does not fit the capacity.
-bool AppendRecord(std::span<const std::uint8_t> record, BmcState& state);
+bool AppendRecord(std::span<const std::uint8_t> record, BmcState& state,
+                  std::uint16_t id = kFirstRecord);
 
 /// Adds a plausible set to the served store: a board's controller and FRU, then sensors.
 ///

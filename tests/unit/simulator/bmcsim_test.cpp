@@ -143,6 +143,9 @@ TEST_F(BmcsimTest, MistakesEndWithStatus2AndNothingIsRun) {
   Write("foreign", "not a state");
   Write("plan", "1: explode");
   Write("set", "51 01");
+  Write("full", "51 01 00\n51 01 00\n");
+  Write("raw", {"\1\0\x51\1\7", 5});
+  Write("image", "KOV IPMI\4\2");
   const std::pair<Words, const char*> rows[] = {
       {{"--what"}, "bmcsim: there is no option --what\n"},
       {{"--dump"}, "bmcsim: cannot use bmcsim.state as a BMC's state: No such file or directory\n"},
@@ -160,8 +163,16 @@ TEST_F(BmcsimTest, MistakesEndWithStatus2AndNothingIsRun) {
       {Join({"--fault", "no-such-plan"}, CLIENT_PROGRAM, {"say", "hi"}),
        "bmcsim: cannot read the fault plan no-such-plan: No such file or directory\n"},
       {{"--create", "--load", "set"},
-       "bmcsim: set, line 1: it is not a whole record (SDR version, type, body length, body), or "
-       "there is no room\n"},
+       "bmcsim: set, line 1: it is not a whole record (SDR version, type, body length, body)\n"},
+      {{"--create", "--load", "raw"},
+       "bmcsim: raw, offset 0: it is not a whole record (record ID, SDR version, type, body "
+       "length, body)\n"},
+      {{"--create", "--load", "image"}, "bmcsim: image, offset 10: the image ends in the header\n"},
+      {{"--create", "--load", "/dev/zero"},
+       "bmcsim: cannot read /dev/zero: it is longer than 1048576 bytes\n"},
+      {{"--create", "--load", "."}, "bmcsim: cannot read .: Is a directory\n"},
+      {{"--create", "--load", "full", "--capacity", "9"},
+       "bmcsim: full, line 2: there is no room for this record\n"},
       {{"--create", "--load", "no-such-set"},
        "bmcsim: cannot read no-such-set: No such file or directory\n"},
       {{"--create", "--records", "9", "--capacity", "100"},
@@ -249,6 +260,37 @@ TEST_F(BmcsimTest, DumpedSetCanBeLoaded) {
   Write("set", dump);
   EXPECT_EQ(Bmcsim({"--state", "other", "--create", "--load", "set"}).status, 0);
   EXPECT_EQ(Bmcsim({"--state", "other", "--dump=hex"}).output, dump);
+}
+
+TEST_F(BmcsimTest, BoardsImageMakesABmcLikeTheBoards) {
+  // Header, identity of product 0102h, control block, one record with ID 0007h.
+  std::string image = "KOV IPMI\4\2\x9" + std::string(53, '\0');
+  image[20] = 96;
+  image += {'\0', '\x20', 1, 1, '\x10', '\x51', '\x9F', '\x77', 0, 0, 2, 1};
+  image.resize(96);
+  image += {'\0', '\x51', 1, 0, 0, 0, 0, 0, '\x4A', '\x5A', 0, 0, '\x4B', '\x5A', 2};
+  image.resize(128);
+  const std::string record = {7, 0, '\x51', '\x01', 0};
+  image[116] = static_cast<char>(record.size());
+  const auto seal = [](std::string& bytes, std::size_t first, std::size_t at) {
+    for (std::size_t i = first; i < at; ++i) bytes[at] = static_cast<char>(bytes[at] - bytes[i]);
+  };
+  seal(image, 0, 63);
+  seal(image, 64, 95);
+  for (const char byte : record) image[126] = static_cast<char>(image[126] - byte);
+  seal(image, 96, 127);
+  Write("board", image + record);
+  EXPECT_EQ(Client({"--load", "board"}, {"open", "/dev/ipmi0", "ask", "18 01", "ask", "28 20",
+                                         "ask", "28 23 00 00 00 00 00 05"}),
+            "open 3\nask 14 1C 01 00 20 01 01 10 51 9F 77 00 00 02 01\n"
+            "ask 17 2C 20 00 51 01 00 FB FF 00 00 4A 5A 00 00 4B 5A 02\n"
+            "ask 10 2C 23 00 FF FF 07 00 51 01 00\n");
+  const Ended made = Bmcsim({"--state", "other", "--create", "--load", "board", "--product", "BEEF",
+                             "--version-text", "01.02"});
+  EXPECT_EQ(made.errors, "");
+  const std::string dump = Bmcsim({"--state", "other", "--dump"}).output;
+  EXPECT_THAT(dump, HasSubstr("Product ID          BEEFh\n")) << "options have the last word";
+  EXPECT_THAT(dump, HasSubstr("0008h  type C0h OEM"));
 }
 
 TEST_F(BmcsimTest, BmcIsMadeByTheFirstRunThatNeedsIt) {

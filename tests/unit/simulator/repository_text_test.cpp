@@ -91,42 +91,5 @@ TEST_F(RepositoryTextTest, FirstVersionRecordWins) {
             std::string::npos);
 }
 
-TEST_F(RepositoryTextTest, HexFormGoesOutAndIn) {
-  ASSERT_TRUE(bmcsim::AddSampleSet({40, "SDR Version 01.02", "BOARD"}, 0, *state_));
-  Fill({RecordOf(0, 0), RecordOf(255, 0xFE)});
-  const std::string text = Served();
-  Reset(bmcsim::Identity());
-  std::string error;
-  ASSERT_TRUE(bmcsim::LoadHexRepository(text, *state_, error)) << error;
-  EXPECT_EQ(Served(), text);
-}
-
-TEST_F(RepositoryTextTest, LoadingPassesOverBlanksAndComments) {
-  std::string error;
-  ASSERT_TRUE(
-      bmcsim::LoadHexRepository("# old set\n\n 51  01 01\taa \r\n51 01 00 # none", *state_, error))
-      << error;
-  EXPECT_EQ(Served(), "51 01 01 AA\n51 01 00\n");
-}
-
-TEST_F(RepositoryTextTest, LinesThatAreNoRecordAreToldWithTheirNumber) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"51 01 0", "line 1: it is not bytes in hex"},
-      {"\n51 01 001", "line 2: it is not bytes in hex"},
-      {"51 01 xx", "line 1: it is not bytes in hex"},
-      {"51 01 01",
-       "line 1: it is not a whole record (SDR version, type, body length, body), or "
-       "there is no room"},
-      {"51",
-       "line 1: it is not a whole record (SDR version, type, body length, body), or there is "
-       "no room"},
-  };
-  for (const auto& [text, complaint] : rows) {
-    std::string error;
-    EXPECT_FALSE(bmcsim::LoadHexRepository(text, *state_, error)) << text;
-    EXPECT_EQ(error, complaint);
-  }
-}
-
 }  // namespace
 }  // namespace bmcsim_test
