@@ -1,6 +1,7 @@
 #include "simulator/bmc_model.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace bmcsim {
@@ -12,6 +13,7 @@ constexpr std::uint8_t kReserveSupported = 0x02;
 constexpr std::uint32_t kMostFreeSpace = 0xFFFE;  // larger values have another meaning
 constexpr std::uint8_t kWholeRecord = 0xFF;
 constexpr std::size_t kNoRecord = SIZE_MAX;
+constexpr std::size_t kRecordIdBytes = 2;
 constexpr std::array<std::uint8_t, 3> kClearKey = {'C', 'L', 'R'};
 
 // Get SDR: reservation (2), record ID (2), offset, bytes to read.
@@ -135,6 +137,39 @@ void BmcModel::CancelReservations() {
   work_.reservation = 0;
   work_.spare_reservation = 0;
   Publish(work_, state_);
+}
+
+bool BmcModel::ReplaceRecord(std::uint16_t id, Data record, std::uint32_t now) {
+  work_ = ActiveControl(state_);
+  now_ = now;
+  const bool in_spare = work_.spare_open != 0;
+  const unsigned from = StoreIndex(in_spare ? Side::kSpare : Side::kServed);
+  // The served store is never overwritten: its successor is made in the other one.
+  const unsigned to = in_spare ? from : from ^ 1U;
+  const std::size_t begin = FindRecord(from, id);
+  if (begin == kNoRecord) return false;
+  Store store = work_.store[from];
+  const std::size_t old_end = begin + RecordLength(state_, work_, from, begin);
+  const std::size_t new_end = begin + kRecordIdBytes + record.size();
+  const std::size_t tail = store.used + store.pending_bytes - old_end;
+  if (new_end + tail > work_.identity.capacity) return false;
+
+  if (in_spare) CloseSpare();
+  const std::uint8_t* const source = state_.store_bytes[from].data();
+  std::uint8_t* const target = state_.store_bytes[to].data();
+  std::memmove(target + new_end, source + old_end, tail);
+  if (!in_spare) std::memcpy(target, source, begin + kRecordIdBytes);
+  std::memcpy(target + begin + kRecordIdBytes, record.data(), record.size());
+
+  const auto grown = static_cast<std::uint32_t>(new_end - old_end);  // modulo 2^32
+  store.used += grown;
+  if (store.last_offset > begin) store.last_offset += grown;
+  store.hint_offset = 0;
+  store.addition_time = Stamp();
+  work_.store[to] = store;
+  work_.served = static_cast<std::uint8_t>(in_spare ? work_.served : to);
+  Publish(work_, state_);
+  return true;
 }
 
 unsigned BmcModel::StoreIndex(Side side) const {
@@ -266,13 +301,16 @@ std::uint8_t BmcModel::Spared(Data data, Answer& /*answer*/) {
   return kOk;
 }
 
+// Before the bytes of an open spare copy are overwritten: whoever is killed then has none.
+void BmcModel::CloseSpare() {
+  Control closed = work_;
+  closed.spare_open = 0;
+  closed.spare_reservation = 0;
+  Publish(closed, state_);
+}
+
 std::uint8_t BmcModel::OpenSpare() {
-  if (work_.spare_open != 0) {
-    // The copy below overwrites what an open spare store still shows, so it is closed first.
-    work_.spare_open = 0;
-    work_.spare_reservation = 0;
-    Publish(work_, state_);
-  }
+  if (work_.spare_open != 0) CloseSpare();
   const unsigned from = StoreIndex(Side::kServed);
   const unsigned to = StoreIndex(Side::kSpare);
   Store& served = work_.store[from];

@@ -108,6 +108,16 @@ class BmcModel {
   /// Makes every reservation invalid, as another user of the BMC would.
   void CancelReservations();
 
+  /// Puts another record in the place of one, as another user of the BMC would: in the spare copy
+  /// while that is open, otherwise in the served repository. It keeps the record ID; no reservation
+  /// is cancelled.
+  ///
+  /// @param id      of the record to replace, or one that means the first or the last.
+  /// @param record  SDR version, record type, body length, body.
+  /// @param now     the BMC's clock, seconds since the epoch.
+  /// @return false when there is no such record, or no room; then nothing has changed.
+  bool ReplaceRecord(std::uint16_t id, std::span<const std::uint8_t> record, std::uint32_t now);
+
  private:
   struct Command;
   enum class Side : std::uint8_t { kServed, kSpare };
@@ -128,6 +138,7 @@ class BmcModel {
   std::uint8_t Erase(Data data, Answer& answer);
 
   std::uint8_t OpenSpare();
+  void CloseSpare();
   std::uint8_t AddPiece(Store& store, Data piece, bool last, std::uint16_t id, Answer& answer);
   std::uint8_t Enter(Side side);
   unsigned StoreIndex(Side side) const;

@@ -216,6 +216,11 @@ void Exchange::CarryOut(std::span<const std::uint8_t> request, const Faults& fau
   }
   host_.BeginRequest();
   if (faults.Find(Fault::kCancel) != nullptr) model_.CancelReservations();
+  for (const Action* action : faults) {
+    if (action->fault != Fault::kReplace) continue;
+    const auto id = static_cast<std::uint16_t>(action->number);
+    (void)model_.ReplaceRecord(id, action->bytes, host_.Now());
+  }
   if (carry_out) {
     model_.Handle(request[0], request[1], request.subspan(kImagePrefix), host_.Now(), answer);
   }

@@ -236,6 +236,8 @@ const char* FaultPlan::ParseArguments(Action& action, FaultShape shape,
       action.offset = static_cast<std::uint16_t>(*offset);
       return ParseBytes(arguments, action);
     }
+    case FaultShape::kRecord:
+      return ParseRecord(arguments, action);
     case FaultShape::kSignal:
       return ParseSignal(arguments, action);
     case FaultShape::kClockStep:
@@ -265,6 +267,17 @@ const char* FaultPlan::ParseArguments(Action& action, FaultShape shape,
   }
   action.number = *number;
   return nullptr;
+}
+
+const char* FaultPlan::ParseRecord(std::string_view words, Action& action) {
+  constexpr std::size_t kHeader = 3;  // SDR version, type, body length
+  const auto id = Number(Word(words), 16, 0xFFFF);
+  if (!id) return "the action wants a record ID and a record, in hex";
+  action.number = *id;
+  if (const char* wrong = ParseBytes(Trim(words), action); wrong != nullptr) return wrong;
+  const auto& record = action.bytes;
+  const bool whole = record.size() >= kHeader && record.size() == kHeader + record[kHeader - 1];
+  return whole ? nullptr : "the record is not whole (SDR version, type, body length, body)";
 }
 
 const char* FaultPlan::ParseBytes(std::string_view words, Action& action) {

@@ -40,6 +40,8 @@ ACTION is what happens to it:
                       with cc or answer beside it that answer), without S never
   delay S             the answer comes S seconds later
   cancel              every reservation is cancelled before the request
+  replace XXXX XX...  before the request the record with this ID (0000: the first, FFFF: the
+                      last) becomes another one: SDR version, type, body length, body
   signal NAME [after] the program is sent the signal (KILL, TERM, ... or its number) before the
                       BMC sees the request, or after it was carried out
   clock +S            the program's wall clock jumps S seconds ahead, before the request; its
@@ -50,6 +52,8 @@ Examples:
   oem-add@17: cancel                  the reservation is lost before the 17th piece
   oem-clear@1-299: cc C5              299 refused clears
   F8/10/02: cc D5                     the closing SparedSDR fails
+  oem-get-sdr@4: cc C5, replace 0001 51 01 00
+                                      a record changes while it is read, and is read again
   40: signal KILL                     the program dies before its 40th request
   wait@9: clock -3600                 somebody sets the clock back during the ninth wait
 )";

@@ -49,6 +49,7 @@ enum class Fault : std::uint8_t {
   kSilence,       ///< number: milliseconds or kForever; not carried out, no answer
   kDelay,         ///< number: milliseconds; the answer comes so much later
   kCancel,        ///< the reservations are cancelled first
+  kReplace,       ///< number: record ID, bytes: SDR version to body; the record is replaced first
   kSignalBefore,  ///< number: signal sent to the caller before the BMC sees the request
   kSignalAfter,   ///< number: signal sent to the caller once the request is carried out
   kClockForward,  ///< number: seconds by which the caller's wall clock is put forward first
@@ -150,6 +151,7 @@ class FaultPlan {
   const char* ParsePattern(std::string_view text, Rule& rule);
   const char* ParseAction(std::string_view text, const Rule& rule);
   const char* ParseArguments(Action& action, FaultShape shape, std::string_view arguments);
+  const char* ParseRecord(std::string_view words, Action& action);
   const char* ParseBytes(std::string_view words, Action& action);
   void Strike(std::size_t rule, Faults& faults);
 

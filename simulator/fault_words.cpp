@@ -28,6 +28,7 @@ constexpr FaultVerb kVerbs[] = {
     {"silence", Fault::kSilence, FaultShape::kMaybeSeconds},
     {"delay", Fault::kDelay, FaultShape::kSeconds},
     {"cancel", Fault::kCancel, FaultShape::kNothing},
+    {"replace", Fault::kReplace, FaultShape::kRecord},
     {"signal", Fault::kSignalBefore, FaultShape::kSignal},
     {"clock", Fault::kClockForward, FaultShape::kClockStep},
 };

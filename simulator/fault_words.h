@@ -18,6 +18,7 @@ enum class FaultShape : std::uint8_t {
   kDecimal,
   kBytes,
   kPlacedBytes,
+  kRecord,
   kErrno,
   kSeconds,
   kMaybeSeconds,

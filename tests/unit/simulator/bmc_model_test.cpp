@@ -510,6 +510,70 @@ TEST_F(TimeStampTest, StandardClearMovesTheEraseStamp) {
   EXPECT_EQ(Stamps(), "00 00 00 00 00 00 00 40");
 }
 
+// Records that somebody else replaces.
+
+TEST_F(BmcModelTest, RecordIsReplacedByOneOfAnyLength) {
+  for (const bool spare : {false, true}) {
+    for (const std::size_t body : {0, 1, 11, 12, 255}) {
+      for (const int which : {0, 1, 2}) {
+        Reset(bmcsim::Identity());
+        std::vector<Bytes> records = {RecordOf(5, 0xAA), RecordOf(11, 0xBB), RecordOf(7, 0xCC)};
+        Fill(records);
+        if (spare) Spared(0);
+        records[static_cast<std::size_t>(which)] = RecordOf(body, 0xDD);
+        now_ = kNow + 5;
+        ASSERT_TRUE(model_->ReplaceRecord(static_cast<std::uint16_t>(which + 1),
+                                          RecordOf(body, 0xDD), now_));
+        EXPECT_EQ(bmcsim::CheckState(*state_), "");
+        if (spare) {
+          EXPECT_EQ(Served(), ToHex(RecordOf(5, 0xAA)) + "\n" + ToHex(RecordOf(11, 0xBB)) + "\n" +
+                                  ToHex(RecordOf(7, 0xCC)) + "\n");
+          EXPECT_EQ(Spared(2), "00");
+        }
+        std::string expected;
+        for (const Bytes& record : records) expected += ToHex(record) + "\n";
+        EXPECT_EQ(Served(), expected) << "record " << which << ", spare copy " << spare;
+        EXPECT_EQ(Ask("28 23 00 00 FF FF 00 02"), "00 FF FF 03 00") << "the IDs stay";
+        EXPECT_EQ(control().store[control().served].addition_time, kNow + 5);
+      }
+    }
+  }
+}
+
+TEST_F(BmcModelTest, FirstAndLastRecordCanBeReplacedWithoutTheirIds) {
+  Fill({RecordOf(5, 0xAA), RecordOf(5, 0xBB), RecordOf(5, 0xCC)});
+  EXPECT_TRUE(model_->ReplaceRecord(bmcsim::kFirstRecord, RecordOf(1, 0x11), kNow));
+  EXPECT_TRUE(model_->ReplaceRecord(bmcsim::kLastRecord, RecordOf(2, 0x22), kNow));
+  EXPECT_EQ(Served(), ToHex(RecordOf(1, 0x11)) + "\n" + ToHex(RecordOf(5, 0xBB)) + "\n" +
+                          ToHex(RecordOf(2, 0x22)) + "\n");
+}
+
+TEST_F(BmcModelTest, ReplacingCancelsNoReservationAndDropsNoHalfRecord) {
+  Fill({RecordOf(5, 0xAA)});
+  Spared(0);
+  const std::string served = Reserve("28 22");
+  const std::string spare = Reserve("F8 11");
+  EXPECT_EQ(Ask("F8 13 " + spare + " 00 00 00 00 00 00 51 01 02"), "00 02 00");
+  EXPECT_TRUE(model_->ReplaceRecord(1, RecordOf(9, 0xBB), kNow));
+  EXPECT_EQ(Ask("F8 13 " + spare + " 02 00 05 01 77 88"), "00 02 00");
+  EXPECT_EQ(Ask("F8 12 " + spare + " 02 00 00 FF"), "00 FF FF 02 00 51 01 02 77 88");
+  EXPECT_EQ(Ask("28 23 " + served + " 01 00 05 01"), "00 FF FF AA");
+}
+
+TEST_F(BmcModelTest, RecordThatIsNotThereOrHasNoRoomIsNotReplaced) {
+  EXPECT_FALSE(model_->ReplaceRecord(bmcsim::kFirstRecord, RecordOf(0, 0), kNow));
+  bmcsim::Identity identity;
+  identity.capacity = 20;
+  Reset(identity);
+  Fill({RecordOf(5, 0xAA), RecordOf(5, 0xBB)});
+  const std::string before = Served();
+  EXPECT_FALSE(model_->ReplaceRecord(3, RecordOf(0, 0), kNow));
+  EXPECT_FALSE(model_->ReplaceRecord(1, RecordOf(6, 0), kNow));
+  EXPECT_EQ(Served(), before);
+  EXPECT_TRUE(model_->ReplaceRecord(1, RecordOf(0, 0), kNow));
+  EXPECT_TRUE(model_->ReplaceRecord(1, RecordOf(5, 0), kNow)) << "exactly full";
+}
+
 // Hostile input: any request must be answered, and leave a whole state.
 
 TEST_F(BmcModelTest, AnyRequestIsAnswered) {

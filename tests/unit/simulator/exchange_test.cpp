@@ -194,6 +194,17 @@ TEST_F(ExchangeTest, ErrorsAndWaitsAreHandedToTheFrontEnd) {
   EXPECT_EQ(exchange_->faulted(), 7U);
 }
 
+TEST_F(ExchangeTest, RecordIsReplacedBeforeTheRequestAlsoWhenThatIsRefused) {
+  Fill({RecordOf(5, 0xAA), RecordOf(5, 0xBB)});
+  Plan("get-sdr@2: cc C5, replace 0002 51 C0 03 77 00 00; get-sdr@4: replace 1 51 02 00");
+  EXPECT_EQ(Run("28 23 00 00 02 00 00 05"), "2C 23 00 FF FF 02 00 51 01 05");
+  EXPECT_EQ(Run("28 23 00 00 02 00 00 05"), "2C 23 C5");
+  EXPECT_EQ(Run("28 23 00 00 02 00 00 FF"), "2C 23 00 FF FF 02 00 51 C0 03 77 00 00");
+  EXPECT_EQ(Run("28 23 00 00 01 00 00 FF"), "2C 23 00 02 00 01 00 51 02 00");
+  EXPECT_EQ(host_.trace.substr(host_.trace.rfind('<')),
+            "< 2C 23 00 02 00 01 00 51 02 00 ! replace 1 51 02 00\n");
+}
+
 TEST_F(ExchangeTest, CancelMakesTheReservationReallyInvalid) {
   Fill({RecordOf(11, 0xAA)});
   Plan("get-sdr@2: cancel");

@@ -252,6 +252,16 @@ TEST_F(FaultPlanTest, MistakesAreToldWithTheirPlace) {
       {"1: answer 00 xx", "line 1, '1: answer 00 xx': the action wants bytes in hex"},
       {"1: send-error EWHAT", "line 1, '1: send-error EWHAT': the errno is unknown"},
       {"1: send-error 0", "line 1, '1: send-error 0': the errno is unknown"},
+      {"1: replace", "line 1, '1: replace': the action wants a record ID and a record, in hex"},
+      {"1: replace 10000 51 01 00",
+       "line 1, '1: replace 10000 51 01 00': the action wants a record ID and a record, in hex"},
+      {"1: replace 1", "line 1, '1: replace 1': the action wants bytes in hex"},
+      {"1: replace 1 51 01",
+       "line 1, '1: replace 1 51 01': the record is not whole (SDR version, type, body length, "
+       "body)"},
+      {"1: replace 1 51 01 01",
+       "line 1, '1: replace 1 51 01 01': the record is not whole (SDR version, type, body length, "
+       "body)"},
       {"1: delay", "line 1, '1: delay': the action wants seconds"},
       {"1: delay 1.2345", "line 1, '1: delay 1.2345': the action wants seconds"},
       {"1: delay 1.0001", "line 1, '1: delay 1.0001': the action wants seconds"},
@@ -273,6 +283,13 @@ TEST_F(FaultPlanTest, MistakesAreToldWithTheirPlace) {
   for (const auto& [text, complaint] : rows) {
     EXPECT_EQ(Complaint(text), std::string("fault plan, ") + complaint);
   }
+}
+
+TEST_F(FaultPlanTest, ReplaceTakesARecordIdAndARecord) {
+  const Action action = Only("replace 0A05 51 c0 3 77 00 00");
+  EXPECT_EQ(action.fault, Fault::kReplace);
+  EXPECT_EQ(action.number, 0x0A05U);
+  EXPECT_EQ(ToHex({action.bytes.begin(), action.bytes.end()}), "51 C0 03 77 00 00");
 }
 
 TEST_F(FaultPlanTest, RulesThatHaveNotStruckAreKnown) {
