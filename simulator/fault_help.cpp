@@ -49,11 +49,11 @@ ACTION is what happens to it:
   clock -S            the same, back
 
 Examples:
-  oem-add@17: cancel                  the reservation is lost before the 17th piece
+  oem-add@5: cancel                   the reservation is lost before the fifth piece
   oem-clear@1-299: cc C5              299 refused clears
   F8/10/02: cc D5                     the closing SparedSDR fails
-  oem-get-sdr@4: cc C5, replace 0001 51 01 00
-                                      a record changes while it is read, and is read again
+  oem-get-sdr@2: cc C5, replace 0001 51 01 00
+                                      the record changes while it is read, and is read again
   40: signal KILL                     the program dies before its 40th request
   wait@9: clock -3600                 somebody sets the clock back during the ninth wait
 )";

@@ -28,8 +28,9 @@ The run:
   --driver DRIVER      the driver that the machine has: openipmi (default; /dev/ipmi0), maker
                        (/dev/ipmidev), both or none; other nodes do not exist
   --node PATH          the OpenIPMI node, e.g. /dev/ipmidev/0 or /dev/ipmi/0
-  --fault PLAN         a fault plan: a file, or its text; rules that never struck are told at the end
-  --strict             and are then the exit status, 125
+  --fault PLAN         a fault plan: a file, or its text; the rules that never struck are told at the
+                       end of the run
+  --strict             and make it end with status 125
   --trace FILE         append two lines for each request: "> " its bytes, "< " its answer's and
                        " ! " what the fault plan did to it
   --clock CLOCK        real (default); virtual: waits pass at once and time moves as if they had
@@ -63,7 +64,9 @@ The SDR set of a new BMC: 12 records and version 01.00, or exactly what these sa
   --version-text TEXT  a version record; "SDR Version " is put before a text that does not begin
                        with S
   --config-name TEXT   a record that names a configuration script, without .CFG
-  --load FILE          the records of this file, as --dump=hex prints them, before the others
+  --load FILE          the records of this file, before the others: a backup image, from which the
+                       BMC takes the board's identity as well; records back to back, each with
+                       its five-byte header; or a text as of --dump=hex, with or without record IDs
 
 )";
 
