@@ -1,6 +1,7 @@
 #ifndef TARVEK_SIMULATOR_DRIVER_CALLS_H_
 #define TARVEK_SIMULATOR_DRIVER_CALLS_H_
 
+#include <linux/ioctl.h>
 #include <linux/ipmi.h>
 
 #include <array>
@@ -14,9 +15,6 @@ namespace bmcsim {
 // The two drivers' calls, as far as they are work on memory. Results are the system's: 0 or more,
 // or a negated errno.
 
-/// The maker's driver: one ioctl a request.
-inline constexpr unsigned long kMakerIoctl = 0xC010F100;
-
 /// Bytes of the buffer that a MakerBlock points at.
 inline constexpr std::int32_t kMakerBufferBytes = 2048;
 
@@ -29,7 +27,11 @@ struct MakerBlock {
   std::int32_t data_length;  ///< bytes of request data
   std::uint8_t* buffer;      ///< kMakerBufferBytes, the caller's
 };
-static_assert(sizeof(MakerBlock) == 16);
+
+/// The maker's driver: one ioctl a request. Its number holds the size of its argument.
+inline constexpr unsigned long kMakerIoctl = _IOWR(0xF1, 0, MakerBlock);
+static_assert(sizeof(void*) != 8 || kMakerIoctl == 0xC010F100);
+static_assert(sizeof(void*) != 4 || kMakerIoctl == 0xC00CF100);
 
 /// Takes the request of a maker's ioctl to the BMC.
 ///

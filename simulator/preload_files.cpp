@@ -70,6 +70,14 @@ int OpenAnyAt(int directory, const char* path, int flags, mode_t mode) {
   return OpenSimulated(path, flags, result) ? result : Real().openat(directory, path, flags, mode);
 }
 
+// Makes a state file's status that of the node that it stands in for.
+template <typename Status>
+void ShowNode(Status& status) {
+  status.st_mode = kNodeMode;
+  status.st_rdev = makedev(kIpmiMajor, 0);
+  status.st_size = 0;
+}
+
 }  // namespace
 }  // namespace bmcsim
 
@@ -89,7 +97,7 @@ BMCSIM_EXPORT int open64(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = bmcsim::TakeMode(flags, arguments);
   va_end(arguments);
-  return bmcsim::OpenAny(path, flags, mode);
+  return bmcsim::OpenAny(path, flags | O_LARGEFILE, mode);
 }
 
 BMCSIM_EXPORT int openat(int directory, const char* path, int flags, ...) {
@@ -105,20 +113,20 @@ BMCSIM_EXPORT int openat64(int directory, const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = bmcsim::TakeMode(flags, arguments);
   va_end(arguments);
-  return bmcsim::OpenAnyAt(directory, path, flags, mode);
+  return bmcsim::OpenAnyAt(directory, path, flags | O_LARGEFILE, mode);
 }
 
 // What a hardened program calls in place of open without a mode; the names are the C library's.
 // NOLINTBEGIN(bugprone-reserved-identifier): the C library fixes the names
 BMCSIM_EXPORT int __open_2(const char* path, int flags) { return bmcsim::OpenAny(path, flags, 0); }
 BMCSIM_EXPORT int __open64_2(const char* path, int flags) {
-  return bmcsim::OpenAny(path, flags, 0);
+  return bmcsim::OpenAny(path, flags | O_LARGEFILE, 0);
 }
 BMCSIM_EXPORT int __openat_2(int directory, const char* path, int flags) {
   return bmcsim::OpenAnyAt(directory, path, flags, 0);
 }
 BMCSIM_EXPORT int __openat64_2(int directory, const char* path, int flags) {
-  return bmcsim::OpenAnyAt(directory, path, flags, 0);
+  return bmcsim::OpenAnyAt(directory, path, flags | O_LARGEFILE, 0);
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
@@ -148,15 +156,12 @@ BMCSIM_EXPORT int select(int count, fd_set* read_set, fd_set* write_set, fd_set*
 
 BMCSIM_EXPORT int fstat(int fd, struct stat* status) noexcept {
   const int result = Real().fstat(fd, status);
-  if (result == 0 && g_machine.FindPort(fd) != nullptr) {
-    status->st_mode = bmcsim::kNodeMode;
-    status->st_rdev = makedev(bmcsim::kIpmiMajor, 0);
-    status->st_size = 0;
-  }
+  if (result == 0 && g_machine.FindPort(fd) != nullptr) bmcsim::ShowNode(*status);
   return result;
 }
 
 BMCSIM_EXPORT int fstat64(int fd, struct stat64* status) noexcept {
-  static_assert(sizeof(struct stat64) == sizeof(struct stat));
-  return fstat(fd, reinterpret_cast<struct stat*>(status));
+  const int result = Real().fstat64(fd, status);
+  if (result == 0 && g_machine.FindPort(fd) != nullptr) bmcsim::ShowNode(*status);
+  return result;
 }

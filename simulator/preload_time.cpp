@@ -86,7 +86,7 @@ BMCSIM_EXPORT int clock_gettime(clockid_t clock, timespec* now) noexcept {
 
 BMCSIM_EXPORT time_t time(time_t* now) noexcept {
   if (g_machine.clock().shows_real_time()) return Real().time(now);
-  const time_t seconds = bmcsim::WallClock() / bmcsim::kNanosecondsPerSecond;
+  const auto seconds = static_cast<time_t>(bmcsim::WallClock() / bmcsim::kNanosecondsPerSecond);
   if (now != nullptr) *now = seconds;
   return seconds;
 }
@@ -94,9 +94,9 @@ BMCSIM_EXPORT time_t time(time_t* now) noexcept {
 BMCSIM_EXPORT int gettimeofday(timeval* now, void* zone) noexcept {
   const int result = Real().gettimeofday(now, zone);
   if (result == 0 && !g_machine.clock().shows_real_time()) {
-    const std::int64_t microseconds = bmcsim::WallClock() / bmcsim::kNanosecondsPerMicrosecond;
-    now->tv_sec = microseconds / 1000000;
-    now->tv_usec = microseconds % 1000000;
+    const timespec shown = bmcsim::Timespec(bmcsim::WallClock());
+    now->tv_sec = shown.tv_sec;
+    now->tv_usec = static_cast<suseconds_t>(shown.tv_nsec / bmcsim::kNanosecondsPerMicrosecond);
   }
   return result;
 }

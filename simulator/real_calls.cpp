@@ -24,6 +24,7 @@ const RealCalls& Real() {
   Resolve("ioctl", calls.ioctl);
   Resolve("select", calls.select);
   Resolve("fstat", calls.fstat);
+  Resolve("fstat64", calls.fstat64);
   Resolve("usleep", calls.usleep);
   Resolve("sleep", calls.sleep);
   Resolve("nanosleep", calls.nanosleep);
@@ -40,7 +41,8 @@ std::int64_t Nanoseconds(const timespec& time) {
 }
 
 timespec Timespec(std::int64_t nanoseconds) {
-  return {nanoseconds / kNanosecondsPerSecond, nanoseconds % kNanosecondsPerSecond};
+  return {static_cast<time_t>(nanoseconds / kNanosecondsPerSecond),
+          static_cast<long>(nanoseconds % kNanosecondsPerSecond)};
 }
 
 std::int64_t RealClock(clockid_t clock) {

@@ -19,6 +19,7 @@ struct RealCalls {
   int (*ioctl)(int, unsigned long, ...);
   int (*select)(int, fd_set*, fd_set*, fd_set*, timeval*);
   int (*fstat)(int, struct stat*);
+  int (*fstat64)(int, struct stat64*);
   int (*usleep)(useconds_t);
   unsigned (*sleep)(unsigned);
   int (*nanosleep)(const timespec*, timespec*);

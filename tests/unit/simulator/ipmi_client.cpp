@@ -63,7 +63,6 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr unsigned long kMakerIoctl = 0xC010F100;
 constexpr std::size_t kMakerBuffer = 2048;
 constexpr std::uint16_t kRoom = 254;
 
@@ -74,6 +73,7 @@ struct MakerBlock {
   std::int32_t data_length;
   std::uint8_t* buffer;
 };
+constexpr unsigned long kMakerIoctl = _IOWR(0xF1, 0, MakerBlock);
 
 int g_fd = -1;
 long g_sequence = 1;
