@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <linux/ipmi.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -117,11 +118,11 @@ int Machine::OpenNode(Driver driver, int flags) {
 
 // The handler may make requests before it returns, if it does.
 void Machine::Raise(int signal) {
-  const sigset_t* const mask = programs_mask_;
+  const sigset_t mask = programs_mask_;
   const int request_fd = request_fd_;
   sigset_t held;
-  pthread_sigmask(SIG_SETMASK, mask, &held);
-  (void)raise(signal);
+  pthread_sigmask(SIG_SETMASK, &mask, &held);
+  (void)pthread_kill(pthread_self(), signal);
   pthread_sigmask(SIG_SETMASK, &held, nullptr);
   programs_mask_ = mask;
   request_fd_ = request_fd;
@@ -170,7 +171,7 @@ void Machine::CountWait() {
   ++waits_;
   if (plan_.empty()) return;
   const SignalGuard guard;
-  programs_mask_ = &guard.programs();
+  programs_mask_ = guard.programs();
   StrikeWait(*this, plan_.MatchWait());
 }
 
@@ -180,17 +181,17 @@ int Machine::Await(std::int64_t nanoseconds) {
     return 0;
   }
   const timespec wait = Timespec(nanoseconds);
-  return ppoll(nullptr, 0, &wait, programs_mask_) == 0 ? 0 : errno;
+  return ppoll(nullptr, 0, &wait, &programs_mask_) == 0 ? 0 : errno;
 }
 
 int Machine::AwaitForever() {
-  sigsuspend(programs_mask_);
+  sigsuspend(&programs_mask_);
   return EINTR;
 }
 
 int Machine::Ioctl(Port& port, unsigned long request, void* argument) {
   const SignalGuard guard;
-  programs_mask_ = &guard.programs();
+  programs_mask_ = guard.programs();
   request_fd_ = port.fd;
   const int result = port.driver == Driver::kMaker ? MakerIoctl(request, argument)
                                                    : OpenIpmiIoctl(port, request, argument);
@@ -268,7 +269,7 @@ int Machine::Select(int count, fd_set* read_set, fd_set* write_set, fd_set* erro
     return Real().select(count, read_set, write_set, error_set, timeout);
   }
   const SignalGuard guard;
-  programs_mask_ = &guard.programs();
+  programs_mask_ = guard.programs();
   const int ready = AwaitAnswer(port->queue, timeout);
   if (ready < 0) {
     errno = -ready;

@@ -72,8 +72,8 @@ class Machine final : public ExchangeHost {
   const char* trace_path_ = nullptr;
   const char* stats_path_ = nullptr;
   int trace_fd_ = -1;
-  int request_fd_ = -1;                      // the port that the request in hand came through
-  const sigset_t* programs_mask_ = nullptr;  // while the program's signals are held back
+  int request_fd_ = -1;       // the port that the request in hand came through
+  sigset_t programs_mask_{};  // the program's own, while its signals are held back
   std::uint64_t waits_ = 0;
   std::int64_t cpu_time_ = 0;
   SimClock clock_;

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <vector>
 
@@ -118,12 +119,12 @@ void SetEnvironment(const LauncherOptions& options, const std::string& fault,
 }
 
 int BecomeProgram(const std::string& program, const LauncherOptions& options) {
-  std::vector<char*> arguments;
-  for (const std::string& argument : options.program) {
-    arguments.push_back(const_cast<char*>(argument.c_str()));
+  const std::size_t count = options.program.size();
+  const auto arguments = std::make_unique<char*[]>(count + 1);  // a null pointer ends them
+  for (std::size_t i = 0; i < count; ++i) {
+    arguments[i] = const_cast<char*>(options.program[i].c_str());
   }
-  arguments.push_back(nullptr);
-  execv(program.c_str(), arguments.data());
+  execv(program.c_str(), arguments.get());
   return errno;
 }
 

@@ -95,7 +95,7 @@ ProgramEnd WaitFor(pid_t program, const HeldSignals& signals) {
     int status = 0;
     const pid_t changed = waitpid(program, &status, WNOHANG | WUNTRACED);
     if (changed == program && WIFSTOPPED(status)) {
-      raise(SIGSTOP);
+      kill(getpid(), SIGSTOP);
       kill(program, SIGCONT);
     } else if (changed == program) {
       if (WIFSIGNALED(status)) return {0, WTERMSIG(status)};
@@ -140,7 +140,7 @@ void EndAs(const ProgramEnd& end) {
   sigemptyset(&it);
   sigaddset(&it, end.signal);
   sigprocmask(SIG_UNBLOCK, &it, nullptr);
-  raise(end.signal);
+  kill(getpid(), end.signal);
   std::exit(kSignalStatus + end.signal);
 }
 
