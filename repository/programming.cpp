@@ -136,6 +136,7 @@ RepositoryProgrammer::Attempt RepositoryProgrammer::TryClear(int* status) {
   const int result = Exchange(kClearRequestLength, kOemCapacity, &received);
   // Only a silenced code is worth a new try: after a first load codes come back as 26.
   if (result == kReported && WasCancelled()) return Attempt::kCancelled;
+  if (result == kReported && MS_cc_ignore != 0) response[kEraseProgressOffset] = 0;
   *status = result == kSuccess ? PollErase() : result;
   return *status == kSuccess ? Attempt::kDone : Attempt::kFailed;
 }

@@ -8,6 +8,8 @@
 
 inline int g_inputSdrRecord = 1;   // 1 and the records loaded so far: divides the progress
 inline bool gIPMIVer1pt0 = false;  // the SDR file declared IPMI 1.0 or 1.5: read headers alone
+inline unsigned char MS_cc_ignore =
+    0;  // not 0: a clear that fails also leaves its progress at 0; set by nothing
 
 /// The requests that program, read back and verify a repository. They return 0 or an error
 /// status; 81 means that the failure was reported, or is silent.

@@ -98,6 +98,7 @@ class Programmer : public RepositoryProgrammer {
   Programmer() : RepositoryProgrammer(kProtocolId) {}
   using RepositoryProgrammer::bmcRecords;
   using RepositoryProgrammer::fileRecords;
+  using RepositoryProgrammer::response;
   using RepositoryProgrammer::sparedActive;
 
   void Load(const std::vector<Bytes>& records) { fileRecords = MakeList(records); }
@@ -360,6 +361,25 @@ TEST_F(Clearing, AnyOtherCompletionCodeIs81WithoutAnotherTry) {
   EXPECT_EQ(programmer_.ClearSDRRepository(), 81);
   EXPECT_EQ(machine().requests.size(), 2U);
   EXPECT_EQ(LogTexts().front(), std::string(kNoSparedSdr) + "C1");
+}
+
+TEST_F(Clearing, WithItsSwitchAFailedClearLeavesItsProgressAtZero) {
+  const Bytes half_way{0xFC, 0x14, 0xC1, 0x55};
+  UseMakerDriver();
+  for (const bool ignore : {false, true}) {
+    MS_cc_ignore = ignore ? 1 : 0;
+    AnswerSome([](const Bytes& r) { return IsOem(r, 0x14); }, WholeImage(half_way), 1);
+    EXPECT_EQ(programmer_.ClearSDRRepository(), 81);
+    EXPECT_EQ(programmer_.response[2], 0xC1);
+    EXPECT_EQ(programmer_.response[3], ignore ? 0x00 : 0x55);
+  }
+}
+
+TEST_F(Clearing, WithItsSwitchACancelledClearIsStillTriedAgain) {
+  MS_cc_ignore = 1;
+  AnswerSome([](const Bytes& r) { return IsOem(r, 0x14); }, Refuse(0xC5), 1);
+  EXPECT_EQ(programmer_.ClearSDRRepository(), 0);
+  EXPECT_EQ(Sent(0xF8, 0x14), 2U);
 }
 
 TEST_F(Clearing, ADriverFailureOfTheClearIsReturnedWithoutPolling) {
