@@ -21,7 +21,9 @@ class RepositoryProgrammer : public CProto {
   /// Frees both lists.
   virtual ~RepositoryProgrammer();
 
-  /// Sends SparedSDR: 0 opens the spared mode, 2 ends it after success, 1 after failure.
+  /// Sends SparedSDR: 0 opens the spared mode, 2 ends it after success, 1 after failure. From when
+  /// the BMC may have the mode open until its end is sent, a signal that ends the run has it
+  /// dropped (transport/spared_mode.h).
   int setSparedSDR(unsigned char phase);
 
   /// Clears the repository and writes every record of `fileRecords`.

@@ -6,8 +6,11 @@
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "driver/reporting/result_files.h"
 #include "driver/reporting/run_settings.h"
@@ -206,14 +209,20 @@ TEST_F(Programming, SparedSdrHandsTheResultOfTheExchangeOn) {
   EXPECT_EQ(programmer_.setSparedSDR(2), 29);
 }
 
-/// A run that a signal ends after the phases of SparedSDR that it has sent.
+/// A run that a signal ends while or after it sends phases of SparedSDR.
 class EndedBySignal : public Programming {
  protected:
+  static constexpr const char* kDrop = "F8 10 01 ";
+
+  /// @param strike  called with each request of the run before the BMC answers it.
   /// @return the requests that the BMC saw, as the texts of HexImage().
-  std::string RequestsOf(const Bytes& phases) {
-    machine().bmc = [this](const Bytes& request) {
+  std::string RequestsOf(const Bytes& phases,
+                         const std::function<void(std::uint8_t)>& strike = {}) {
+    WriteFile("requests", "");
+    machine().bmc = [this, strike](const Bytes& request) {
       tarvek::WriteOutput("requests", tarvek::Keep::kContent, tarvek::HexImage("", request));
-      return answer_;
+      if (strike) strike(request[2]);
+      return answers_.count(request[2]) != 0 ? answers_[request[2]] : Reply();
     };
     EXPECT_EXIT(
         {
@@ -222,12 +231,10 @@ class EndedBySignal : public Programming {
           raise(SIGTERM);
         },
         ::testing::ExitedWithCode(SIGTERM), "");
-    const std::string requests = ReadFile("requests");
-    std::filesystem::remove("requests");
-    return requests;
+    return ReadFile("requests");
   }
 
-  Reply answer_;
+  std::map<std::uint8_t, Reply> answers_;  // to the phases; good ones where there is none
 };
 
 TEST_F(EndedBySignal, TheSparedModeIsClosedAgain) {
@@ -242,8 +249,114 @@ TEST_F(EndedBySignal, ASparedModeThatIsClosedStaysSo) {
 }
 
 TEST_F(EndedBySignal, ASparedModeThatTheBmcRefusesIsNotClosed) {
-  answer_ = Refuse(0xC1);
+  answers_[0] = Refuse(0xC1);
   EXPECT_EQ(RequestsOf({0}), "F8 10 00 ");
+  UseMakerDriver();
+  EXPECT_EQ(RequestsOf({0}), "F8 10 00 ");
+}
+
+/// Every request is preceded by a pause.
+TEST_F(EndedBySignal, BeforeABeginIsSentThereIsNothingToClose) {
+  for (const bool maker : {false, true}) {
+    if (maker) UseMakerDriver();
+    machine().on_sleep = [](std::uint64_t) { raise(SIGTERM); };
+    EXPECT_EQ(RequestsOf({0}), "") << maker;
+  }
+}
+
+TEST_F(EndedBySignal, BeforeAnEndIsSentTheModeIsClosedAndThenNotTwice) {
+  for (const bool maker : {false, true}) {
+    if (maker) UseMakerDriver();
+    for (const std::uint8_t end : Bytes{1, 2}) {
+      int pauses = 0;
+      machine().on_sleep = [&pauses](std::uint64_t) {
+        if (++pauses == 2) raise(SIGTERM);
+      };
+      EXPECT_EQ(RequestsOf({0, end}), std::string("F8 10 00 ") + kDrop) << maker;
+      machine().on_sleep = nullptr;
+    }
+  }
+}
+
+/// OpenIPMI's send is over before the signal is looked at.
+TEST_F(EndedBySignal, WhileOpenIpmiTakesARequestTheSignalWaits) {
+  const auto in_phase = [](std::uint8_t wanted) {
+    return [wanted](std::uint8_t phase) {
+      if (phase == wanted) raise(SIGTERM);
+    };
+  };
+  EXPECT_EQ(RequestsOf({0}, in_phase(0)), "F8 10 00 F8 10 01 ");
+  EXPECT_EQ(RequestsOf({0, 2}, in_phase(2)), "F8 10 00 F8 10 02 ");
+  EXPECT_EQ(RequestsOf({0, 1}, in_phase(1)), "F8 10 00 F8 10 01 ");
+  answers_[0] = Refuse(0xC1);
+  EXPECT_EQ(RequestsOf({0}, in_phase(0)), "F8 10 00 F8 10 01 ") << "the answer was not looked at";
+}
+
+/// The maker's driver cannot tell: a begin is followed by the drop, an end by nothing.
+TEST_F(EndedBySignal, InsideTheMakersCallARequestCountsAsSent) {
+  UseMakerDriver();
+  const auto in_phase = [](std::uint8_t wanted) {
+    bool struck = false;
+    return [wanted, struck](std::uint8_t phase) mutable {
+      if (phase != wanted || std::exchange(struck, true)) return;
+      raise(SIGTERM);
+    };
+  };
+  EXPECT_EQ(RequestsOf({0}, in_phase(0)), "F8 10 00 F8 10 01 ");
+  EXPECT_EQ(RequestsOf({0, 2}, in_phase(2)), "F8 10 00 F8 10 02 ");
+  EXPECT_EQ(RequestsOf({0, 1}, in_phase(1)), "F8 10 00 F8 10 01 ");
+}
+
+TEST_F(EndedBySignal, ABeginWhoseAnswerIsLostIsNotClosedAsInARunWithoutASignal) {
+  Reply lost_in_select;
+  lost_in_select.select_fails = true;
+  Reply lost_in_receive;
+  lost_in_receive.receive_fails = true;
+  for (const Reply& lost : {DriverFails(), lost_in_select, lost_in_receive}) {
+    answers_[0] = lost;
+    EXPECT_EQ(RequestsOf({0}), "F8 10 00 ");
+  }
+  answers_[0] = DriverFails();
+  UseMakerDriver();
+  EXPECT_EQ(RequestsOf({0}), "F8 10 00 ");
+}
+
+TEST_F(EndedBySignal, AnEndThatTheDriverDidNotTakeLeavesTheModeToBeClosed) {
+  for (const std::uint8_t end : Bytes{1, 2}) {
+    answers_.clear();
+    answers_[end] = DriverFails();
+    EXPECT_EQ(
+        RequestsOf({0, end}),
+        tarvek::HexImage("", Bytes{0xF8, 0x10, 0x00, 0xF8, 0x10, end, 0xF8, 0x10, 0x01}).c_str());
+  }
+}
+
+TEST_F(EndedBySignal, AnEndThatWasSentIsTheLastWordWhateverBecomesOfIt) {
+  Reply lost;
+  lost.receive_fails = true;
+  for (const Reply& reply : {Refuse(0xC1), lost}) {
+    answers_[2] = reply;
+    EXPECT_EQ(RequestsOf({0, 2}), "F8 10 00 F8 10 02 ");
+  }
+}
+
+/// The report of a refusal is held for half a minute in an update.
+TEST_F(EndedBySignal, NothingIsClosedWhileARefusalIsReported) {
+  constexpr std::uint64_t kHeld = 1000000;
+  g_eu_flg = kNormalUpdate;
+  answers_[0] = Refuse(0xD5);
+  machine().on_sleep = [](std::uint64_t microseconds) {
+    if (microseconds < kHeld) return;
+    WriteFile("held", "");
+    raise(SIGTERM);
+  };
+  for (const bool maker : {false, true}) {
+    if (maker) UseMakerDriver();
+    ok_start_time = machine().now;
+    std::filesystem::remove("held");
+    EXPECT_EQ(RequestsOf({0}), "F8 10 00 ") << maker;
+    EXPECT_TRUE(std::filesystem::exists("held")) << maker;
+  }
 }
 
 // --- Clearing ---
