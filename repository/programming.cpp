@@ -239,7 +239,10 @@ RepositoryProgrammer::Attempt RepositoryProgrammer::TryReadRecord(unsigned int r
   }
 
   *next_id = tarvek::ReadWord(response + kNextRecordIdOffset);
-  std::copy_n(response + kRecordBytesOffset, first, (*slot)->Record);
+  // Neither a try that was cancelled nor what the BMC sends behind a short record may stay in it.
+  std::fill(std::begin((*slot)->Record), std::end((*slot)->Record), static_cast<unsigned char>(0));
+  const int own = std::min(first, TotalSize(response + kRecordBytesOffset));
+  std::copy_n(response + kRecordBytesOffset, own, (*slot)->Record);
   return ReadRest(record_id, *slot, first, status);
 }
 

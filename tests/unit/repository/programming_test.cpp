@@ -1103,6 +1103,38 @@ TEST_F(ReadingBack, ALengthThatChangesWithANewTryIsTheNewOne) {
   EXPECT_EQ(programmer_.bmcRecords->length, after.size());
 }
 
+/// The record's own bytes are all that is in it, whichever piece of a longer one was cancelled, and
+/// whatever the BMC sends behind a short one.
+TEST_F(ReadingBack, ARecordThatIsAnotherWhenItIsReadAgainLeavesNothingBehind) {
+  const Bytes before = CountingRecord(1, 64, 0xA0);
+  for (const int body : {0, 1, 10, 11, 12, 30, 64}) {
+    for (const int cancelled : {0, 5, 16, 21, 48, 64}) {
+      for (const bool header_first : {false, true}) {
+        SCOPED_TRACE(testing::Message() << body << " after " << cancelled << " " << header_first);
+        gIPMIVer1pt0 = header_first;
+        programmer_.FreeSDRMem(&programmer_.bmcRecords);
+        bmc_.records = {before};
+        bool changed = false;
+        const Bytes after = CountingRecord(1, body, 0x30);
+        bmc_.intercept = [&](const Bytes& request) -> std::optional<Reply> {
+          if (!IsRead(request) || changed || request[6] != cancelled) return std::nullopt;
+          changed = true;
+          bmc_.records = {after};
+          return Refuse(0xC5);
+        };
+        ASSERT_EQ(programmer_.ReadBack(), 0);
+        const bool met = header_first ? cancelled != 16 && cancelled != 48 && cancelled != 64
+                                      : cancelled != 5 && cancelled != 21;
+        EXPECT_EQ(changed, met);
+        Bytes expected = met ? after : before;
+        expected.resize(kMaxRecordSize + 1, 0x00);
+        const unsigned char* const record = programmer_.bmcRecords->Record;
+        EXPECT_EQ(Bytes(record, record + kMaxRecordSize + 1), expected);
+      }
+    }
+  }
+}
+
 TEST_F(ReadingBack, LaterPiecesAreNotAskedForTheLength) {
   for (const bool header_first : {false, true}) {
     gIPMIVer1pt0 = header_first;
