@@ -24,7 +24,6 @@ constexpr std::string_view kFileId = "KOV IPMI";
 constexpr unsigned char kImageType = 9;
 constexpr std::uint32_t kIdentityPosition = kImageFileHeaderSize;
 constexpr std::uint32_t kSdrPosition = kIdentityPosition + kIdentityBlockSize;
-constexpr std::size_t kSkippedAtOnce = 16384;  // bytes of an event log
 constexpr mode_t kImageMode = 0600;
 constexpr std::uint32_t kLargestArea = SHRT_MAX;  // bytes; what binread() can read
 
@@ -92,19 +91,22 @@ void DescribeBmc() {
   std::copy_n(ipm_ipmi, ipm_bmc.device_id.size(), ipm_bmc.device_id.begin());
 }
 
-/// Reads past an event log. Its data is read, not sought over: a length that the file does not
-/// hold is a truncated file.
+/// Goes past an event log. Its last byte is read: a length that the file does not hold is a
+/// truncated file, which a place beyond the end would not show.
 bool SkipEventLog(short fd) {
   unsigned char control[kEventLogControlSize] = {};
   if (binread(fd, control, kEventLogControlSize) == 0) return false;
-  unsigned char data[kSkippedAtOnce];
-  std::uint32_t left = tarvek::ReadLong(control + kEventLogLength);
-  while (left > 0) {
-    const auto piece = static_cast<unsigned short>(std::min<std::uint32_t>(left, sizeof data));
-    if (binread(fd, data, piece) == 0) return false;
-    left -= piece;
+  const std::uint32_t length = tarvek::ReadLong(control + kEventLogLength);
+  if (length == 0) return true;
+  static_assert(sizeof(off_t) > sizeof length, "any length is a step forward");
+  if (lseek(fd, static_cast<off_t>(length) - 1, SEEK_CUR) == -1) {
+    const int error = errno;
+    close(fd);
+    ReportReadFailure(error);
+    return false;
   }
-  return true;
+  unsigned char last = 0;
+  return binread(fd, &last, 1) == 1;
 }
 
 bool ReadSdrBlocks(short fd) {
@@ -158,7 +160,7 @@ int set_backup(const char* path) {
                        binwrite(fd, ipm_sdr_ctrl, kSdrControlSize) == 1 &&
                        binwrite(fd, ipm_SDR, ipm_sdr_size) == 1;
   if (!written) return 0;
-  // Some file systems tell only now that the bytes did not reach the disk.
+  // Some file systems tell only now that bytes did not reach the disk: a failed write, told as one.
   return close(fd) == 0 ? 1 : ReportWriteFailure(errno);
 }
 

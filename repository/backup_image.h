@@ -3,7 +3,7 @@
 // The file is its blocks in order (transport/image_layout.h draws them): header, identity block,
 // SDR control block, record area; in an image made elsewhere an event-log control block with its
 // data may stand before the SDR control block. The positions in the header only tell whether a
-// block is there; nothing is sought for.
+// block is there; no block is sought by them.
 #pragma once
 
 #include <array>
@@ -28,14 +28,15 @@ int sdrBinCreate(const char* path);
 /// Writes an image of what chk_ipmi_version(), get_new_sdr() and get_new_sdr_info() left in memory.
 /// A file that could not be written as a whole stays as it is. A pipe without a reader does not
 /// hold the caller up: it cannot be created.
-/// @return 1, or 0 after a failure, which was reported: 78 when the file cannot be created, 31.
+/// @return 1, or 0 after a failure, which was reported: 78 when the file cannot be created, 31 when
+///   a block cannot be written or the file not be closed.
 int set_backup(const char* path);
 
 /// Loads an image into memory and checks it. The file of a good one is deliberately left open until
 /// the run ends. A pipe without a writer does not hold the caller up: it reads as a truncated file.
 /// @return 1, or 0 after a failure, which was reported: 66 when the file cannot be opened or is a
-/// device, 31 when
-///   it ends too early, cannot be read or claims 32768 bytes of records or more, 75, 76.
+///   device; 31 when it ends too early, cannot be read, claims 32768 bytes of records or more, or
+///   has an event log to be skipped and is a pipe, in which nothing can be sought; 75; 76.
 int get_backup(const char* path);
 
 /// Checks a loaded image: its file ID, then the checksums of header, SDR control block and records.

@@ -1,16 +1,14 @@
 #include "repository/programming.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
+#include <iterator>
 #include <new>
 
 #include "driver/reporting/console.h"
 #include "driver/reporting/history_log.h"
-#include "driver/reporting/single_run_lock.h"
 #include "driver/reporting/text_format.h"
 #include "errors/reserve_block.h"
-#include "transport/ipmi_driver.h"
 
 namespace {
 
@@ -28,14 +26,6 @@ int TotalSize(const unsigned char* record) {
 /// A record's address as the logs show it; 0 for a list that has ended.
 unsigned ShownAddress(const SDRecord* record) {
   return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(record));
-}
-
-/// What is left to do when a signal ends the run inside the spared mode: the BMC drops what was
-/// written and goes on with the records that it had.
-void DropSparedMode() {
-  constexpr std::array<unsigned char, 3> kRequest{kOemRequest, kOemSparedSdr,
-                                                  kSparedEndAfterFailure};
-  Bmc_SendLast(kRequest.data(), static_cast<unsigned char>(kRequest.size()));
 }
 
 }  // namespace
@@ -59,16 +49,11 @@ bool RepositoryProgrammer::WasCancelled() const {
 }
 
 int RepositoryProgrammer::setSparedSDR(unsigned char phase) {
-  constexpr int kLength = 3;
   request[kNetFnLunOffset] = kOemRequest;
   request[kCommandOffset] = kOemSparedSdr;
-  request[kImageHeaderSize] = phase;
-  // A request whose answer is lost may have opened the mode all the same.
-  if (phase == kSparedBegin) tarvek::SetLastAct(DropSparedMode);
+  request[kSparedPhaseOffset] = phase;
   int received = 0;
-  const int status = Exchange(kLength, kOemCapacity, &received);
-  if (phase != kSparedBegin || status != kSuccess) tarvek::SetLastAct(nullptr);
-  return status;
+  return Exchange(kSparedRequestLength, kOemCapacity, &received);
 }
 
 /// Reserves the repository that the OEM commands change; the reservation is left in `response`.
@@ -136,6 +121,7 @@ RepositoryProgrammer::Attempt RepositoryProgrammer::TryClear(int* status) {
   const int result = Exchange(kClearRequestLength, kOemCapacity, &received);
   // Only a silenced code is worth a new try: after a first load codes come back as 26.
   if (result == kReported && WasCancelled()) return Attempt::kCancelled;
+  if (result == kReported && MS_cc_ignore != 0) response[kEraseProgressOffset] = 0;
   *status = result == kSuccess ? PollErase() : result;
   return *status == kSuccess ? Attempt::kDone : Attempt::kFailed;
 }
@@ -253,7 +239,10 @@ RepositoryProgrammer::Attempt RepositoryProgrammer::TryReadRecord(unsigned int r
   }
 
   *next_id = tarvek::ReadWord(response + kNextRecordIdOffset);
-  std::copy_n(response + kRecordBytesOffset, first, (*slot)->Record);
+  // Neither a try that was cancelled nor what the BMC sends behind a short record may stay in it.
+  std::fill(std::begin((*slot)->Record), std::end((*slot)->Record), static_cast<unsigned char>(0));
+  const int own = std::min(first, TotalSize(response + kRecordBytesOffset));
+  std::copy_n(response + kRecordBytesOffset, own, (*slot)->Record);
   return ReadRest(record_id, *slot, first, status);
 }
 

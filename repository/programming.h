@@ -8,6 +8,8 @@
 
 inline int g_inputSdrRecord = 1;   // 1 and the records loaded so far: divides the progress
 inline bool gIPMIVer1pt0 = false;  // the SDR file declared IPMI 1.0 or 1.5: read headers alone
+inline unsigned char MS_cc_ignore =
+    0;  // not 0: a clear that fails also leaves its progress at 0; set by nothing
 
 /// The requests that program, read back and verify a repository. They return 0 or an error
 /// status; 81 means that the failure was reported, or is silent.
@@ -19,7 +21,9 @@ class RepositoryProgrammer : public CProto {
   /// Frees both lists.
   virtual ~RepositoryProgrammer();
 
-  /// Sends SparedSDR: 0 opens the spared mode, 2 ends it after success, 1 after failure.
+  /// Sends SparedSDR: 0 opens the spared mode, 2 ends it after success, 1 after failure. From when
+  /// the BMC may have the mode open until its end is sent, a signal that ends the run has it
+  /// dropped (transport/spared_mode.h).
   int setSparedSDR(unsigned char phase);
 
   /// Clears the repository and writes every record of `fileRecords`.

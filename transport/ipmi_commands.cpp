@@ -23,7 +23,7 @@ constexpr unsigned char kTypeIpmi15OrLater = 3;
 constexpr unsigned char kTypeByImage = 2;
 constexpr unsigned char kTypeOther = 1;
 constexpr unsigned char kTypeMaker = 0;
-constexpr int kRecordSpace = 256;    // holds any record, and a zero byte behind it
+constexpr int kRecordSpace = 255;    // holds any record
 constexpr int kReadEndPercent = 30;  // where the progress of reading the repository ends
 constexpr unsigned kNibbleBits = 4;
 constexpr unsigned kNibbleMask = 0x0F;
@@ -119,21 +119,29 @@ ReadResult ReadRecordOnce(unsigned short reservation, unsigned short* record_id,
   return ReadResult::kDone;
 }
 
-bool IsMakerRecord(const unsigned char* record) {
-  return record[kRecordTypeOffset] == kOemRecordType &&
-         std::equal(ipm_kov_id.begin(), ipm_kov_id.end(), record + kOemManufacturerOffset);
+/// A record of the maker that tells what it holds.
+bool IsMakerRecord(std::span<const unsigned char> record) {
+  return record.size() > kOemKindOffset && record[kRecordTypeOffset] == kOemRecordType &&
+         std::equal(ipm_kov_id.begin(), ipm_kov_id.end(), &record[kOemManufacturerOffset]);
+}
+
+/// The text that a record holds from `offset` on. It ends with the record, or at a zero byte in it.
+std::string TextOf(std::span<const unsigned char> record, std::size_t offset) {
+  const auto begin = record.begin() + static_cast<std::ptrdiff_t>(offset);
+  return {begin, std::find(begin, record.end(), '\0')};
 }
 
 /// Takes the SDR version or the script's name from a record of the maker. The version keeps the
-/// letter that marks it; the name begins behind its mark. `record` ends with a zero byte.
-void PickTexts(const unsigned char* record) {
+/// letter that marks it; the name begins behind its mark.
+/// @param record  exactly its bytes: behind them may stand those of a longer one that was being
+///   read when its reservation was cancelled.
+void PickTexts(std::span<const unsigned char> record) {
   if (!IsMakerRecord(record)) return;
-  const char* const text = reinterpret_cast<const char*>(record) + kOemKindOffset;
   const unsigned char kind = record[kOemKindOffset];
   if (kind == kOemVersionRecord && g_HW_sdr_version.empty()) {
-    g_HW_sdr_version = text;
+    g_HW_sdr_version = TextOf(record, kOemKindOffset);
   } else if (kind == kOemScriptNameRecord && gCFGIdentifyOEMSDR.empty()) {
-    gCFGIdentifyOEMSDR = std::string(text + 1) + ".CFG";
+    gCFGIdentifyOEMSDR = TextOf(record, kOemKindOffset + 1) + ".CFG";
   }
 }
 
@@ -150,7 +158,7 @@ int ReadRepository() {
     if (get_sdr(&record_id, record, &length) == 0) return -1;
     if (used + length > kSdrImageSize) return -1;
     std::copy_n(record, length, ipm_SDR + used);
-    PickTexts(record);
+    PickTexts({record, length});
     if (tarvek::IsUnattendedUpdate()) progress.Advance(n, sdrRecordSize);
     tarvek::ConsoleCounter(n);
     used += length;

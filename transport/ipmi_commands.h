@@ -53,8 +53,9 @@ int reserve_sdr_repository(unsigned short* id);
 /// Reads one whole record, with a reservation of its own, in pieces of at most 16 bytes. A
 /// cancelled reservation restarts the record at most 300 times, in a version query never.
 /// @param recordId      in: the record; out, on success: the next one, 0xFFFF after the last.
-/// @param out           receives the record; must hold 255 bytes.
-/// @param recordLength  out: bytes in `out`, at most 255.
+/// @param out           receives the record; must hold 255 bytes. What a cancelled try has read may
+///   stay behind the record's own bytes.
+/// @param recordLength  out: the record's own bytes, at most 255.
 int get_sdr(unsigned short* recordId, unsigned char* out, unsigned char* recordLength);
 
 /// Get slot information (OEM). A BMC that does not know the command fails silently.

@@ -13,7 +13,9 @@
 #include <cstring>
 
 #include "driver/reporting/history_log.h"
+#include "driver/reporting/single_run_lock.h"
 #include "transport/ipmi_layout.h"
+#include "transport/spared_mode.h"
 
 namespace {
 
@@ -74,7 +76,15 @@ int ExchangeWithMakerDriver(const unsigned char* req, unsigned char len, unsigne
 
   // The maker's driver is opened anew for every request; a failure shows in the ioctl.
   const int fd = open(kMakerNode, O_RDONLY);
+  // One call sends the request and waits for the answer. A run must be able to end while it waits,
+  // so signals are not held back here, and one that comes close to the call, or inside it, finds a
+  // request that has gone out.
+  const tarvek::SparedRequest spared(req, len);
+  spared.WentOut();
   const int result = ioctl(fd, kMakerIoctl, &request);
+  const bool refused =
+      result > kCompletionCodeOffset && buffer[kCompletionCodeOffset] != kCompletionOk;
+  if (result < 0 || refused) spared.CameToNothing();
   close(fd);
   if (result < 0) return kDriverFailure;
 
@@ -116,12 +126,11 @@ bool SendThroughOpenIpmi(const unsigned char* req, unsigned char len, long messa
   return ioctl(ipmi_fd, IPMICTL_SEND_COMMAND, &request) >= 0;
 }
 
-/// Waits for a message of the OpenIPMI driver and takes it.
+/// Takes a message that the OpenIPMI driver has.
 /// @param data      receives the message from the completion code on, at most `capacity` bytes.
 /// @param received  out: how many bytes those are.
 /// @param message_id  out: that of the request.
 bool ReceiveFromOpenIpmi(unsigned char* data, int capacity, int* received, long* message_id) {
-  if (!WaitForAnswer()) return false;
   alignas(ipmi_addr) std::array<unsigned char, kReceiveAddressSize> sender{};
   ipmi_recv answer{};
   answer.addr = sender.data();
@@ -159,14 +168,25 @@ int Bmc_Access2(const unsigned char* req, unsigned char len, unsigned char* resp
 
 int ipmiAccess_openIpmi(const unsigned char* req, unsigned char len, unsigned char* resp,
                         unsigned char* resplen) {
-  static long curr_seq = 1;  // message ID of the next request
-  if (!SendThroughOpenIpmi(req, len, curr_seq++)) return 1;
+  const tarvek::SparedRequest spared(req, len);
+  {
+    static int curr_seq = 1;  // message ID of the next request
+    // A signal comes before the request has gone out, or when it is noted that it has.
+    const tarvek::SignalsHeld held;
+    if (!SendThroughOpenIpmi(req, len, curr_seq++)) return 1;
+    spared.WentOut();
+  }
+  const bool ready = WaitForAnswer();  // a signal may end the run here
 
   // With one request outstanding the message can only be its answer, so its header is made
   // from the request; message ID and receive type are deliberately not compared.
+  const tarvek::SignalsHeld held;
   int received = 0;
   long message_id = 0;
-  if (!ReceiveFromOpenIpmi(resp + kImageHeaderSize, *resplen, &received, &message_id)) return 1;
+  unsigned char* const data = resp + kImageHeaderSize;
+  const bool answered = ready && ReceiveFromOpenIpmi(data, *resplen, &received, &message_id);
+  if (!answered || (received > 0 && *data != kCompletionOk)) spared.CameToNothing();
+  if (!answered) return 1;
   resp[kNetFnLunOffset] = static_cast<unsigned char>(req[kNetFnLunOffset] + kResponseBit);
   resp[kCommandOffset] = req[kCommandOffset];
   *resplen = static_cast<unsigned char>(received + kImageHeaderSize);
@@ -185,6 +205,7 @@ void Bmc_SendLast(const unsigned char* req, unsigned char len) {
   int received = 0;
   long message_id = -1;
   while (message_id != kLastMessageId) {
+    if (!WaitForAnswer()) return;
     if (!ReceiveFromOpenIpmi(answer.data(), kOemCapacity, &received, &message_id)) return;
   }
 }

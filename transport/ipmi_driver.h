@@ -1,4 +1,10 @@
 // The operating system's IPMI driver: found once per run, one raw exchange at a time.
+//
+// A signal that ends the run does so at once also while an answer is waited for. Through OpenIPMI,
+// where sending and receiving are calls that take no time, its handler knows at every moment
+// whether a SparedSDR request has gone out and whether it was refused (spared_mode.h). The maker's
+// driver does all in one call: from just before to just after it the request counts as sent and not
+// yet answered.
 #pragma once
 
 inline int ipmi_fd = 0;    // left open by the driver search; used by every OpenIPMI request

@@ -93,6 +93,8 @@ inline constexpr int kEraseProgressOffset = 3;
 inline constexpr unsigned char kEraseCompleted = 1;
 
 // SparedSDR (OEM): [2] the phase.
+inline constexpr int kSparedRequestLength = 3;
+inline constexpr int kSparedPhaseOffset = 2;
 inline constexpr unsigned char kSparedBegin = 0;
 inline constexpr unsigned char kSparedEndAfterFailure = 1;
 inline constexpr unsigned char kSparedEndAfterSuccess = 2;

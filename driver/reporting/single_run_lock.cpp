@@ -19,26 +19,9 @@ std::atomic<void (*)()> last_act{nullptr};
 static_assert(std::atomic<void (*)()>::is_always_lock_free, "a signal handler reads it");
 volatile std::sig_atomic_t ending_status = 0;  // while the last act is done: the exit status
 
-/// Holds the releasing signals back for as long as it lives, so that the lock's name and
-/// `sem_ptr` always change together.
-class SignalsHeld {
- public:
-  SignalsHeld() {
-    sigset_t held;
-    sigemptyset(&held);
-    for (const int signal_number : kReleasingSignals) sigaddset(&held, signal_number);
-    sigprocmask(SIG_BLOCK, &held, &before_);
-  }
-  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsHeld(const SignalsHeld&) = delete;
-  SignalsHeld& operator=(const SignalsHeld&) = delete;
-
- private:
-  sigset_t before_{};
-};
-
+// Under SignalsHeld the lock's name and `sem_ptr` always change together.
 bool CreateLock() {
-  const SignalsHeld held;
+  const tarvek::SignalsHeld held;
   sem_t* const created = sem_open(kLockName, O_CREAT | O_EXCL, kLockMode, 0U);
   if (created == SEM_FAILED) return false;
   sem_ptr = created;
@@ -46,7 +29,7 @@ bool CreateLock() {
 }
 
 void ReleaseLock() {
-  const SignalsHeld held;
+  const tarvek::SignalsHeld held;
   if (sem_ptr == nullptr) return;
   sem_unlink(kLockName);
   sem_ptr = nullptr;
@@ -56,7 +39,7 @@ void CutLastActOff(int /*signal_number*/) { sem_post_proc(ending_status); }
 
 /// Does the last act, once; a BMC that never answers must not keep the run from its end.
 void DoLastAct(int status) {
-  const SignalsHeld held;
+  const tarvek::SignalsHeld held;
   void (*const act)() = last_act.exchange(nullptr);
   if (act == nullptr) return;
   ending_status = status;
@@ -92,6 +75,15 @@ void InstallReleaseHandlers() {
 }
 
 namespace tarvek {
+
+SignalsHeld::SignalsHeld() {
+  sigset_t held;
+  sigemptyset(&held);
+  for (const int signal_number : kReleasingSignals) sigaddset(&held, signal_number);
+  sigprocmask(SIG_BLOCK, &held, &before_);
+}
+
+SignalsHeld::~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
 
 void SetLastAct(void (*act)()) { last_act = act; }
 

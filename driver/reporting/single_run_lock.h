@@ -5,6 +5,7 @@
 #include <semaphore.h>
 
 #include <atomic>
+#include <csignal>
 
 static_assert(std::atomic<sem_t*>::is_always_lock_free, "a signal handler reads it");
 inline std::atomic<sem_t*> sem_ptr{nullptr};  // the lock's handle; null while this run has it not
@@ -25,6 +26,19 @@ void sem_post_proc(int status);
 void InstallReleaseHandlers();
 
 namespace tarvek {
+
+/// Holds the signals that end a run back for as long as it lives: whatever is done meanwhile is not
+/// begun or done when one of them strikes. May be nested. Only for what takes no time.
+class SignalsHeld {
+ public:
+  SignalsHeld();
+  ~SignalsHeld();
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t before_{};
+};
 
 /// Settles what is done when a signal ends the run, while the lock is still held: nothing (null),
 /// or a call of `act`. That is made in the signal handler and cut off after five seconds.

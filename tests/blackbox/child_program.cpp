@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,6 +74,7 @@ std::string TakeFile(int fd) {
     setrlimit(resource, &both);
   }
   alarm(kWatchdogSeconds);
+  if (surroundings.traced) ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
   execve(arguments[0], arguments, environment);
   _exit(kNoProgram);
 }

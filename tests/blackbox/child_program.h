@@ -30,6 +30,7 @@ struct Surroundings {
   std::vector<std::pair<std::string, std::string>> environment;  // beside the test's own
   std::vector<std::pair<__rlimit_resource, rlim_t>> limits;      // soft and hard ones alike
   std::vector<int> closed;                                       // descriptors it does not have
+  bool traced = false;                                           // the test leads it (ptrace)
 };
 
 /// A run that goes on for longer is ended by SIGALRM. No run of these tests waits in truth, so

@@ -357,6 +357,12 @@ FAILING_CALL ssize_t __read_chk(int fd, void* buffer, std::size_t size, std::siz
              [=] { return real(fd, buffer, size, room); });
 }
 
+FAILING_CALL off_t lseek(int fd, off_t offset, int whence) noexcept {
+  static const auto real = Next<off_t(int, off_t, int)>("lseek");
+  return Try("lseek", failing_calls::NameOf(fd), off_t{-1},
+             [=] { return real(fd, offset, whence); });
+}
+
 FAILING_CALL char* fgets(char* buffer, int size, std::FILE* stream) {
   static const auto real = Next<char*(char*, int, std::FILE*)>("fgets");
   return TryStream("fgets", stream, static_cast<char*>(nullptr),

@@ -91,11 +91,11 @@ std::vector<std::string> SimulatedServer::Launch(const std::vector<std::string>&
 }
 
 /// What the launcher does, but for another process.
-Outcome SimulatedServer::RunDirectly(const std::vector<std::string>& arguments,
-                                     const RunOptions& options) const {
+Started SimulatedServer::StartDirectly(const std::vector<std::string>& arguments,
+                                       const RunOptions& options, bool traced) const {
   const bool maker = options.driver == "maker";
   const char* const sanitizer = std::getenv("ASAN_OPTIONS");
-  Surroundings surroundings{options.input, {}, options.limits, options.closed};
+  Surroundings surroundings{options.input, {}, options.limits, options.closed, traced};
   surroundings.environment = {
       {bmcsim::kStateVariable, (state_ / "bmc").string()},
       {bmcsim::kTraceVariable, options.traced ? (state_ / "trace").string() : ""},
@@ -115,12 +115,17 @@ Outcome SimulatedServer::RunDirectly(const std::vector<std::string>& arguments,
   surroundings.environment.emplace_back("LD_PRELOAD", libraries);
   std::vector<std::string> words{TARVEK_PROGRAM};
   words.insert(words.end(), arguments.begin(), arguments.end());
-  return RunProgram(words, (directory_ / options.directory).string(), surroundings);
+  return StartProgram(words, (directory_ / options.directory).string(), surroundings);
+}
+
+Started SimulatedServer::StartTraced(const std::vector<std::string>& arguments,
+                                     const RunOptions& options) {
+  return StartDirectly(arguments, options, true);
 }
 
 Outcome SimulatedServer::Tarvek(const std::vector<std::string>& arguments,
                                 const RunOptions& options) {
-  if (options.direct) return RunDirectly(arguments, options);
+  if (options.direct) return WaitFor(StartDirectly(arguments, options, false));
   return RunProgram(Launch(arguments, options), (directory_ / options.directory).string(),
                     {options.input, {}, {}, {}});
 }

@@ -49,6 +49,10 @@ class SimulatedServer : public ::testing::Test {
   /// Runs `tarvek` with `arguments` to its end.
   Outcome Tarvek(const std::vector<std::string>& arguments, const RunOptions& options = {});
 
+  /// Starts `tarvek` so that the test can lead it through its instructions (SteppedRun); a run
+  /// without the launcher.
+  Started StartTraced(const std::vector<std::string>& arguments, const RunOptions& options);
+
   /// Starts `tarvek` under a fault plan that stops it (signal STOP), and waits until it has
   /// stopped.
   /// @return the run, to be handed to Continue().
@@ -91,7 +95,8 @@ class SimulatedServer : public ::testing::Test {
  private:
   std::vector<std::string> Launch(const std::vector<std::string>& arguments,
                                   const RunOptions& options) const;
-  Outcome RunDirectly(const std::vector<std::string>& arguments, const RunOptions& options) const;
+  Started StartDirectly(const std::vector<std::string>& arguments, const RunOptions& options,
+                        bool traced) const;
 
   std::filesystem::path directory_;
   std::filesystem::path state_;  // the BMC's state and its trace live beside the directory

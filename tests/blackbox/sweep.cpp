@@ -86,6 +86,14 @@ bool FullSweep() {
   return wanted != nullptr && std::string(wanted) == "full";
 }
 
+void ReportRuns(int runs) {
+  const char* const count = std::getenv("TARVEK_SWEEP_COUNT");
+  if (count == nullptr) return;
+  const ::testing::TestInfo* const test = ::testing::UnitTest::GetInstance()->current_test_info();
+  std::ofstream(count, std::ios::app)
+      << std::to_string(runs) + " " + test->test_suite_name() + "." + test->name() + "\n";
+}
+
 void Sweep::SetUp() {
   SimulatedServer::SetUp();
   Write("a.cfg", "SET CPU1\nSDRNAME BMCSDR.SDR\n");
@@ -109,11 +117,7 @@ void Sweep::SetUp() {
 
 void Sweep::TearDown() {
   SimulatedServer::TearDown();
-  const char* const count = std::getenv("TARVEK_SWEEP_COUNT");
-  if (count == nullptr) return;
-  const ::testing::TestInfo* const test = ::testing::UnitTest::GetInstance()->current_test_info();
-  std::ofstream(count, std::ios::app)
-      << std::to_string(runs_) + " " + test->test_suite_name() + "." + test->name() + "\n";
+  ReportRuns(runs_);
 }
 
 void Sweep::ResetServer() {

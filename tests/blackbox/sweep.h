@@ -55,6 +55,9 @@ inline constexpr bool kInstrumented = false;
 /// Whether this is the long sweep.
 bool FullSweep();
 
+/// Appends to the file that TARVEK_SWEEP_COUNT names, if it does, how many runs a test has made.
+void ReportRuns(int runs);
+
 /// How far a loop over k goes ahead: one by one in the long sweep.
 inline int Stride(int quick) { return FullSweep() ? 1 : quick; }
 

@@ -31,6 +31,7 @@ const int kFirstPass = gSDRFirstPass;
 const int kRetryMessages = gErrRtyMsg;
 const int kProbing = gErrMsgRepr;
 const int kIgnoring = gIgnoreResponse;
+const int kIgnoringClear = MS_cc_ignore;
 const int kRecordCount = sdrRecordSize;
 const int kImageSize = ipm_sdr_size;
 const std::string kImageOwner = ipm_bmc.name;
@@ -58,6 +59,7 @@ TEST(InitialState, IsThatOfARunThatHasDoneNothing) {
   EXPECT_EQ(kRetryMessages, 0);
   EXPECT_EQ(kProbing, 0);
   EXPECT_EQ(kIgnoring, 0);
+  EXPECT_EQ(kIgnoringClear, 0);
   EXPECT_EQ(kRecordCount, 1);
   EXPECT_EQ(kImageSize, 0);
   EXPECT_EQ(kImageOwner, "");

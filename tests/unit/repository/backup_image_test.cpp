@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -112,6 +113,12 @@ struct ImageParts {
 std::ptrdiff_t OpenDescriptors() {
   const std::filesystem::directory_iterator entries("/proc/self/fd");
   return std::distance(begin(entries), end(entries));
+}
+
+/// Bytes that this process has read so far.
+std::ptrdiff_t BytesRead() {
+  const std::string counts = ReadFile("/proc/self/io");
+  return std::stol(counts.substr(counts.find(' ')));  // "rchar: " comes first
 }
 
 class BackupImage : public FreshRun {
@@ -322,6 +329,24 @@ TEST_F(BackupImage, AFileThatMayNotGrowIsLeftHalfWritten) {
   EXPECT_EQ(result, 0);
   EXPECT_THAT(LogTexts(), ElementsAre("Error, Backup File I/O error _write : errno=0"));
   EXPECT_EQ(std::filesystem::file_size("image"), 20000U);
+}
+
+/// Some file systems tell of a write that has failed only when the file is closed.
+TEST_F(BackupImage, AFileThatCannotBeClosedIsAFailedWrite) {
+  struct Case {
+    int error;
+    const char* line;
+  };
+  for (const Case& c : {Case{EIO, "Error, Backup File I/O error _write : errno=5"},
+                        Case{ENOSPC, "Error, Backup File I/O error No Space"}}) {
+    std::filesystem::remove("tarvek.log");
+    Fill(small_);
+    const std::ptrdiff_t before = OpenDescriptors();
+    machine().close_error = c.error;
+    EXPECT_EQ(set_backup("image"), 0);
+    EXPECT_THAT(LogTexts(), ElementsAre(c.line));
+    EXPECT_EQ(OpenDescriptors(), before);
+  }
 }
 
 TEST_F(BackupImage, TheLargestRepositoryHas32767Bytes) {
@@ -535,6 +560,45 @@ TEST_F(BackupImage, AnEventLogIsSkipped) {
     EXPECT_EQ(Restore(parts.Whole()), 1) << length;
     EXPECT_EQ(Area(), small_.area) << length;
   }
+}
+
+/// Nobody reads four gigabytes to get past them.
+TEST_F(BackupImage, AnEventLogOfAnyLengthIsSoughtOver) {
+  for (const std::uint32_t length : {0x80000000U, 0xFFFFFFFFU}) {
+    ImageParts parts = small_;
+    parts.AddEventLog({}, length);
+    constexpr std::size_t kLogStart = kControlStart + 32;
+    const std::string image = AsText(parts.Whole());
+    WriteFile("image", image.substr(0, kLogStart));
+    std::filesystem::resize_file("image", kLogStart + length);
+    const int fd = open("image", O_WRONLY | O_APPEND);
+    const std::string rest = image.substr(kLogStart);
+    ASSERT_EQ(write(fd, rest.data(), rest.size()), static_cast<ssize_t>(rest.size()));
+    close(fd);
+    const std::ptrdiff_t before = BytesRead();
+    EXPECT_EQ(get_backup("image"), 1);
+    EXPECT_EQ(Area(), small_.area);
+    EXPECT_LT(BytesRead() - before, 10000);
+  }
+}
+
+/// In a pipe nothing can be sought: an image with an event log is to come from a file.
+TEST_F(BackupImage, AnEventLogInAPipeIsAReadError) {
+  ImageParts with_log = small_;
+  with_log.AddEventLog(Bytes(10, 0xEE), 10);
+  for (const ImageParts& parts : {small_, with_log}) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const std::string image = AsText(parts.Whole());
+    ASSERT_EQ(write(ends[1], image.data(), image.size()), static_cast<ssize_t>(image.size()));
+    close(ends[1]);
+    const bool has_log = !parts.event_log.empty();
+    const std::ptrdiff_t before = OpenDescriptors();
+    EXPECT_EQ(get_backup(("/proc/self/fd/" + std::to_string(ends[0])).c_str()), has_log ? 0 : 1);
+    EXPECT_EQ(OpenDescriptors(), before + (has_log ? 0 : 1));
+    close(ends[0]);
+  }
+  EXPECT_THAT(LogTexts(), ElementsAre("Error, Backup File I/O error _read : errno=29"));
 }
 
 TEST_F(BackupImage, AnEventLogLongerThanTheFileIsAReadError) {

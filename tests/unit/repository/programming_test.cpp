@@ -6,8 +6,11 @@
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "driver/reporting/result_files.h"
 #include "driver/reporting/run_settings.h"
@@ -98,6 +101,7 @@ class Programmer : public RepositoryProgrammer {
   Programmer() : RepositoryProgrammer(kProtocolId) {}
   using RepositoryProgrammer::bmcRecords;
   using RepositoryProgrammer::fileRecords;
+  using RepositoryProgrammer::response;
   using RepositoryProgrammer::sparedActive;
 
   void Load(const std::vector<Bytes>& records) { fileRecords = MakeList(records); }
@@ -205,14 +209,20 @@ TEST_F(Programming, SparedSdrHandsTheResultOfTheExchangeOn) {
   EXPECT_EQ(programmer_.setSparedSDR(2), 29);
 }
 
-/// A run that a signal ends after the phases of SparedSDR that it has sent.
+/// A run that a signal ends while or after it sends phases of SparedSDR.
 class EndedBySignal : public Programming {
  protected:
+  static constexpr const char* kDrop = "F8 10 01 ";
+
+  /// @param strike  called with each request of the run before the BMC answers it.
   /// @return the requests that the BMC saw, as the texts of HexImage().
-  std::string RequestsOf(const Bytes& phases) {
-    machine().bmc = [this](const Bytes& request) {
+  std::string RequestsOf(const Bytes& phases,
+                         const std::function<void(std::uint8_t)>& strike = {}) {
+    WriteFile("requests", "");
+    machine().bmc = [this, strike](const Bytes& request) {
       tarvek::WriteOutput("requests", tarvek::Keep::kContent, tarvek::HexImage("", request));
-      return answer_;
+      if (strike) strike(request[2]);
+      return answers_.count(request[2]) != 0 ? answers_[request[2]] : Reply();
     };
     EXPECT_EXIT(
         {
@@ -221,12 +231,10 @@ class EndedBySignal : public Programming {
           raise(SIGTERM);
         },
         ::testing::ExitedWithCode(SIGTERM), "");
-    const std::string requests = ReadFile("requests");
-    std::filesystem::remove("requests");
-    return requests;
+    return ReadFile("requests");
   }
 
-  Reply answer_;
+  std::map<std::uint8_t, Reply> answers_;  // to the phases; good ones where there is none
 };
 
 TEST_F(EndedBySignal, TheSparedModeIsClosedAgain) {
@@ -241,8 +249,114 @@ TEST_F(EndedBySignal, ASparedModeThatIsClosedStaysSo) {
 }
 
 TEST_F(EndedBySignal, ASparedModeThatTheBmcRefusesIsNotClosed) {
-  answer_ = Refuse(0xC1);
+  answers_[0] = Refuse(0xC1);
   EXPECT_EQ(RequestsOf({0}), "F8 10 00 ");
+  UseMakerDriver();
+  EXPECT_EQ(RequestsOf({0}), "F8 10 00 ");
+}
+
+/// Every request is preceded by a pause.
+TEST_F(EndedBySignal, BeforeABeginIsSentThereIsNothingToClose) {
+  for (const bool maker : {false, true}) {
+    if (maker) UseMakerDriver();
+    machine().on_sleep = [](std::uint64_t) { raise(SIGTERM); };
+    EXPECT_EQ(RequestsOf({0}), "") << maker;
+  }
+}
+
+TEST_F(EndedBySignal, BeforeAnEndIsSentTheModeIsClosedAndThenNotTwice) {
+  for (const bool maker : {false, true}) {
+    if (maker) UseMakerDriver();
+    for (const std::uint8_t end : Bytes{1, 2}) {
+      int pauses = 0;
+      machine().on_sleep = [&pauses](std::uint64_t) {
+        if (++pauses == 2) raise(SIGTERM);
+      };
+      EXPECT_EQ(RequestsOf({0, end}), std::string("F8 10 00 ") + kDrop) << maker;
+      machine().on_sleep = nullptr;
+    }
+  }
+}
+
+/// OpenIPMI's send is over before the signal is looked at.
+TEST_F(EndedBySignal, WhileOpenIpmiTakesARequestTheSignalWaits) {
+  const auto in_phase = [](std::uint8_t wanted) {
+    return [wanted](std::uint8_t phase) {
+      if (phase == wanted) raise(SIGTERM);
+    };
+  };
+  EXPECT_EQ(RequestsOf({0}, in_phase(0)), "F8 10 00 F8 10 01 ");
+  EXPECT_EQ(RequestsOf({0, 2}, in_phase(2)), "F8 10 00 F8 10 02 ");
+  EXPECT_EQ(RequestsOf({0, 1}, in_phase(1)), "F8 10 00 F8 10 01 ");
+  answers_[0] = Refuse(0xC1);
+  EXPECT_EQ(RequestsOf({0}, in_phase(0)), "F8 10 00 F8 10 01 ") << "the answer was not looked at";
+}
+
+/// The maker's driver cannot tell: a begin is followed by the drop, an end by nothing.
+TEST_F(EndedBySignal, InsideTheMakersCallARequestCountsAsSent) {
+  UseMakerDriver();
+  const auto in_phase = [](std::uint8_t wanted) {
+    bool struck = false;
+    return [wanted, struck](std::uint8_t phase) mutable {
+      if (phase != wanted || std::exchange(struck, true)) return;
+      raise(SIGTERM);
+    };
+  };
+  EXPECT_EQ(RequestsOf({0}, in_phase(0)), "F8 10 00 F8 10 01 ");
+  EXPECT_EQ(RequestsOf({0, 2}, in_phase(2)), "F8 10 00 F8 10 02 ");
+  EXPECT_EQ(RequestsOf({0, 1}, in_phase(1)), "F8 10 00 F8 10 01 ");
+}
+
+TEST_F(EndedBySignal, ABeginWhoseAnswerIsLostIsNotClosedAsInARunWithoutASignal) {
+  Reply lost_in_select;
+  lost_in_select.select_fails = true;
+  Reply lost_in_receive;
+  lost_in_receive.receive_fails = true;
+  for (const Reply& lost : {DriverFails(), lost_in_select, lost_in_receive}) {
+    answers_[0] = lost;
+    EXPECT_EQ(RequestsOf({0}), "F8 10 00 ");
+  }
+  answers_[0] = DriverFails();
+  UseMakerDriver();
+  EXPECT_EQ(RequestsOf({0}), "F8 10 00 ");
+}
+
+TEST_F(EndedBySignal, AnEndThatTheDriverDidNotTakeLeavesTheModeToBeClosed) {
+  for (const std::uint8_t end : Bytes{1, 2}) {
+    answers_.clear();
+    answers_[end] = DriverFails();
+    EXPECT_EQ(
+        RequestsOf({0, end}),
+        tarvek::HexImage("", Bytes{0xF8, 0x10, 0x00, 0xF8, 0x10, end, 0xF8, 0x10, 0x01}).c_str());
+  }
+}
+
+TEST_F(EndedBySignal, AnEndThatWasSentIsTheLastWordWhateverBecomesOfIt) {
+  Reply lost;
+  lost.receive_fails = true;
+  for (const Reply& reply : {Refuse(0xC1), lost}) {
+    answers_[2] = reply;
+    EXPECT_EQ(RequestsOf({0, 2}), "F8 10 00 F8 10 02 ");
+  }
+}
+
+/// The report of a refusal is held for half a minute in an update.
+TEST_F(EndedBySignal, NothingIsClosedWhileARefusalIsReported) {
+  constexpr std::uint64_t kHeld = 1000000;
+  g_eu_flg = kNormalUpdate;
+  answers_[0] = Refuse(0xD5);
+  machine().on_sleep = [](std::uint64_t microseconds) {
+    if (microseconds < kHeld) return;
+    WriteFile("held", "");
+    raise(SIGTERM);
+  };
+  for (const bool maker : {false, true}) {
+    if (maker) UseMakerDriver();
+    ok_start_time = machine().now;
+    std::filesystem::remove("held");
+    EXPECT_EQ(RequestsOf({0}), "F8 10 00 ") << maker;
+    EXPECT_TRUE(std::filesystem::exists("held")) << maker;
+  }
 }
 
 // --- Clearing ---
@@ -360,6 +474,25 @@ TEST_F(Clearing, AnyOtherCompletionCodeIs81WithoutAnotherTry) {
   EXPECT_EQ(programmer_.ClearSDRRepository(), 81);
   EXPECT_EQ(machine().requests.size(), 2U);
   EXPECT_EQ(LogTexts().front(), std::string(kNoSparedSdr) + "C1");
+}
+
+TEST_F(Clearing, WithItsSwitchAFailedClearLeavesItsProgressAtZero) {
+  const Bytes half_way{0xFC, 0x14, 0xC1, 0x55};
+  UseMakerDriver();
+  for (const bool ignore : {false, true}) {
+    MS_cc_ignore = ignore ? 1 : 0;
+    AnswerSome([](const Bytes& r) { return IsOem(r, 0x14); }, WholeImage(half_way), 1);
+    EXPECT_EQ(programmer_.ClearSDRRepository(), 81);
+    EXPECT_EQ(programmer_.response[2], 0xC1);
+    EXPECT_EQ(programmer_.response[3], ignore ? 0x00 : 0x55);
+  }
+}
+
+TEST_F(Clearing, WithItsSwitchACancelledClearIsStillTriedAgain) {
+  MS_cc_ignore = 1;
+  AnswerSome([](const Bytes& r) { return IsOem(r, 0x14); }, Refuse(0xC5), 1);
+  EXPECT_EQ(programmer_.ClearSDRRepository(), 0);
+  EXPECT_EQ(Sent(0xF8, 0x14), 2U);
 }
 
 TEST_F(Clearing, ADriverFailureOfTheClearIsReturnedWithoutPolling) {
@@ -968,6 +1101,38 @@ TEST_F(ReadingBack, ALengthThatChangesWithANewTryIsTheNewOne) {
   EXPECT_EQ(programmer_.ReadBack(), 0);
   EXPECT_EQ(Back(), std::vector<Bytes>{after});
   EXPECT_EQ(programmer_.bmcRecords->length, after.size());
+}
+
+/// The record's own bytes are all that is in it, whichever piece of a longer one was cancelled, and
+/// whatever the BMC sends behind a short one.
+TEST_F(ReadingBack, ARecordThatIsAnotherWhenItIsReadAgainLeavesNothingBehind) {
+  const Bytes before = CountingRecord(1, 64, 0xA0);
+  for (const int body : {0, 1, 10, 11, 12, 30, 64}) {
+    for (const int cancelled : {0, 5, 16, 21, 48, 64}) {
+      for (const bool header_first : {false, true}) {
+        SCOPED_TRACE(testing::Message() << body << " after " << cancelled << " " << header_first);
+        gIPMIVer1pt0 = header_first;
+        programmer_.FreeSDRMem(&programmer_.bmcRecords);
+        bmc_.records = {before};
+        bool changed = false;
+        const Bytes after = CountingRecord(1, body, 0x30);
+        bmc_.intercept = [&](const Bytes& request) -> std::optional<Reply> {
+          if (!IsRead(request) || changed || request[6] != cancelled) return std::nullopt;
+          changed = true;
+          bmc_.records = {after};
+          return Refuse(0xC5);
+        };
+        ASSERT_EQ(programmer_.ReadBack(), 0);
+        const bool met = header_first ? cancelled != 16 && cancelled != 48 && cancelled != 64
+                                      : cancelled != 5 && cancelled != 21;
+        EXPECT_EQ(changed, met);
+        Bytes expected = met ? after : before;
+        expected.resize(kMaxRecordSize + 1, 0x00);
+        const unsigned char* const record = programmer_.bmcRecords->Record;
+        EXPECT_EQ(Bytes(record, record + kMaxRecordSize + 1), expected);
+      }
+    }
+  }
 }
 
 TEST_F(ReadingBack, LaterPiecesAreNotAskedForTheLength) {

@@ -11,6 +11,7 @@
 #include <cstdarg>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "transport/ipmi_driver.h"
 
@@ -37,8 +38,12 @@ int __wrap_open(const char* path, int flags, ...) {
 }
 
 int __wrap_close(int fd) {
-  FakeMachine::Current().Close(fd);
-  return __real_close(fd);
+  FakeMachine& machine = FakeMachine::Current();
+  machine.Close(fd);
+  const int result = __real_close(fd);
+  if (machine.close_error == 0) return result;
+  errno = std::exchange(machine.close_error, 0);
+  return -1;
 }
 
 int __wrap_ioctl(int fd, unsigned long code, ...) {

@@ -38,6 +38,8 @@ class FakeMachine {
   std::function<Reply(const Bytes&)> bmc;
   /// Called for every wait with its length in microseconds.
   std::function<void(std::uint64_t)> on_sleep;
+  int close_error =
+      0;  // errno with which the next close fails; the descriptor is gone all the same
 
   std::time_t now = 1000000000;       // what time() returns; waits move it
   std::uint64_t slept = 0;            // microseconds waited so far

@@ -93,6 +93,7 @@ void ResetLoader() {
   gTempFile = nullptr;
   g_inputSdrRecord = 1;
   gIPMIVer1pt0 = false;
+  MS_cc_ignore = 0;
   gIPMIVer1pt5 = false;
   gFormatVer15X = false;
   gUseRecord = false;

@@ -807,6 +807,55 @@ TEST_F(WholeRepository, NamesVersionAndScriptInRecordsOfTheMaker) {
   }
 }
 
+/// A record may change between a cancelled try and the next one: nothing of the first is taken for
+/// the second's.
+TEST_F(WholeRepository, ARecordThatIsAnotherWhenItIsReadAgainIsTheNewOneAlone) {
+  const Bytes records[] = {
+      VersionRecord("SDR Version 01.02 of a board with a long name"),
+      VersionRecord("S01."),
+      VersionRecord("S"),
+      ScriptRecord("A-SCRIPT-WITH-A-LONG-NAME"),
+      ScriptRecord("B"),
+      ScriptRecord(""),
+      MakerRecord(1, {}),
+      MakerRecord(1, {'X', '0', '1'}),
+      MakeRecord(1, 0xC0, {0x77}),
+      MakeRecord(1, 0xC0, {}),
+      MakeRecord(1, 0xC1, {0x77, 0x00, 0x00, 'S', '1'}),
+      CountingRecord(1, 0),
+      CountingRecord(1, 64),
+  };
+  const auto read = [this](const Bytes& record) {
+    ipm_sdr_size = 0;
+    g_HW_sdr_version.clear();
+    gCFGIdentifyOEMSDR.clear();
+    bmc_.records = {record};
+    EXPECT_EQ(get_new_sdr(), 1);
+  };
+  for (const Bytes& after : records) {
+    bmc_.intercept = nullptr;
+    read(after);
+    const std::string version = g_HW_sdr_version;
+    const std::string script = gCFGIdentifyOEMSDR;
+    for (const Bytes& before : records) {
+      for (std::size_t cancelled = 0; cancelled < before.size(); ++cancelled) {
+        bool changed = false;
+        bmc_.intercept = [&](const Bytes& request) -> std::optional<Reply> {
+          if (!IsGetSdr(request) || changed || request[6] != cancelled) return std::nullopt;
+          changed = true;
+          bmc_.records = {after};
+          return Refuse(0xC5);
+        };
+        read(before);
+        if (!changed) continue;
+        EXPECT_EQ(g_HW_sdr_version, version);
+        EXPECT_EQ(gCFGIdentifyOEMSDR, script);
+        EXPECT_EQ(Image(ipm_sdr_size), after);
+      }
+    }
+  }
+}
+
 TEST_F(WholeRepository, TextsThatAreKnownAlreadyStay) {
   g_HW_sdr_version = "S0";
   gCFGIdentifyOEMSDR = "OLD.CFG";

@@ -392,6 +392,31 @@ TEST_F(SingleRunLock, TakingAndReleasingKeepTheSignalMask) {
   for (const int number : kReleasingSignals) EXPECT_EQ(sigismember(&after, number), 0) << number;
 }
 
+TEST_F(SingleRunLock, ASignalThatIsHeldStrikesWhenNobodyHoldsItAnyMore) {
+  for (const int number : kReleasingSignals) {
+    SCOPED_TRACE(number);
+    WriteFile("steps", "");
+    const auto step = [](const char* text) {
+      tarvek::WriteOutput("steps", tarvek::Keep::kContent, text);
+    };
+    EXPECT_EQ(StatusOfChild([&] {
+                InstallReleaseHandlers();
+                {
+                  const tarvek::SignalsHeld outer;
+                  {
+                    const tarvek::SignalsHeld inner;
+                    raise(number);
+                    step("inner ");
+                  }
+                  step("outer ");
+                }
+                step("after");
+              }),
+              number);
+    EXPECT_EQ(ReadFile("steps"), "inner outer ");
+  }
+}
+
 /// What `action`, run in a child, writes to standard output when that is a pipe.
 std::string PipedOutputOfChild(const std::function<void()>& action, int* status) {
   std::array<int, 2> ends{};
