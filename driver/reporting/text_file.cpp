@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +12,8 @@
 namespace tarvek {
 namespace {
 
+constexpr unsigned kNullDeviceMajor = 1;
+constexpr unsigned kNullDeviceMinor = 3;
 constexpr mode_t kOutputMode = 0666;  // less what the caller's umask takes away
 
 /// Makes a stream of a descriptor, or closes it.
@@ -19,6 +22,10 @@ std::FILE* StreamOf(int fd, const char* mode) {
   std::FILE* const stream = fdopen(fd, mode);
   if (stream == nullptr) close(fd);
   return stream;
+}
+
+bool IsNullDevice(const struct stat& info) {
+  return S_ISCHR(info.st_mode) && info.st_rdev == makedev(kNullDeviceMajor, kNullDeviceMinor);
 }
 
 /// The directory that a path's last name stands in.
@@ -58,7 +65,8 @@ bool CutAt(int fd, std::size_t size) {
 
 bool IsDevice(int fd) {
   struct stat info {};
-  return fstat(fd, &info) == 0 && (S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode));
+  if (fstat(fd, &info) != 0 || IsNullDevice(info)) return false;
+  return S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode);
 }
 
 std::FILE* OpenInput(const char* path) {

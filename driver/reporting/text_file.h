@@ -12,7 +12,8 @@ namespace tarvek {
 /// @return the stream, the caller's to close; null when the file cannot be opened.
 std::FILE* OpenInput(const char* path);
 
-/// Whether an open descriptor is a character or block device, which no input may be.
+/// Whether an open descriptor is a character or block device that no input may be. The null device
+/// is not one of them: it is an empty file to every reader.
 bool IsDevice(int fd);
 
 /// What an output file that is there already keeps.

@@ -93,6 +93,27 @@ TEST_F(InputFile, WithoutMemoryForAStreamTheFileIsClosed) {
   no_streams = false;
 }
 
+TEST_F(InputFile, TheNullDeviceIsAnEmptyFile) {
+  std::filesystem::create_symlink("/dev/null", "nothing");
+  for (const char* name : {"/dev/null", "nothing"}) {
+    std::FILE* const stream = tarvek::OpenInput(name);
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(std::getc(stream), EOF);
+    EXPECT_EQ(std::ferror(stream), 0);
+    EXPECT_FALSE(tarvek::IsDevice(fileno(stream)));
+    std::fclose(stream);
+  }
+}
+
+TEST_F(InputFile, OtherDevicesThanTheNullDeviceAreDevices) {
+  for (const char* name : {"/dev/zero", "/dev/full", "/dev/urandom"}) {
+    const int fd = open(name, O_RDONLY);
+    EXPECT_TRUE(tarvek::IsDevice(fd)) << name;
+    close(fd);
+  }
+  EXPECT_FALSE(tarvek::IsDevice(-1));
+}
+
 void Put(const char* path, tarvek::Keep keep, const char* text) {
   std::FILE* const stream = tarvek::OpenOutput(path, keep);
   ASSERT_NE(stream, nullptr);
