@@ -5,8 +5,10 @@
 #include <optional>
 #include <string>
 
+#include "driver/reporting/output_file.h"
 #include "driver/reporting/run_settings.h"
 #include "driver/reporting/text_file.h"
+#include "driver/reporting/text_format.h"
 
 namespace tarvek {
 namespace {
@@ -47,11 +49,10 @@ void LoadVersionCache(const RepositoryStamps& stamps) {
 }
 
 void StoreVersionCache(const RepositoryStamps& stamps) {
-  std::FILE* const file = OpenOutput(kCacheName, Keep::kNothing);
-  if (file == nullptr) return;
-  std::fprintf(file, "%04x\n%04x\n%s\n", stamps.addition, stamps.erase, g_HW_sdr_version.c_str());
-  if (!gCFGIdentifyOEMSDR.empty()) std::fprintf(file, "%s\n", gCFGIdentifyOEMSDR.c_str());
-  std::fclose(file);
+  Text text = Format("%04x\n%04x\n", stamps.addition, stamps.erase);
+  text.Append(g_HW_sdr_version).Append('\n');
+  if (!gCFGIdentifyOEMSDR.empty()) text.Append(gCFGIdentifyOEMSDR).Append('\n');
+  WriteOutput(kCacheName, Keep::kNothing, text);
 }
 
 }  // namespace tarvek

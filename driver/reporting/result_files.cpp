@@ -1,15 +1,18 @@
 #include "driver/reporting/result_files.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <span>
 #include <string_view>
 
 #include "driver/reporting/history_log.h"
+#include "driver/reporting/output_file.h"
 #include "driver/reporting/run_settings.h"
 #include "driver/reporting/text_file.h"
 
@@ -84,6 +87,17 @@ void HoldFinalResult() {
   if (gTest2Flag == 1) Bmc_HistoryLog("result file reply");
 }
 
+/// Reads a file that another run may be replacing: all of it with one read, or not at all.
+/// @return the bytes read, or -1.
+ssize_t ReadAtOnce(int fd, std::span<char> buffer) {
+  ssize_t length = 0;
+  do {
+    length = read(fd, buffer.data(), buffer.size());
+  } while (length < 0 && errno == EINTR);
+  struct stat info {};
+  return fstat(fd, &info) == 0 && info.st_size == length ? length : -1;
+}
+
 }  // namespace
 
 void set_xml_path() {
@@ -111,14 +125,15 @@ int XmlWrite(int mode, std::string_view code, std::string_view data1, std::strin
 
   const char* name = ResultFileName(mode);
   if (name == nullptr) return 0;
+  const tarvek::PathText path = get_xml_file(name);
   tarvek::Text text(
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
       "<Response><result_code>");
   text.Append(code).Append("</result_code><data>");
   AppendData(text, mode, data1, data2);
   text.Append("</data></Response>\n");
-  const tarvek::PathText path = get_xml_file(name);
-  return tarvek::WriteOutput(path.c_str(), tarvek::Keep::kNothing, text) ? 0 : 1;
+  const tarvek::Written written = tarvek::WriteOutput(path.c_str(), tarvek::Keep::kNothing, text);
+  return written == tarvek::Written::kWhole ? 0 : 1;
 }
 
 void OutputDataCreate(std::string_view code) {
@@ -148,17 +163,15 @@ int CopyXmlFile() {
 }
 
 int CopyFile(const char* source, const char* destination, int /*unused*/) {
-  std::FILE* from = tarvek::OpenInput(source);
-  if (from == nullptr) return 0;
-  std::FILE* to = tarvek::OpenOutput(destination, tarvek::Keep::kNothing);
-  if (to == nullptr) {
-    std::fclose(from);
-    return 0;
-  }
-  for (int c = std::getc(from); c != EOF; c = std::getc(from)) std::putc(c, to);
-  std::fclose(from);
-  std::fclose(to);
-  return 1;
+  static std::array<char, tarvek::kLongestOutput> bytes;  // more than a small stack has room for
+  const int from = tarvek::OpenOwnInput(source);
+  if (from < 0) return 0;
+  const ssize_t length = ReadAtOnce(from, bytes);
+  close(from);
+  if (length < 0) return 0;
+  const std::string_view text(bytes.data(), static_cast<std::size_t>(length));
+  const tarvek::Written written = tarvek::WriteOutput(destination, tarvek::Keep::kNothing, text);
+  return written == tarvek::Written::kNotOpened ? 0 : 1;
 }
 
 void RemoveProgressFile() {

@@ -19,7 +19,7 @@ void set_xml_path();
 /// @return the path of the result file `name`: `xml_path` and the name.
 tarvek::PathText get_xml_file(const char* name);
 
-/// Writes a result file in one go.
+/// Writes a result file in one go, as output_file.h promises.
 ///
 /// In an update (mode 2 or 3) whose "OK" file was written, the call first sleeps until
 /// `type2_wait_time` seconds have passed since then: a failure found early is held back.
@@ -48,8 +48,11 @@ tarvek::Text IntToString(int ratio);
 ///   failed and "SDRC08" was reported.
 int CopyXmlFile();
 
-/// Copies a file byte for byte. `unused` is not looked at; write errors are not either.
-/// @return 1 when the destination could be created, else 0.
+/// Copies a file that the tool has written itself (OpenOwnInput()) byte for byte, as output_file.h
+/// promises. `unused` is not looked at; write errors are not either.
+/// @return 1 when the destination could be created, else 0; 0 also for a source that cannot be
+///   read, that changes its size meanwhile, or that has more than kLongestOutput bytes: nothing is
+///   copied by half.
 int CopyFile(const char* source, const char* destination, int unused);
 
 /// Deletes the progress file at the end of an update: at most 12 tries, 500 ms apart.

@@ -112,6 +112,27 @@ TEST_F(Environment, MayHaveTheNullDeviceInPlaceOfTheBoardsAndTheCache) {
   EXPECT_EQ(Read("Update_normal.xml"), ResultText("SDRC04"));
 }
 
+TEST_F(Environment, MayLeadAProgressQueryToAFileThatIsRootsAlone) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give links away";
+  constexpr uid_t kStranger = 12345;
+  Write("secret", "the password");
+  std::filesystem::create_symlink("secret", Path("Get_ratio.xml_tmp"));
+  ASSERT_EQ(lchown(Path("Get_ratio.xml_tmp").c_str(), kStranger, kStranger), 0);
+  EXPECT_EQ(Tarvek({"-ratio"}).exit_status, 0);
+  EXPECT_EQ(Read("Get_ratio.xml"), ResultText("SDRC08"));
+  Remove("Get_ratio.xml_tmp");
+  std::filesystem::create_hard_link(Path("secret"), Path("Get_ratio.xml_tmp"));
+  EXPECT_EQ(Tarvek({"-ratio"}).exit_status, 0);
+  EXPECT_EQ(Read("Get_ratio.xml"), ResultText("SDRC08"));
+}
+
+TEST_F(Environment, MayLeadAProgressQueryToAFileThatIsTooLong) {
+  Write("long", std::string(65537, 'x'));
+  std::filesystem::create_symlink("long", Path("Get_ratio.xml_tmp"));
+  EXPECT_EQ(Tarvek({"-ratio"}).exit_status, 0);
+  EXPECT_EQ(Read("Get_ratio.xml"), ResultText("SDRC08"));
+}
+
 TEST_F(Environment, MayHaveDirectoriesInPlaceOfItsOutputs) {
   for (const char* name : {"tarvek.log", "sdrversion_HW", "Get_ratio.xml_tmp"}) {
     std::filesystem::create_directory(directory() / name);

@@ -422,6 +422,61 @@ TEST_F(ProgressQuery, AProgressFileThatVanishesDuringTheTriesEndsInATimeout) {
 
 TEST_F(ProgressQuery, APipeInPlaceOfTheProgressFileDoesNotHoldTheQueryUp) {
   ASSERT_EQ(mkfifo(kProgressFileName, 0600), 0);
+  EXPECT_EQ(CopyXmlFile(), 1);
+  EXPECT_EQ(ReadFile(kAnswerName), ResultText("SDRC08"));
+}
+
+/// What a stranger who may write to the directory gets to read of what root alone may.
+class StrangersProgressFile : public ProgressQuery {
+ protected:
+  static constexpr uid_t kStranger = 12345;
+
+  void SetUp() override {
+    ProgressQuery::SetUp();
+    WriteFile("secret", "the password");
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give links away";
+  }
+
+  static void ExpectNothingTold() {
+    EXPECT_EQ(CopyXmlFile(), 1);
+    EXPECT_EQ(ReadFile(kAnswerName), ResultText("SDRC08"));
+  }
+};
+
+TEST_F(StrangersProgressFile, ThatIsALinkIsNotFollowed) {
+  std::filesystem::create_symlink("secret", kProgressFileName);
+  ASSERT_EQ(lchown(kProgressFileName, kStranger, kStranger), 0);
+  ExpectNothingTold();
+  EXPECT_EQ(machine().sleeps, Sleeps(11, kRetryPause));
+}
+
+TEST_F(StrangersProgressFile, ThatIsASecondNameIsNotRead) {
+  std::filesystem::create_hard_link("secret", kProgressFileName);
+  ExpectNothingTold();
+}
+
+TEST_F(StrangersProgressFile, MayBeALinkOfTheirOwnDirectory) {
+  std::filesystem::create_symlink("secret", kProgressFileName);
+  ASSERT_EQ(lchown(kProgressFileName, kStranger, kStranger), 0);
+  ASSERT_EQ(chown(".", kStranger, kStranger), 0);
+  EXPECT_EQ(CopyXmlFile(), 0);
+  EXPECT_EQ(ReadFile(kAnswerName), "the password");
+}
+
+TEST_F(ProgressQuery, CopiesNoMoreThanAProgressFileCanHold) {
+  constexpr std::uintmax_t kMost = 65536;
+  WriteFile(kProgressFileName, std::string(kMost, 'x'));
+  EXPECT_EQ(CopyXmlFile(), 0);
+  EXPECT_EQ(ReadFile(kAnswerName), std::string(kMost, 'x'));
+  for (const std::uintmax_t size : {kMost + 1, std::uintmax_t{1} << 24}) {
+    std::filesystem::resize_file(kProgressFileName, size);
+    EXPECT_EQ(CopyXmlFile(), 1);
+    EXPECT_EQ(ReadFile(kAnswerName), ResultText("SDRC08")) << "and not a part of it";
+  }
+}
+
+TEST_F(ProgressQuery, TheNullDeviceInPlaceOfTheProgressFileIsAnEmptyOne) {
+  std::filesystem::create_symlink("/dev/null", kProgressFileName);
   EXPECT_EQ(CopyXmlFile(), 0);
   EXPECT_EQ(ReadFile(kAnswerName), "");
 }
