@@ -407,15 +407,6 @@ FAILING_CALL int __uflow(std::FILE* stream) {
   return TryStream("getc", stream, EOF, [=] { return real(stream); });
 }
 
-FAILING_CALL int __isoc99_fscanf(std::FILE* stream, const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const int result =
-      TryStream("fscanf", stream, EOF, [&] { return std::vfscanf(stream, format, arguments); });
-  va_end(arguments);
-  return result;
-}
-
 // Writing.
 
 FAILING_CALL ssize_t write(int fd, const void* bytes, std::size_t size) {

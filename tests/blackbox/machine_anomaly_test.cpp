@@ -47,7 +47,6 @@ const std::map<std::string, Words> kFailures = {
     {"access", {"EACCES", "ENOENT", "EIO"}},
     {"unlink", {"EACCES", "EIO", "EROFS"}},
     {"rename", {"EACCES", "ENOSPC"}},
-    {"fscanf", {"EIO"}},
     {"linkat", {"ENOENT", "EACCES", "ENOSPC"}},
     {"fstat", {"EIO"}},
     {"stat", {"EACCES"}},

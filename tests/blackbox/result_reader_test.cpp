@@ -1,6 +1,7 @@
 // What a caller finds who reads the tool's files at any moment: the text that was there, or the
 // next one, and never a mix; and no text at all where one could not be written.
 #include <fcntl.h>
+#include <semaphore.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -77,6 +78,7 @@ class ResultReader : public SimulatedServer {
  protected:
   static constexpr const char* kResult = "Update_normal.xml";
   static constexpr const char* kProgress = "Get_ratio.xml_tmp";
+  static constexpr const char* kCache = "sdrversion_HW";
 
   void SetUp() override {
     SimulatedServer::SetUp();
@@ -196,6 +198,44 @@ TEST_F(ResultReader, FindsWhatFitsIntoTheLimitOfTheSizeOfFiles) {
     EXPECT_EQ(Run({"-update", "-sdr", "missing"}, "", size).exit_status, 0);
     EXPECT_EQ(Read(kResult), size >= error ? ResultText("SDR068") : "");
   }
+}
+
+// The version cache, whose reader is the next run.
+
+TEST_F(ResultReader, FindsNoVersionThatWasCutShort) {
+  EXPECT_EQ(Run({"-version", "-sdr"}, "").exit_status, 0);
+  const std::size_t whole = Read(kCache).size();
+  ASSERT_EQ(Read(kCache).substr(whole - 6), "01.02\n");
+  for (std::size_t size = sizeof(sem_t); size <= whole; ++size) {  // the lock is a file, too
+    SCOPED_TRACE(size);
+    Remove(kCache);
+    EXPECT_EQ(Run({"-version", "-sdr"}, "", size).exit_status, 0);
+    EXPECT_EQ(Exists(kCache), size == whole);
+    EXPECT_EQ(Run({"-version", "-sdr"}, "").exit_status, 0);
+    EXPECT_EQ(Read("Get_version.xml"), VersionResult("OK", "Upper", "01.02"));
+  }
+}
+
+TEST_F(ResultReader, FindsNoVersionWhoseWritingOrClosingFailed) {
+  int lost = 0;
+  for (const std::string function : {"pwrite@", "close@"}) {
+    for (int k = 1; k <= (function == "pwrite@" ? 8 : 40); ++k) {
+      const std::string rule = function + std::to_string(k) + "-=ENOSPC";
+      SCOPED_TRACE(rule);
+      Remove(kCache);
+      Run({"-version", "-sdr"}, rule);
+      const Texts report = TakeCallReport();
+      const std::string failure = "fail call " + function.substr(0, function.size() - 1) + " ";
+      if (std::count(report.begin(), report.end(), failure + kCache) != 0) {
+        EXPECT_FALSE(Exists(kCache));
+        ++lost;
+      }
+      EXPECT_EQ(Run({"-version", "-sdr"}, "").exit_status, 0);
+      EXPECT_EQ(Read("Get_version.xml"), VersionResult("OK", "Upper", "01.02"));
+      ASSERT_FALSE(HasFailure());
+    }
+  }
+  EXPECT_GT(lost, 8) << "both kinds of failure have struck the cache";
 }
 
 }  // namespace
