@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <memory>
 #include <span>
@@ -19,6 +20,8 @@
 namespace {
 
 constexpr const char* kCallerInfoFile = "ZetaInfo.xml";
+constexpr std::string_view kOneUp = "../";
+constexpr std::size_t kLongestName = 17;  // "Update_normal.xml", "Get_ratio.xml_tmp"
 constexpr const char* kProgressFileName = "Get_ratio.xml_tmp";
 constexpr const char* kProgressAnswerName = "Get_ratio.xml";
 constexpr int kMaxTries = 12;
@@ -106,10 +109,12 @@ void set_xml_path() {
   const std::unique_ptr<char, decltype(&std::free)> directory(get_current_dir_name(), &std::free);
   if (directory == nullptr) return;
   const std::string_view name(directory.get());
-  const auto levels = std::count(name.begin(), name.end(), '/');
+  const auto levels = static_cast<std::size_t>(std::count(name.begin(), name.end(), '/'));
+  // Further up than this no path leads: what is there cannot be opened by its name.
+  constexpr std::size_t kMostLevels = (PATH_MAX - 1 - kLongestName) / kOneUp.size();
   tarvek::PathText prefix;
-  for (auto level = levels; level > 0; --level) {
-    prefix.Append("../");
+  for (std::size_t level = 1; level <= std::min(levels, kMostLevels); ++level) {
+    prefix.Append(kOneUp);
     if (FileExists(tarvek::PathText(prefix).Append(kCallerInfoFile).c_str())) {
       xml_path = prefix;
       return;

@@ -13,7 +13,8 @@ inline std::time_t ok_start_time = 0;  // when an update's first "OK" file was w
 inline int type2_wait_time = 30;       // least seconds between that file and the final result
 
 /// Fixes `xml_path`: the nearest directory, from the working directory upwards, that holds
-/// "ZetaInfo.xml" (only its existence matters), or the working directory if there is none.
+/// "ZetaInfo.xml" (only its existence matters), or the working directory if there is none, or none
+/// that a path of "../" pieces with a result file's name behind them leads to.
 void set_xml_path();
 
 /// @return the path of the result file `name`: `xml_path` and the name.

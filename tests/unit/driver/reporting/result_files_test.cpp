@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <numeric>
@@ -689,6 +690,57 @@ TEST_F(CallersDirectory, IsSoughtOverAsManyLevelsAsTheNameOfTheWorkingDirectoryH
   std::string expected;
   for (std::size_t i = 0; i < levels; ++i) expected += "../";
   EXPECT_EQ(xml_path, expected);
+}
+
+/// A working directory so deep that a path of "../" pieces does not lead to its top any more.
+class DeepDirectory : public CallersDirectory {
+ protected:
+  /// The most pieces that leave room for the name of a result file behind them.
+  static constexpr int kMostLevels = (PATH_MAX - 1 - 17) / 3;
+
+  void TearDown() override {
+    GoUp(depth_);
+    CallersDirectory::TearDown();
+  }
+
+  void GoDown(int levels) {
+    for (int i = 0; i < levels; ++i) {
+      ASSERT_EQ(mkdir("d", 0700), 0);
+      ASSERT_EQ(chdir("d"), 0);
+    }
+    depth_ += levels;
+  }
+
+  /// Removes what GoDown() has made.
+  void GoUp(int levels) {
+    for (int i = 0; i < levels; ++i) {
+      // Only the deepest ones hold any.
+      for (const ResultFile& file : kResultFiles) {
+        if (depth_ - i > kMostLevels) unlink(file.name);
+      }
+      ASSERT_EQ(chdir(".."), 0);
+      ASSERT_EQ(rmdir("d"), 0);
+    }
+    depth_ -= levels;
+  }
+
+ private:
+  int depth_ = 0;
+};
+
+TEST_F(DeepDirectory, TakesTheResultFilesWhereNoPathLeadsUpToTheCallersFile) {
+  WriteFile("ZetaInfo.xml", "");
+  GoDown(kMostLevels);
+  for (int level = kMostLevels; level <= kMostLevels + 8; ++level) {
+    SCOPED_TRACE(level);
+    set_xml_path();
+    EXPECT_EQ(xml_path.view().size(), level == kMostLevels ? 3U * kMostLevels : 0U);
+    for (const ResultFile& file : kResultFiles) {
+      EXPECT_EQ(XmlWrite(file.mode, "OK", "", ""), 0) << file.name;
+      EXPECT_EQ(std::filesystem::exists(file.name), level != kMostLevels) << file.name;
+    }
+    GoDown(1);
+  }
 }
 
 TEST_F(CallersDirectory, AWorkingDirectoryThatIsGoneLeavesThePathEmpty) {
