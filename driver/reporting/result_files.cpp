@@ -65,18 +65,40 @@ const char* ResultFileName(int mode) {
   }
 }
 
-void AppendData(tarvek::Text& text, int mode, std::string_view data1, std::string_view data2) {
+/// What stands around the three data of a result file.
+using Markup = std::array<std::string_view, 4>;
+
+constexpr std::string_view kHead =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<Response><result_code>";
+constexpr Markup kOneDatum{kHead, "</result_code><data>", "", "</data></Response>\n"};
+constexpr Markup kVersions{kHead, "</result_code><data><cmp>", "</cmp><version>",
+                           "</version></data></Response>\n"};
+
+/// Puts the data in their places. What the text has no room for is cut off the data: the markup is
+/// whole always.
+tarvek::Text Compose(const Markup& markup, const std::array<std::string_view, 3>& data) {
+  std::size_t room = tarvek::kTextSize - 1;
+  for (const std::string_view piece : markup) room -= piece.size();
+  tarvek::Text text;
+  for (std::size_t i = 0; i < data.size(); ++i) {
+    const std::string_view datum = data[i].substr(0, room);
+    room -= datum.size();
+    text.Append(markup[i]).Append(datum);
+  }
+  return text.Append(markup.back());
+}
+
+tarvek::Text ResultText(int mode, std::string_view code, std::string_view data1,
+                        std::string_view data2) {
   switch (mode) {
     case kVersionQuery:
-      text.Append("<cmp>").Append(data1).Append("</cmp><version>").Append(data2);
-      text.Append("</version>");
-      return;
+      return Compose(kVersions, {code, data1, data2});
     case kProgressFile:
     case kProgressQuery:
-      text.Append(data1);
-      return;
+      return Compose(kOneDatum, {code, data1, ""});
     default:
-      return;
+      return Compose(kOneDatum, {code, "", ""});
   }
 }
 
@@ -131,12 +153,7 @@ int XmlWrite(int mode, std::string_view code, std::string_view data1, std::strin
   const char* name = ResultFileName(mode);
   if (name == nullptr) return 0;
   const tarvek::PathText path = get_xml_file(name);
-  tarvek::Text text(
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<Response><result_code>");
-  text.Append(code).Append("</result_code><data>");
-  AppendData(text, mode, data1, data2);
-  text.Append("</data></Response>\n");
+  const tarvek::Text text = ResultText(mode, code, data1, data2);
   const tarvek::Written written = tarvek::WriteOutput(path.c_str(), tarvek::Keep::kNothing, text);
   return written == tarvek::Written::kWhole ? 0 : 1;
 }

@@ -20,7 +20,8 @@ void set_xml_path();
 /// @return the path of the result file `name`: `xml_path` and the name.
 tarvek::PathText get_xml_file(const char* name);
 
-/// Writes a result file in one go, as output_file.h promises.
+/// Writes a result file in one go, as output_file.h promises. Data that is longer than the text may
+/// be is cut; the markup around it is whole.
 ///
 /// In an update (mode 2 or 3) whose "OK" file was written, the call first sleeps until
 /// `type2_wait_time` seconds have passed since then: a failure found early is held back.

@@ -97,6 +97,31 @@ TEST_F(ResultFiles, TextsAreWrittenAsTheyStand) {
             ResultText("%s%n", "<cmp><&></cmp><version>\"%d\"</version>"));
 }
 
+TEST_F(ResultFiles, HaveTheirClosingTagsHoweverLongTheDataAre) {
+  constexpr std::size_t kRoom = 1023;
+  for (const std::size_t length : {100U, 800U, 900U, 1000U, 1100U, 5000U}) {
+    const std::string data(length, 'd');
+    for (const ResultFile& file : kResultFiles) {
+      SCOPED_TRACE(std::string(file.name) + " " + std::to_string(length));
+      for (const bool long_code : {false, true}) {
+        EXPECT_EQ(XmlWrite(file.mode, long_code ? data : "CODE", data, data), 0);
+        const std::string text = ReadFile(file.name);
+        EXPECT_LE(text.size(), kRoom);
+        const bool cut = length >= kRoom && (long_code || *file.data != '\0');
+        if (cut) {
+          EXPECT_EQ(text.size(), kRoom) << "and no shorter than need be";
+        }
+        // The markup is what is left of it without the data.
+        std::string markup = text;
+        std::erase(markup, 'd');
+        std::string expected = ResultText(long_code ? "" : "CODE", file.none);
+        std::erase(expected, 'd');
+        EXPECT_EQ(markup, expected);
+      }
+    }
+  }
+}
+
 TEST_F(ResultFiles, AFileThatCannotBeCreatedIsToldByTheResultAlone) {
   xml_path = "missing/";
   for (const ResultFile& file : kResultFiles) EXPECT_EQ(XmlWrite(file.mode, "OK", "", ""), 1);
