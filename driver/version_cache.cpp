@@ -1,12 +1,19 @@
 #include "driver/version_cache.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <array>
+#include <cctype>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <string>
 
+#include "driver/reporting/output_file.h"
 #include "driver/reporting/run_settings.h"
 #include "driver/reporting/text_file.h"
+#include "driver/reporting/text_format.h"
 
 namespace tarvek {
 namespace {
@@ -14,12 +21,52 @@ namespace {
 constexpr const char* kCacheName = "sdrversion_HW";
 constexpr int kTextLineSize = 254;  // bytes, the terminator included
 
-/// Reads a hexadecimal number and the white space behind it.
-std::optional<unsigned long long> ReadStamp(std::FILE* file) {
-  unsigned long long stamp = 0;
-  // NOLINTNEXTLINE(cert-err34-c): one too large comes out as the largest, which is no time stamp
-  if (std::fscanf(file, "%llx\n", &stamp) != 1) return std::nullopt;
-  return stamp;
+/// Skips white space.
+/// @return the byte behind it, or EOF.
+int NextWord(std::FILE* file) {
+  int byte = std::getc(file);
+  while (std::isspace(byte) != 0) byte = std::getc(file);
+  return byte;
+}
+
+unsigned DigitValue(int digit) {
+  constexpr int kTen = 10;
+  return static_cast<unsigned>(std::isdigit(digit) != 0 ? digit - '0'
+                                                        : std::tolower(digit) - 'a' + kTen);
+}
+
+/// Reads hexadecimal digits, of which `byte` is the first, and puts back what follows them.
+/// @return their value; none when there is no digit, or when 32 bits do not hold it.
+std::optional<std::uint32_t> ReadDigits(std::FILE* file, int byte) {
+  constexpr std::uint64_t kTooLarge = std::uint64_t{1} << 32;
+  constexpr unsigned kBase = 16;
+  const bool any = std::isxdigit(byte) != 0;
+  std::uint64_t value = 0;
+  for (; std::isxdigit(byte) != 0; byte = std::getc(file)) {
+    // What is too large once stays so, however many digits there are.
+    value = std::min(value * kBase + DigitValue(byte), kTooLarge);
+  }
+  std::ungetc(byte, file);
+  if (!any || value == kTooLarge) return std::nullopt;
+  return static_cast<std::uint32_t>(value);
+}
+
+/// Reads a time stamp as scanf() reads "%x\n": a sign and "0x" may lead it, white space may stand
+/// around it, and what is negative is counted down from the end of the 32 bits. A number that these
+/// do not hold, of which scanf() says nothing, is no time stamp.
+std::optional<std::uint32_t> ReadStamp(std::FILE* file) {
+  int byte = NextWord(file);
+  const bool negative = byte == '-';
+  if (negative || byte == '+') byte = std::getc(file);
+  if (byte == '0') {
+    const int next = std::getc(file);
+    const bool prefix = next == 'x' || next == 'X';
+    if (!prefix) std::ungetc(next, file);
+    if (prefix) byte = std::getc(file);
+  }
+  const std::optional<std::uint32_t> value = ReadDigits(file, byte);
+  if (value) std::ungetc(NextWord(file), file);
+  return value && negative ? 0 - *value : value;
 }
 
 /// Reads a line without its last character. That is cut off without a look: it is the line feed
@@ -37,21 +84,27 @@ std::string ReadText(std::FILE* file) {
 void LoadVersionCache(const RepositoryStamps& stamps) {
   std::FILE* const file = OpenInput(kCacheName);
   if (file == nullptr) return;
-  const std::optional<unsigned long long> addition = ReadStamp(file);
-  const std::optional<unsigned long long> erase = ReadStamp(file);
+  const std::optional<std::uint32_t> addition = ReadStamp(file);
+  const std::optional<std::uint32_t> erase = ReadStamp(file);
   if (addition == stamps.addition && erase == stamps.erase) {
     g_HW_sdr_version = ReadText(file);
     gCFGIdentifyOEMSDR = ReadText(file);
+  }
+  // A cache that cannot be read to its end may have lost one of its texts.
+  if (std::ferror(file) != 0) {
+    g_HW_sdr_version.clear();
+    gCFGIdentifyOEMSDR.clear();
   }
   std::fclose(file);
 }
 
 void StoreVersionCache(const RepositoryStamps& stamps) {
-  std::FILE* const file = OpenOutput(kCacheName, Keep::kNothing);
-  if (file == nullptr) return;
-  std::fprintf(file, "%04x\n%04x\n%s\n", stamps.addition, stamps.erase, g_HW_sdr_version.c_str());
-  if (!gCFGIdentifyOEMSDR.empty()) std::fprintf(file, "%s\n", gCFGIdentifyOEMSDR.c_str());
-  std::fclose(file);
+  Text text = Format("%04x\n%04x\n", stamps.addition, stamps.erase);
+  text.Append(g_HW_sdr_version).Append('\n');
+  if (!gCFGIdentifyOEMSDR.empty()) text.Append(gCFGIdentifyOEMSDR).Append('\n');
+  // A cache that was cut short would tell of another version, or of another script.
+  const bool whole = text.view().size() < kTextSize - 1;
+  if (!whole || WriteOutput(kCacheName, Keep::kNothing, text) == Written::kLost) unlink(kCacheName);
 }
 
 }  // namespace tarvek

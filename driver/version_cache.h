@@ -12,11 +12,12 @@ struct RepositoryStamps {
 };
 
 /// Fills `g_HW_sdr_version` and `gCFGIdentifyOEMSDR` from "sdrversion_HW" in the working
-/// directory, if that was written for these time stamps. A file that is missing or unreadable
-/// changes nothing.
+/// directory, if that was written for these time stamps. A file that is missing, or that cannot be
+/// read to its end, leaves them empty, as they are before.
 void LoadVersionCache(const RepositoryStamps& stamps);
 
-/// Rewrites the cache from the two globals. A file that cannot be opened is silently skipped.
+/// Rewrites the cache from the two globals. A file that cannot be opened is silently skipped; one
+/// that cannot be written whole is removed, so that a later run asks the BMC again.
 void StoreVersionCache(const RepositoryStamps& stamps);
 
 }  // namespace tarvek

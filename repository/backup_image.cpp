@@ -150,7 +150,7 @@ int sdrBinCreate(const char* path) {
 int set_backup(const char* path) {
   FillHeader();
   const short fd = ImageDescriptor(
-      tarvek::OpenForWriting(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, kImageMode));
+      tarvek::OpenTrusted(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, kImageMode));
   if (fd < 0) {
     pErr.Report(kOutputOpenFailed, tarvek::Format("_open : errno=%d", errno).c_str());
     return 0;

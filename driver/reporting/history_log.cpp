@@ -8,6 +8,7 @@
 #include <span>
 
 #include "driver/reporting/console.h"
+#include "driver/reporting/output_file.h"
 #include "driver/reporting/run_settings.h"
 #include "driver/reporting/text_file.h"
 #include "driver/reporting/text_format.h"

@@ -1,21 +1,27 @@
 #include "driver/reporting/result_files.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <memory>
+#include <span>
 #include <string_view>
 
 #include "driver/reporting/history_log.h"
+#include "driver/reporting/output_file.h"
 #include "driver/reporting/run_settings.h"
 #include "driver/reporting/text_file.h"
 
 namespace {
 
 constexpr const char* kCallerInfoFile = "ZetaInfo.xml";
+constexpr std::string_view kOneUp = "../";
+constexpr std::size_t kLongestName = 17;  // "Update_normal.xml", "Get_ratio.xml_tmp"
 constexpr const char* kProgressFileName = "Get_ratio.xml_tmp";
 constexpr const char* kProgressAnswerName = "Get_ratio.xml";
 constexpr int kMaxTries = 12;
@@ -59,18 +65,40 @@ const char* ResultFileName(int mode) {
   }
 }
 
-void AppendData(tarvek::Text& text, int mode, std::string_view data1, std::string_view data2) {
+/// What stands around the three data of a result file.
+using Markup = std::array<std::string_view, 4>;
+
+constexpr std::string_view kHead =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<Response><result_code>";
+constexpr Markup kOneDatum{kHead, "</result_code><data>", "", "</data></Response>\n"};
+constexpr Markup kVersions{kHead, "</result_code><data><cmp>", "</cmp><version>",
+                           "</version></data></Response>\n"};
+
+/// Puts the data in their places. What the text has no room for is cut off the data: the markup is
+/// whole always.
+tarvek::Text Compose(const Markup& markup, const std::array<std::string_view, 3>& data) {
+  std::size_t room = tarvek::kTextSize - 1;
+  for (const std::string_view piece : markup) room -= piece.size();
+  tarvek::Text text;
+  for (std::size_t i = 0; i < data.size(); ++i) {
+    const std::string_view datum = data[i].substr(0, room);
+    room -= datum.size();
+    text.Append(markup[i]).Append(datum);
+  }
+  return text.Append(markup.back());
+}
+
+tarvek::Text ResultText(int mode, std::string_view code, std::string_view data1,
+                        std::string_view data2) {
   switch (mode) {
     case kVersionQuery:
-      text.Append("<cmp>").Append(data1).Append("</cmp><version>").Append(data2);
-      text.Append("</version>");
-      return;
+      return Compose(kVersions, {code, data1, data2});
     case kProgressFile:
     case kProgressQuery:
-      text.Append(data1);
-      return;
+      return Compose(kOneDatum, {code, data1, ""});
     default:
-      return;
+      return Compose(kOneDatum, {code, "", ""});
   }
 }
 
@@ -84,6 +112,17 @@ void HoldFinalResult() {
   if (gTest2Flag == 1) Bmc_HistoryLog("result file reply");
 }
 
+/// Reads a file that another run may be replacing: all of it with one read, or not at all.
+/// @return the bytes read, or -1.
+ssize_t ReadAtOnce(int fd, std::span<char> buffer) {
+  ssize_t length = 0;
+  do {
+    length = read(fd, buffer.data(), buffer.size());
+  } while (length < 0 && errno == EINTR);
+  struct stat info {};
+  return fstat(fd, &info) == 0 && info.st_size == length ? length : -1;
+}
+
 }  // namespace
 
 void set_xml_path() {
@@ -92,10 +131,12 @@ void set_xml_path() {
   const std::unique_ptr<char, decltype(&std::free)> directory(get_current_dir_name(), &std::free);
   if (directory == nullptr) return;
   const std::string_view name(directory.get());
-  const auto levels = std::count(name.begin(), name.end(), '/');
+  const auto levels = static_cast<std::size_t>(std::count(name.begin(), name.end(), '/'));
+  // Further up than this no path leads: what is there cannot be opened by its name.
+  constexpr std::size_t kMostLevels = (PATH_MAX - 1 - kLongestName) / kOneUp.size();
   tarvek::PathText prefix;
-  for (auto level = levels; level > 0; --level) {
-    prefix.Append("../");
+  for (std::size_t level = 1; level <= std::min(levels, kMostLevels); ++level) {
+    prefix.Append(kOneUp);
     if (FileExists(tarvek::PathText(prefix).Append(kCallerInfoFile).c_str())) {
       xml_path = prefix;
       return;
@@ -111,14 +152,10 @@ int XmlWrite(int mode, std::string_view code, std::string_view data1, std::strin
 
   const char* name = ResultFileName(mode);
   if (name == nullptr) return 0;
-  tarvek::Text text(
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<Response><result_code>");
-  text.Append(code).Append("</result_code><data>");
-  AppendData(text, mode, data1, data2);
-  text.Append("</data></Response>\n");
   const tarvek::PathText path = get_xml_file(name);
-  return tarvek::WriteOutput(path.c_str(), tarvek::Keep::kNothing, text) ? 0 : 1;
+  const tarvek::Text text = ResultText(mode, code, data1, data2);
+  const tarvek::Written written = tarvek::WriteOutput(path.c_str(), tarvek::Keep::kNothing, text);
+  return written == tarvek::Written::kWhole ? 0 : 1;
 }
 
 void OutputDataCreate(std::string_view code) {
@@ -148,17 +185,15 @@ int CopyXmlFile() {
 }
 
 int CopyFile(const char* source, const char* destination, int /*unused*/) {
-  std::FILE* from = tarvek::OpenInput(source);
-  if (from == nullptr) return 0;
-  std::FILE* to = tarvek::OpenOutput(destination, tarvek::Keep::kNothing);
-  if (to == nullptr) {
-    std::fclose(from);
-    return 0;
-  }
-  for (int c = std::getc(from); c != EOF; c = std::getc(from)) std::putc(c, to);
-  std::fclose(from);
-  std::fclose(to);
-  return 1;
+  static std::array<char, tarvek::kLongestOutput> bytes;  // more than a small stack has room for
+  const int from = tarvek::OpenOwnInput(source);
+  if (from < 0) return 0;
+  const ssize_t length = ReadAtOnce(from, bytes);
+  close(from);
+  if (length < 0) return 0;
+  const std::string_view text(bytes.data(), static_cast<std::size_t>(length));
+  const tarvek::Written written = tarvek::WriteOutput(destination, tarvek::Keep::kNothing, text);
+  return written == tarvek::Written::kNotOpened ? 0 : 1;
 }
 
 void RemoveProgressFile() {

@@ -13,13 +13,15 @@ inline std::time_t ok_start_time = 0;  // when an update's first "OK" file was w
 inline int type2_wait_time = 30;       // least seconds between that file and the final result
 
 /// Fixes `xml_path`: the nearest directory, from the working directory upwards, that holds
-/// "ZetaInfo.xml" (only its existence matters), or the working directory if there is none.
+/// "ZetaInfo.xml" (only its existence matters), or the working directory if there is none, or none
+/// that a path of "../" pieces with a result file's name behind them leads to.
 void set_xml_path();
 
 /// @return the path of the result file `name`: `xml_path` and the name.
 tarvek::PathText get_xml_file(const char* name);
 
-/// Writes a result file in one go.
+/// Writes a result file in one go, as output_file.h promises. Data that is longer than the text may
+/// be is cut; the markup around it is whole.
 ///
 /// In an update (mode 2 or 3) whose "OK" file was written, the call first sleeps until
 /// `type2_wait_time` seconds have passed since then: a failure found early is held back.
@@ -48,8 +50,11 @@ tarvek::Text IntToString(int ratio);
 ///   failed and "SDRC08" was reported.
 int CopyXmlFile();
 
-/// Copies a file byte for byte. `unused` is not looked at; write errors are not either.
-/// @return 1 when the destination could be created, else 0.
+/// Copies a file that the tool has written itself (OpenOwnInput()) byte for byte, as output_file.h
+/// promises. `unused` is not looked at; write errors are not either.
+/// @return 1 when the destination could be created, else 0; 0 also for a source that cannot be
+///   read, that changes its size meanwhile, or that has more than kLongestOutput bytes: nothing is
+///   copied by half.
 int CopyFile(const char* source, const char* destination, int unused);
 
 /// Deletes the progress file at the end of an update: at most 12 tries, 500 ms apart.

@@ -1,95 +1,142 @@
 #include "driver/reporting/text_file.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
-
-#include "driver/reporting/text_format.h"
+#include <climits>
+#include <utility>
 
 namespace tarvek {
 namespace {
 
-constexpr mode_t kOutputMode = 0666;  // less what the caller's umask takes away
+constexpr int kMaxLinks = 40;  // of a chain; as many as the kernel follows
+constexpr unsigned kNullDeviceMajor = 1;
+constexpr unsigned kNullDeviceMinor = 3;
+
+/// A descriptor that is closed with its end.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    const int error = errno;
+    if (fd_ >= 0) close(fd_);
+    errno = error;
+  }
+  Descriptor(Descriptor&& other) noexcept : fd_(other.Release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return fd_; }
+  int Release() { return std::exchange(fd_, -1); }
+
+ private:
+  int fd_;
+};
 
 /// Makes a stream of a descriptor, or closes it.
-std::FILE* StreamOf(int fd, const char* mode) {
-  if (fd < 0) return nullptr;
-  std::FILE* const stream = fdopen(fd, mode);
-  if (stream == nullptr) close(fd);
+std::FILE* StreamOf(Descriptor fd) {
+  std::FILE* const stream = fd.get() < 0 ? nullptr : fdopen(fd.get(), "r");
+  if (stream != nullptr) fd.Release();
   return stream;
 }
 
-/// The directory that a path's last name stands in.
-PathText DirectoryOf(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? "." : path.substr(0, slash + 1);
+std::string_view LastName(std::string_view path) {
+  return path.substr(path.rfind('/') + 1);  // the whole path where there is no slash
+}
+
+bool IsNullDevice(const struct stat& info) {
+  return S_ISCHR(info.st_mode) && info.st_rdev == makedev(kNullDeviceMajor, kNullDeviceMinor);
 }
 
 /// Whether a link was made by one of those who may decide where the tool writes.
-bool IsTrustedLink(const char* path) {
-  struct stat link {};
-  struct stat directory {};
-  if (lstat(path, &link) != 0 || stat(DirectoryOf(path).c_str(), &directory) != 0) return false;
-  return link.st_uid == geteuid() || link.st_uid == 0 || link.st_uid == directory.st_uid;
+bool IsTrustedLink(const Descriptor& directory, const Descriptor& link) {
+  struct stat place {};
+  struct stat found {};
+  if (fstat(directory.get(), &place) != 0 || fstat(link.get(), &found) != 0) return false;
+  if (!S_ISLNK(found.st_mode)) return false;
+  return found.st_uid == geteuid() || found.st_uid == 0 || found.st_uid == place.st_uid;
 }
 
-int OpenText(const char* path, int how) {
-  return OpenForWriting(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | how, kOutputMode);
+/// Whether a directory is one of /proc, whose links lead to what has no name.
+bool IsInProc(const Descriptor& directory) {
+  struct statfs info {};
+  return fstatfs(directory.get(), &info) == 0 && info.f_type == PROC_SUPER_MAGIC;
 }
 
-/// Writes all of `text` where the descriptor stands.
-bool WriteAll(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(fd, text.data(), text.size());
-    if (written <= 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
+/// Reads where a link leads to.
+/// @return false when it cannot be read.
+bool ReadLink(const Descriptor& link, PathText& target) {
+  std::array<char, PATH_MAX> bytes;
+  const ssize_t length = readlinkat(link.get(), "", bytes.data(), bytes.size() - 1);
+  if (length < 0) return false;
+  target = std::string_view(bytes.data(), static_cast<std::size_t>(length));
   return true;
 }
 
-/// Cuts what a longer content has left behind `size` bytes. Pipes have no end to cut.
-bool CutAt(int fd, std::size_t size) {
-  return ftruncate(fd, static_cast<off_t>(size)) == 0 || errno == EINVAL;
+int RefuseLink() {
+  errno = ELOOP;
+  return -1;
+}
+
+/// OpenTrusted() of a path whose last name is a link.
+int FollowLinks(const char* path, int flags, unsigned mode) {
+  PathText target(path);
+  Descriptor place(-1);  // the directory that the target is relative to
+  for (int i = 0; i < kMaxLinks; ++i) {
+    const int from = place.get() < 0 ? AT_FDCWD : place.get();
+    Descriptor directory(openat(from, DirectoryOf(target).c_str(), O_PATH | O_DIRECTORY));
+    const PathText name(LastName(target));
+    const Descriptor link(openat(directory.get(), name.c_str(), O_PATH | O_NOFOLLOW));
+    if (!IsTrustedLink(directory, link)) return RefuseLink();
+    // What such a link says is no path; but nobody can put another one in its place.
+    if (IsInProc(directory)) return openat(directory.get(), name.c_str(), flags, mode);
+    if (!ReadLink(link, target)) return RefuseLink();
+    place = std::move(directory);
+    const int fd = openat(place.get(), target.c_str(), flags | O_NOFOLLOW, mode);
+    if (fd >= 0 || errno != ELOOP) return fd;
+  }
+  return RefuseLink();
 }
 
 }  // namespace
 
 bool IsDevice(int fd) {
   struct stat info {};
-  return fstat(fd, &info) == 0 && (S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode));
+  if (fstat(fd, &info) != 0 || IsNullDevice(info)) return false;
+  return S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode);
 }
 
 std::FILE* OpenInput(const char* path) {
-  const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  if (fd >= 0 && IsDevice(fd)) {
-    close(fd);
-    return nullptr;
-  }
-  return StreamOf(fd, "r");
+  Descriptor fd(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY));
+  return IsDevice(fd.get()) ? nullptr : StreamOf(std::move(fd));
 }
 
-int OpenForWriting(const char* path, int flags, unsigned mode) {
+int OpenTrusted(const char* path, int flags, unsigned mode) {
   const int fd = open(path, flags | O_NOFOLLOW, mode);
-  if (fd >= 0 || errno != ELOOP || !IsTrustedLink(path)) return fd;
-  return open(path, flags, mode);
+  return fd >= 0 || errno != ELOOP ? fd : FollowLinks(path, flags, mode);
 }
 
-std::FILE* OpenOutput(const char* path, Keep keep) {
-  if (keep == Keep::kContent) return StreamOf(OpenText(path, O_APPEND), "a");
-  return StreamOf(OpenText(path, O_TRUNC), "w");
+int OpenOwnInput(const char* path) {
+  Descriptor fd(OpenTrusted(path, O_RDONLY | O_NONBLOCK | O_NOCTTY, 0));
+  struct stat info {};
+  if (fd.get() < 0 || fstat(fd.get(), &info) != 0) return -1;
+  const bool own = S_ISREG(info.st_mode) && info.st_nlink <= 1;
+  return own || IsNullDevice(info) ? fd.Release() : -1;
 }
 
-bool WriteOutput(const char* path, Keep keep, std::string_view text) {
-  // A file that is replaced is overwritten first and cut then: one who reads it meanwhile does not
-  // find it empty, and on a full disk it already has its place.
-  const bool append = keep == Keep::kContent;
-  const int fd = OpenText(path, append ? O_APPEND : 0);
-  if (fd < 0) return false;
-  const bool written = WriteAll(fd, text) && (append || CutAt(fd, text.size()));
-  // Some file systems tell only now that the bytes did not reach the disk.
-  return close(fd) == 0 && written;
+PathText DirectoryOf(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? "." : path.substr(0, slash + 1);
 }
 
 }  // namespace tarvek

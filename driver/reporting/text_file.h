@@ -1,9 +1,11 @@
 // Opening the tool's text files. What stands under their names may be anything: none of it may
-// hold the tool up.
+// hold the tool up, or lead it where a stranger wants it.
 #pragma once
 
 #include <cstdio>
 #include <string_view>
+
+#include "driver/reporting/text_format.h"
 
 namespace tarvek {
 
@@ -12,28 +14,28 @@ namespace tarvek {
 /// @return the stream, the caller's to close; null when the file cannot be opened.
 std::FILE* OpenInput(const char* path);
 
-/// Whether an open descriptor is a character or block device, which no input may be.
+/// Whether an open descriptor is a character or block device that no input may be. The null device
+/// is not one of them: it is an empty file to every reader.
 bool IsDevice(int fd);
 
-/// What an output file that is there already keeps.
-enum class Keep { kNothing, kContent };
-
-/// open() for a file that is to be written, of any kind. A symbolic link is followed only if this
+/// open() for a file of the tool's own, whatever it is. A symbolic link is followed only if this
 /// user, root or the owner of the directory that it stands in has made it: the rule that the
 /// kernel has for sticky directories, here for all. So nobody who may merely write to the
-/// directory chooses which file of root's is overwritten.
-/// @param flags  without O_NOFOLLOW.
+/// directory chooses which file of root's is written or read. Each link of a chain is judged, and
+/// the link that was judged is the very one that is followed, whatever happens to its name.
+///
+/// @param flags  without O_NOFOLLOW and O_PATH.
+/// @param mode   of a file that is created.
 /// @return the descriptor, or -1 with `errno` set: ELOOP for a link that is not followed.
-int OpenForWriting(const char* path, int flags, unsigned mode);
+int OpenTrusted(const char* path, int flags, unsigned mode);
 
-/// Opens `path` for writing, created if need be, from its start or at its end. A pipe without a
-/// reader cannot be opened.
-/// @return the stream, the caller's to close; null when the file cannot be opened.
-std::FILE* OpenOutput(const char* path, Keep keep);
+/// Opens a file that a run of the tool has written, to read it: links are followed as by
+/// OpenTrusted(), and what is opened is a regular file with no second name, which somebody may
+/// have given to any file at all, or the null device.
+/// @return the descriptor, or -1.
+int OpenOwnInput(const char* path);
 
-/// Writes `text` to the file at `path`, created if need be, in one go and without taking memory.
-/// What is replaced is never empty in between.
-/// @return whether all of it was written.
-bool WriteOutput(const char* path, Keep keep, std::string_view text);
+/// The directory that a path's last name stands in; "." for a name alone.
+PathText DirectoryOf(std::string_view path);
 
 }  // namespace tarvek

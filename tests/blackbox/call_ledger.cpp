@@ -1,6 +1,7 @@
 #include "tests/blackbox/call_ledger.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,7 +14,9 @@
 namespace failing_calls {
 namespace {
 
-constexpr int kShortWrite = -1;  // as a rule's errno
+// As a rule's errno.
+constexpr int kShortWrite = -1;
+constexpr int kSlow = -2;
 
 struct NamedError {
   std::string_view name;
@@ -23,7 +26,7 @@ struct NamedError {
 constexpr NamedError kErrors[] = {
     {"EACCES", EACCES}, {"EAGAIN", EAGAIN}, {"EDQUOT", EDQUOT},     {"EINTR", EINTR},
     {"EIO", EIO},       {"EMFILE", EMFILE}, {"ENOENT", ENOENT},     {"ENOMEM", ENOMEM},
-    {"ENOSPC", ENOSPC}, {"EROFS", EROFS},   {"SHORT", kShortWrite},
+    {"ENOSPC", ENOSPC}, {"EROFS", EROFS},   {"SHORT", kShortWrite}, {"SLOW", kSlow},
 };
 
 /// A mistake in the rules is the test's: it must not look like a run without failures.
@@ -41,6 +44,12 @@ int ErrorOf(std::string_view name) {
                                          [&](const NamedError& e) { return e.name == name; });
   if (found == std::end(kErrors)) Refuse();
   return found->number;
+}
+
+/// Waits in truth, whatever clock the simulator shows.
+void Nap() {
+  constexpr timespec kNap{0, 1000000};
+  ppoll(nullptr, 0, &kNap, nullptr);
 }
 
 }  // namespace
@@ -94,9 +103,10 @@ Verdict CallLedger::Judge(Kind kind, const char* function, const char* file) {
     if (rule.seen == rule.first || (rule.onwards && rule.seen > rule.first)) error = rule.error;
   }
   if (listing_) Report("", kind, function, file);
-  if (error) Report("fail ", kind, function, file);
+  if (error && *error != kSlow) Report("fail ", kind, function, file);
+  if (error == kSlow) Nap();
   errno = caller_errno;
-  if (!error) return Verdict::kPass;
+  if (!error || *error == kSlow) return Verdict::kPass;
   if (*error == kShortWrite) return Verdict::kShort;
   errno = *error;
   return Verdict::kFail;

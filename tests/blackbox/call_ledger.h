@@ -19,7 +19,8 @@ namespace failing_calls {
 ///           | a function's name, as the C library has it: fclose, sem_open, ...
 ///
 /// The Kth of them fails, or with '-' every one from the Kth on. The errno is a name like ENOSPC;
-/// SHORT lets a write take half of its bytes. "list" writes every call into the report.
+/// SHORT lets a write take half of its bytes, and SLOW lets the call do what it does a millisecond
+/// later. "list" writes every call into the report.
 inline constexpr char kRulesVariable[] = "TARVEK_FAIL";
 
 /// The environment variable that names the report. It is appended to, a line for a call:

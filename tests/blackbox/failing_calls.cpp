@@ -20,6 +20,7 @@
 #include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -202,7 +203,8 @@ std::FILE* OpenStream(const char* function, const char* path, Call call) {
 }
 
 mode_t TakeMode(int flags, va_list arguments) {
-  return (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  const bool has_mode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  return has_mode ? va_arg(arguments, mode_t) : 0;
 }
 
 using Main = int(int, char**, char**);
@@ -321,6 +323,20 @@ FAILING_CALL int __open_2(const char* path, int flags) {
   return OpenAny("open", path, [=] { return real(path, flags); });
 }
 
+FAILING_CALL int openat(int directory, const char* path, int flags, ...) {
+  static const auto real = Next<int(int, const char*, int, ...)>("openat");
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = failing_calls::TakeMode(flags, arguments);
+  va_end(arguments);
+  return OpenAny("openat", path, [=] { return real(directory, path, flags, mode); });
+}
+
+FAILING_CALL int __openat_2(int directory, const char* path, int flags) {
+  static const auto real = Next<int(int, const char*, int)>("__openat_2");
+  return OpenAny("openat", path, [=] { return real(directory, path, flags); });
+}
+
 FAILING_CALL std::FILE* fopen(const char* path, const char* mode) {
   static const auto real = Next<std::FILE*(const char*, const char*)>("fopen");
   return OpenStream("fopen", path, [=] { return real(path, mode); });
@@ -397,15 +413,6 @@ FAILING_CALL int __uflow(std::FILE* stream) {
   return TryStream("getc", stream, EOF, [=] { return real(stream); });
 }
 
-FAILING_CALL int __isoc99_fscanf(std::FILE* stream, const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const int result =
-      TryStream("fscanf", stream, EOF, [&] { return std::vfscanf(stream, format, arguments); });
-  va_end(arguments);
-  return result;
-}
-
 // Writing.
 
 FAILING_CALL ssize_t write(int fd, const void* bytes, std::size_t size) {
@@ -418,6 +425,19 @@ FAILING_CALL ssize_t write(int fd, const void* bytes, std::size_t size) {
       return real(fd, bytes, (size + 1) / 2);
     default:
       return real(fd, bytes, size);
+  }
+}
+
+FAILING_CALL ssize_t pwrite(int fd, const void* bytes, std::size_t size, off_t offset) {
+  static const auto real = Next<ssize_t(int, const void*, std::size_t, off_t)>("pwrite");
+  const failing_calls::About about(failing_calls::NameOf(fd));
+  switch (failing_calls::Judge(failing_calls::Kind::kCall, "pwrite")) {
+    case Verdict::kFail:
+      return -1;
+    case Verdict::kShort:
+      return real(fd, bytes, (size + 1) / 2, offset);
+    default:
+      return real(fd, bytes, size, offset);
   }
 }
 
@@ -511,6 +531,28 @@ FAILING_CALL int access(const char* path, int mode) noexcept {
   return Try("access", failing_calls::NameOf(path), -1, [=] { return real(path, mode); });
 }
 
+FAILING_CALL int linkat(int old_place, const char* from, int new_place, const char* to,
+                        int flags) noexcept {
+  static const auto real = Next<int(int, const char*, int, const char*, int)>("linkat");
+  return Try("linkat", failing_calls::NameOf(to), -1,
+             [=] { return real(old_place, from, new_place, to, flags); });
+}
+
+FAILING_CALL ssize_t readlinkat(int place, const char* path, char* buffer,
+                                std::size_t size) noexcept {
+  static const auto real = Next<ssize_t(int, const char*, char*, std::size_t)>("readlinkat");
+  return Try("readlinkat", failing_calls::NameOf(place), ssize_t{-1},
+             [=] { return real(place, path, buffer, size); });
+}
+
+FAILING_CALL ssize_t __readlinkat_chk(int place, const char* path, char* buffer, std::size_t size,
+                                      std::size_t room) noexcept {
+  static const auto real =
+      Next<ssize_t(int, const char*, char*, std::size_t, std::size_t)>("__readlinkat_chk");
+  return Try("readlinkat", failing_calls::NameOf(place), ssize_t{-1},
+             [=] { return real(place, path, buffer, size, room); });
+}
+
 FAILING_CALL int unlink(const char* path) noexcept {
   static const auto real = Next<int(const char*)>("unlink");
   return Try("unlink", failing_calls::NameOf(path), -1, [=] { return real(path); });
@@ -529,6 +571,11 @@ FAILING_CALL int sem_unlink(const char* name) noexcept {
 FAILING_CALL int fstat(int fd, struct stat* status) noexcept {
   static const auto real = Next<int(int, struct stat*)>("fstat");
   return TrySimulated("fstat", failing_calls::NameOf(fd), -1, [=] { return real(fd, status); });
+}
+
+FAILING_CALL int fstatfs(int fd, struct statfs* status) noexcept {
+  static const auto real = Next<int(int, struct statfs*)>("fstatfs");
+  return Try("fstatfs", failing_calls::NameOf(fd), -1, [=] { return real(fd, status); });
 }
 
 FAILING_CALL int stat(const char* path, struct stat* status) noexcept {

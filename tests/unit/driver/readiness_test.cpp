@@ -147,6 +147,13 @@ TEST_F(Readiness, SurvivesAListThatIsNoText) {
   EXPECT_EQ(ReadFile("Update_normal.xml"), ResultText("SDRC04"));
 }
 
+TEST_F(Readiness, TheNullDeviceIsAListWithoutABoard) {
+  std::filesystem::remove("mchk_fil");
+  std::filesystem::create_symlink("/dev/null", "mchk_fil");
+  EXPECT_EQ(GetBmcStatus(), 1);
+  EXPECT_EQ(ReadFile("Update_normal.xml"), ResultText("SDRC04"));
+}
+
 TEST_F(Readiness, DoesNotWaitForAPipeInPlaceOfTheList) {
   std::filesystem::remove("mchk_fil");
   ASSERT_EQ(mkfifo("mchk_fil", 0600), 0);

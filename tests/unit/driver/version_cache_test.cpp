@@ -1,5 +1,11 @@
 #include "driver/version_cache.h"
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+
 #include "driver/reporting/run_settings.h"
 #include "tests/unit/support/fresh_run.h"
 
@@ -51,6 +57,16 @@ TEST_F(VersionCache, IsReadLineByLine) {
       {"0012\nabcdef02\nSv\n", "", ""},
       {"100000012\nabcdef01\nSv\n", "", ""},  // more than 32 bits match no stamp
       {"11111111111111112\nabcdef01\nSv\n", "", ""},
+      {"10000000000000000000000000000000000000000000000012\nabcdef01\nSv\n", "", ""},
+      {"00000000000000000000000000000000000000000000000012\nabcdef01\nSv\n", "Sv", ""},
+      {"+12\n+0XABCDEF01\nSv\n", "Sv", ""},
+      {"-ffffffee\n-543210ff\nSv\n", "Sv", ""},  // counted down from the end
+      {"-12\nabcdef01\nSv\n", "", ""},
+      {"-100000012\nabcdef01\nSv\n", "", ""},
+      {"12-543210ffSv\n", "Sv", ""},  // nothing need part them
+      {"0x\nabcdef01\nSv\n", "", ""},
+      {"+\nabcdef01\nSv\n", "", ""},
+      {"0x12\n0xabcdef01", "", ""},
       {"xyz\nabcdef01\nSv\n", "", ""},
       {"0012\nxyz\nSv\n", "", ""},
       {"0012", "", ""},
@@ -62,6 +78,53 @@ TEST_F(VersionCache, IsReadLineByLine) {
     EXPECT_EQ(g_HW_sdr_version, row.version);
     EXPECT_EQ(gCFGIdentifyOEMSDR, row.script);
   }
+}
+
+TEST_F(VersionCache, HoldsStampsUpToTheLargest) {
+  WriteFile("sdrversion_HW", "0\nffffffff\nSv\n");
+  tarvek::LoadVersionCache({0, 0xFFFFFFFF});
+  EXPECT_EQ(g_HW_sdr_version, "Sv");
+  Load("-1\n0\nSv\n");
+  tarvek::LoadVersionCache({0xFFFFFFFF, 0});
+  EXPECT_EQ(g_HW_sdr_version, "Sv");
+}
+
+/// Writes a cache under every limit of the size of files, and loads what it has left.
+[[noreturn]] void StoreUnderLimits() {
+  const std::string whole = "0012\nabcdef01\nSDR Version 01.02\nBOARD.CFG\n";
+  std::signal(SIGXFSZ, SIG_IGN);
+  for (rlim_t size = 0; size <= whole.size(); ++size) {
+    WriteFile("sdrversion_HW", "0012\nabcdef00\nSDR Version 00.01 of earlier\nOTHER.CFG\n");
+    g_HW_sdr_version = "SDR Version 01.02";
+    gCFGIdentifyOEMSDR = "BOARD.CFG";
+    rlimit limit{size, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    tarvek::StoreVersionCache(kStamps);
+    limit.rlim_cur = RLIM_INFINITY;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    const bool fits = size == whole.size();
+    if (std::filesystem::exists("sdrversion_HW") != fits) _exit(1);
+    if (fits && ReadFile("sdrversion_HW") != whole) _exit(2);
+  }
+  _exit(0);
+}
+
+TEST_F(VersionCache, IsWrittenWholeOrNotAtAll) {
+  EXPECT_EXIT(StoreUnderLimits(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(VersionCache, IsNotCutToWhatATextHolds) {
+  WriteFile("sdrversion_HW", "0012\nabcdef01\nSv\n");
+  g_HW_sdr_version = std::string(2000, 'S');
+  tarvek::StoreVersionCache(kStamps);
+  EXPECT_FALSE(std::filesystem::exists("sdrversion_HW"));
+}
+
+TEST_F(VersionCache, ThatCannotBeOpenedIsLeftAlone) {
+  ASSERT_EQ(mkfifo("sdrversion_HW", 0600), 0);
+  g_HW_sdr_version = "Sv";
+  tarvek::StoreVersionCache(kStamps);
+  EXPECT_TRUE(std::filesystem::is_fifo("sdrversion_HW"));
 }
 
 TEST_F(VersionCache, TakesAtMost253CharactersOfALine) {

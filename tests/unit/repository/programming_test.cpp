@@ -12,10 +12,10 @@
 #include <new>
 #include <utility>
 
+#include "driver/reporting/output_file.h"
 #include "driver/reporting/result_files.h"
 #include "driver/reporting/run_settings.h"
 #include "driver/reporting/single_run_lock.h"
-#include "driver/reporting/text_file.h"
 #include "driver/reporting/text_format.h"
 #include "errors/reserve_block.h"
 #include "tests/unit/support/fresh_run.h"

@@ -25,7 +25,7 @@ using tarvek_test::FakeMachine;
 
 int __wrap_open(const char* path, int flags, ...) {
   mode_t mode = 0;
-  if ((flags & O_CREAT) != 0) {
+  if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
     va_list arguments;
     va_start(arguments, flags);
     mode = va_arg(arguments, mode_t);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <numeric>
@@ -94,6 +95,31 @@ TEST_F(ResultFiles, TextsAreWrittenAsTheyStand) {
   EXPECT_EQ(XmlWrite(1, "%s%n", "<&>", "\"%d\""), 0);
   EXPECT_EQ(ReadFile("Get_version.xml"),
             ResultText("%s%n", "<cmp><&></cmp><version>\"%d\"</version>"));
+}
+
+TEST_F(ResultFiles, HaveTheirClosingTagsHoweverLongTheDataAre) {
+  constexpr std::size_t kRoom = 1023;
+  for (const std::size_t length : {100U, 800U, 900U, 1000U, 1100U, 5000U}) {
+    const std::string data(length, 'd');
+    for (const ResultFile& file : kResultFiles) {
+      SCOPED_TRACE(std::string(file.name) + " " + std::to_string(length));
+      for (const bool long_code : {false, true}) {
+        EXPECT_EQ(XmlWrite(file.mode, long_code ? data : "CODE", data, data), 0);
+        const std::string text = ReadFile(file.name);
+        EXPECT_LE(text.size(), kRoom);
+        const bool cut = length >= kRoom && (long_code || *file.data != '\0');
+        if (cut) {
+          EXPECT_EQ(text.size(), kRoom) << "and no shorter than need be";
+        }
+        // The markup is what is left of it without the data.
+        std::string markup = text;
+        std::erase(markup, 'd');
+        std::string expected = ResultText(long_code ? "" : "CODE", file.none);
+        std::erase(expected, 'd');
+        EXPECT_EQ(markup, expected);
+      }
+    }
+  }
 }
 
 TEST_F(ResultFiles, AFileThatCannotBeCreatedIsToldByTheResultAlone) {
@@ -422,6 +448,61 @@ TEST_F(ProgressQuery, AProgressFileThatVanishesDuringTheTriesEndsInATimeout) {
 
 TEST_F(ProgressQuery, APipeInPlaceOfTheProgressFileDoesNotHoldTheQueryUp) {
   ASSERT_EQ(mkfifo(kProgressFileName, 0600), 0);
+  EXPECT_EQ(CopyXmlFile(), 1);
+  EXPECT_EQ(ReadFile(kAnswerName), ResultText("SDRC08"));
+}
+
+/// What a stranger who may write to the directory gets to read of what root alone may.
+class StrangersProgressFile : public ProgressQuery {
+ protected:
+  static constexpr uid_t kStranger = 12345;
+
+  void SetUp() override {
+    ProgressQuery::SetUp();
+    WriteFile("secret", "the password");
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give links away";
+  }
+
+  static void ExpectNothingTold() {
+    EXPECT_EQ(CopyXmlFile(), 1);
+    EXPECT_EQ(ReadFile(kAnswerName), ResultText("SDRC08"));
+  }
+};
+
+TEST_F(StrangersProgressFile, ThatIsALinkIsNotFollowed) {
+  std::filesystem::create_symlink("secret", kProgressFileName);
+  ASSERT_EQ(lchown(kProgressFileName, kStranger, kStranger), 0);
+  ExpectNothingTold();
+  EXPECT_EQ(machine().sleeps, Sleeps(11, kRetryPause));
+}
+
+TEST_F(StrangersProgressFile, ThatIsASecondNameIsNotRead) {
+  std::filesystem::create_hard_link("secret", kProgressFileName);
+  ExpectNothingTold();
+}
+
+TEST_F(StrangersProgressFile, MayBeALinkOfTheirOwnDirectory) {
+  std::filesystem::create_symlink("secret", kProgressFileName);
+  ASSERT_EQ(lchown(kProgressFileName, kStranger, kStranger), 0);
+  ASSERT_EQ(chown(".", kStranger, kStranger), 0);
+  EXPECT_EQ(CopyXmlFile(), 0);
+  EXPECT_EQ(ReadFile(kAnswerName), "the password");
+}
+
+TEST_F(ProgressQuery, CopiesNoMoreThanAProgressFileCanHold) {
+  constexpr std::uintmax_t kMost = 65536;
+  WriteFile(kProgressFileName, std::string(kMost, 'x'));
+  EXPECT_EQ(CopyXmlFile(), 0);
+  EXPECT_EQ(ReadFile(kAnswerName), std::string(kMost, 'x'));
+  for (const std::uintmax_t size : {kMost + 1, std::uintmax_t{1} << 24}) {
+    std::filesystem::resize_file(kProgressFileName, size);
+    EXPECT_EQ(CopyXmlFile(), 1);
+    EXPECT_EQ(ReadFile(kAnswerName), ResultText("SDRC08")) << "and not a part of it";
+  }
+}
+
+TEST_F(ProgressQuery, TheNullDeviceInPlaceOfTheProgressFileIsAnEmptyOne) {
+  std::filesystem::create_symlink("/dev/null", kProgressFileName);
   EXPECT_EQ(CopyXmlFile(), 0);
   EXPECT_EQ(ReadFile(kAnswerName), "");
 }
@@ -634,6 +715,57 @@ TEST_F(CallersDirectory, IsSoughtOverAsManyLevelsAsTheNameOfTheWorkingDirectoryH
   std::string expected;
   for (std::size_t i = 0; i < levels; ++i) expected += "../";
   EXPECT_EQ(xml_path, expected);
+}
+
+/// A working directory so deep that a path of "../" pieces does not lead to its top any more.
+class DeepDirectory : public CallersDirectory {
+ protected:
+  /// The most pieces that leave room for the name of a result file behind them.
+  static constexpr int kMostLevels = (PATH_MAX - 1 - 17) / 3;
+
+  void TearDown() override {
+    GoUp(depth_);
+    CallersDirectory::TearDown();
+  }
+
+  void GoDown(int levels) {
+    for (int i = 0; i < levels; ++i) {
+      ASSERT_EQ(mkdir("d", 0700), 0);
+      ASSERT_EQ(chdir("d"), 0);
+    }
+    depth_ += levels;
+  }
+
+  /// Removes what GoDown() has made.
+  void GoUp(int levels) {
+    for (int i = 0; i < levels; ++i) {
+      // Only the deepest ones hold any.
+      for (const ResultFile& file : kResultFiles) {
+        if (depth_ - i > kMostLevels) unlink(file.name);
+      }
+      ASSERT_EQ(chdir(".."), 0);
+      ASSERT_EQ(rmdir("d"), 0);
+    }
+    depth_ -= levels;
+  }
+
+ private:
+  int depth_ = 0;
+};
+
+TEST_F(DeepDirectory, TakesTheResultFilesWhereNoPathLeadsUpToTheCallersFile) {
+  WriteFile("ZetaInfo.xml", "");
+  GoDown(kMostLevels);
+  for (int level = kMostLevels; level <= kMostLevels + 8; ++level) {
+    SCOPED_TRACE(level);
+    set_xml_path();
+    EXPECT_EQ(xml_path.view().size(), level == kMostLevels ? 3U * kMostLevels : 0U);
+    for (const ResultFile& file : kResultFiles) {
+      EXPECT_EQ(XmlWrite(file.mode, "OK", "", ""), 0) << file.name;
+      EXPECT_EQ(std::filesystem::exists(file.name), level != kMostLevels) << file.name;
+    }
+    GoDown(1);
+  }
 }
 
 TEST_F(CallersDirectory, AWorkingDirectoryThatIsGoneLeavesThePathEmpty) {

@@ -13,9 +13,9 @@
 #include <functional>
 
 #include "driver/reporting/console.h"
+#include "driver/reporting/output_file.h"
 #include "driver/reporting/result_files.h"
 #include "driver/reporting/run_settings.h"
-#include "driver/reporting/text_file.h"
 #include "tests/unit/support/private_lock.h"
 
 namespace tarvek_test {
