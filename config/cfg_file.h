@@ -21,8 +21,8 @@ inline unsigned char gTempFlag = 0;  // not 0: the echoes go to CFG.TMP and SDR.
                                      // null device; set by nothing
 
 inline constexpr int kMaxCfgArguments = 5;      // arguments that a line can hold
-inline constexpr int kMaxCfgLines = 2'000'000;  // pieces of text at which a script is given up: an
-                                                // endless pipe must come to an end
+inline constexpr int kMaxCfgLines = 2'000'000;  // pieces of text that a script may have: an endless
+                                                // pipe must come to an end
 inline constexpr std::size_t kMaxTagArgument = 31;      // characters of a tag or a name
 inline constexpr std::size_t kMaxDisplayArgument = 80;  // characters of a text to show
 
@@ -82,13 +82,14 @@ class CfgFile : public CProto {
   /// Reads the script into the list of lines. Each kept line must begin with a command word; what
   /// follows the word is the lexer's to judge, deliberately: the status that reaches the user
   /// depends on which of the two finds the fault.
-  /// @return 0; 67 when the script cannot be opened or read (unreported); 81 when a line begins
-  ///   with no command word (11 reported); 2 when memory ran out or the script has
-  ///   `kMaxCfgLines` lines or more (unreported).
+  /// @return 0; 67 when the script cannot be opened, or not be read to its end (unreported); 81
+  ///   when a line begins with no command word (11 reported); 2 when memory ran out or the script
+  ///   has more than `kMaxCfgLines` lines (unreported).
   ESTATUS Read(const char* path);
   /// Reads on to the next line that is not blank and not a comment, into the state's `line`,
   /// cleaned. A line of more than 255 characters comes in pieces that each count as a line.
-  /// @return 1; 0 at the end of the script, at a read error, and when there are too many lines.
+  /// @return 1; 0 at the end of the script, when there are too many lines, and at a read error,
+  ///   which takes the line that it struck with it.
   int ReadLine();
   /// Moves the text left over its leading blanks and tabs.
   void RemoveIndent(char* line) const;
