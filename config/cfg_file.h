@@ -5,11 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 
 #include "config/cfg_words.h"
 #include "config/list_end.h"
 #include "config/script_records.h"
-#include "config/tag_index.h"
+#include "config/script_tags.h"
 #include "sdrfile/utilities/csdr_header.h"
 #include "sdrfile/utilities/file_record.h"
 #include "sdrfile/utilities/tag_table.h"
@@ -125,8 +126,8 @@ class CfgFile : public CProto {
   /// @param inIf      1 inside an IFSET block.
   /// @param condTrue  1 in the branch that the block's condition selects.
   /// @param exec      1 when the block is to be run at all.
-  /// @return 0; 19 when an IFSET has no ENDIF; 13 at a line without a command; or the status of
-  ///   the handler that failed. Nothing is reported here.
+  /// @return 0; 19 when an IFSET has no ENDIF; 13 at a line without a command; 2 when memory ran
+  ///   out; or the status of the handler that failed. Nothing is reported here.
   ESTATUS Interpret(CFRU* fru, int inIf, int condTrue, int exec);
 
   // The command handlers, for the line under the cursor; the flags are those of Interpret(). They
@@ -213,9 +214,9 @@ class CfgFile : public CProto {
     Block* outer;
   };
 
-  ESTATUS ReportOutOfMemory() const;
+  ESTATUS ReportOutOfMemory();
   ESTATUS RunScript(const char* path);
-  ESTATUS EchoScript() const;
+  ESTATUS EchoScript();
   ESTATUS InterpretScript(CFRU* fru);
   ESTATUS LoadSdrFiles();
   ESTATUS LoadPass(int pass);
@@ -230,17 +231,18 @@ class CfgFile : public CProto {
   ESTATUS TakeArgument(char** rest);
   void RecordArgument(char* argument);
 
+  bool BeginLists();
+  void EndLists();
   ESTATUS InterpretLines(CFRU* fru, Block* base);
   ESTATUS Dispatch(CFRU* fru, Block* block);
   void CloseBlock();
   ESTATUS CheckFirstArgument(ESTATUS without, std::size_t max_length, int max_arguments) const;
-  bool AllTagsSet() const;
-  bool IsTagSet(const char* name) const;
+  bool AllTagsSet();
+  bool IsTagSet(const char* name);
   ESTATUS ApplyModes(int* pass);
 
   Block* open_block = nullptr;  // the innermost block that CmdIfSet() opened; owned
-  tarvek::ListEnd<CfgLine> end_of_lines;
-  tarvek::ListEnd<TagTbl> end_of_tags;
-  tarvek::TagIndex tag_index;  // of the tags that are set
-  tarvek::ListEnd<CSDRHeader> end_of_sdr_files;
+  std::optional<tarvek::ListEnd<CfgLine>> end_of_lines;         // while a script is read
+  std::optional<tarvek::ListEnd<CSDRHeader>> end_of_sdr_files;  // while one is interpreted
+  std::optional<tarvek::ScriptTags> script_tags;                // likewise: those of `state`
 };

@@ -46,6 +46,7 @@ ESTATUS CfgFile::Read(const char* path) {
   state->fp = tarvek::OpenInput(path);
   if (state->fp == nullptr) return kScriptOpenFailed;
 
+  end_of_lines.emplace(&lines);
   // A pipe whose writer does not come is no empty script: nobody has written one.
   ESTATUS status = !IsPipe(state->fp) || WaitForInput(state->fp) ? kSuccess : kScriptOpenFailed;
   while (status == kSuccess && ReadLine() == 1) status = AddCommand();
@@ -53,6 +54,7 @@ ESTATUS CfgFile::Read(const char* path) {
   // fails here.
   if (status == kSuccess && std::ferror(state->fp) != 0) status = kScriptOpenFailed;
   if (status == kSuccess && state->line_number > kMaxCfgLines) status = kInsufficientMemory;
+  end_of_lines.reset();
   std::fclose(state->fp);
   state->fp = nullptr;
   return status;

@@ -59,6 +59,10 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   }
 }
 
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return ::operator new(size, std::nothrow);
+}
+
 namespace tarvek_test {
 namespace {
 
