@@ -30,10 +30,16 @@ class DigitColumns {
   bool AnyHas(std::span<const Digit> digits) const;
 
  private:
-  std::uint64_t* Column(Digit digit) const;
+  using Word = std::uint64_t;
 
-  std::unique_ptr<std::uint64_t[]> bits_;  // column behind column, `words_` each
+  /// A column is `words_` words of names, and behind them `summary_words_` that have a bit for
+  /// each of those: it is clear where no name of the word has the digit.
+  Word* Column(Digit digit) const;
+  Word Common(std::span<const Digit> digits, std::size_t word) const;
+
+  std::unique_ptr<Word[]> bits_;
   std::size_t words_ = 0;
+  std::size_t summary_words_ = 0;
 };
 
 }  // namespace tarvek

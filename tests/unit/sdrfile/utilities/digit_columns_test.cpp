@@ -45,6 +45,31 @@ TEST(DigitColumns, KeepTheirBitsWhenTheyGrow) {
   }
 }
 
+TEST(DigitColumns, FindTheOneNameAmongManyWhereverItStands) {
+  constexpr std::size_t kNames = 10000;  // more than a word of a summary stands for
+  DigitColumns columns;
+  ASSERT_TRUE(columns.Reserve(kNames, 2));
+  for (std::size_t name = 0; name < kNames; ++name) columns.Set(name, {0, 1}, true);
+  for (const std::size_t name : {0U, 63U, 64U, 4095U, 4096U, 8191U, 8192U, 9999U}) {
+    EXPECT_FALSE(columns.AnyHas(Digits{{0, 1}, {1, 2}}));
+    columns.Set(name, {1, 2}, true);
+    EXPECT_TRUE(columns.AnyHas(Digits{{0, 1}, {1, 2}})) << name;
+    EXPECT_TRUE(columns.AnyHas(Digits{{1, 2}})) << name;
+    columns.Set(name, {1, 2}, false);
+  }
+}
+
+TEST(DigitColumns, ClearOneNameOfAWordAndKeepTheOthers) {
+  DigitColumns columns;
+  ASSERT_TRUE(columns.Reserve(64, 1));
+  columns.Set(3, {0, 4}, true);
+  columns.Set(5, {0, 4}, true);
+  columns.Set(3, {0, 4}, false);
+  EXPECT_TRUE(columns.AnyHas(Digits{{0, 4}}));
+  columns.Set(5, {0, 4}, false);
+  EXPECT_FALSE(columns.AnyHas(Digits{{0, 4}}));
+}
+
 TEST(DigitColumns, AreAsTheyWereWhenTheyCannotGrow) {
   DigitColumns columns;
   ASSERT_TRUE(columns.Reserve(64, 1));
