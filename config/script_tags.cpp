@@ -26,6 +26,7 @@ bool ScriptTags::Append(TagTbl* node) {
 
 /// Remembers a node as the last one.
 bool ScriptTags::Note(TagTbl* node) {
+  // cppcheck-suppress unreadVariable  // it is released below
   std::unique_ptr<TagPlace> place(new (std::nothrow) TagPlace{node, last_});
   if (place == nullptr) return false;
   TagIndex::Name* const name = index_.Add(node->name);

@@ -246,6 +246,7 @@ ESTATUS SDRFile::ParseRecords(FileRecord* file, const TagTbl* tags,
 }
 
 /// Reads a token; the one that follows a record which ends with C0 is skipped unseen.
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes a global
 void SDRFile::ReadBetweenRecords(FileRecord* file, TokenTbl* token) {
   GetAndClassifyToken(file, token);
   if (gNullString) GetAndClassifyToken(file, token);
