@@ -84,17 +84,16 @@ ESTATUS CfgFile::CmdIfSet(CFRU* /*fru*/, int inIf, int condTrue, int exec) {
   return kSuccess;
 }
 
-bool CfgFile::AllTagsSet() const {
+bool CfgFile::AllTagsSet() {
   for (int i = 0; i < cursor->argument_count; ++i) {
     if (!IsTagSet(cursor->arguments[i])) return false;
   }
   return true;
 }
 
-/// Whether a tag is set: what CheckTable() says, without walking the list for plain names.
-bool CfgFile::IsTagSet(const char* name) const {
-  const bool wildcard = std::strchr(name, '#') != nullptr;
-  return wildcard ? CheckTable(state->tags, name) == 1 : tag_index.Holds(name);
+/// Whether a tag is set: what CheckTable() says, without walking the list while a script runs.
+bool CfgFile::IsTagSet(const char* name) {
+  return script_tags ? script_tags->Holds(name) : CheckTable(state->tags, name) == 1;
 }
 
 ESTATUS CfgFile::CmdElse(int inIf, int* condTrue) {

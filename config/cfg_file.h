@@ -5,11 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 
 #include "config/cfg_words.h"
 #include "config/list_end.h"
 #include "config/script_records.h"
-#include "config/tag_index.h"
+#include "config/script_tags.h"
 #include "sdrfile/utilities/csdr_header.h"
 #include "sdrfile/utilities/file_record.h"
 #include "sdrfile/utilities/tag_table.h"
@@ -21,8 +22,8 @@ inline unsigned char gTempFlag = 0;  // not 0: the echoes go to CFG.TMP and SDR.
                                      // null device; set by nothing
 
 inline constexpr int kMaxCfgArguments = 5;      // arguments that a line can hold
-inline constexpr int kMaxCfgLines = 2'000'000;  // pieces of text at which a script is given up: an
-                                                // endless pipe must come to an end
+inline constexpr int kMaxCfgLines = 2'000'000;  // pieces of text that a script may have: an endless
+                                                // pipe must come to an end
 inline constexpr std::size_t kMaxTagArgument = 31;      // characters of a tag or a name
 inline constexpr std::size_t kMaxDisplayArgument = 80;  // characters of a text to show
 
@@ -82,13 +83,14 @@ class CfgFile : public CProto {
   /// Reads the script into the list of lines. Each kept line must begin with a command word; what
   /// follows the word is the lexer's to judge, deliberately: the status that reaches the user
   /// depends on which of the two finds the fault.
-  /// @return 0; 67 when the script cannot be opened or read (unreported); 81 when a line begins
-  ///   with no command word (11 reported); 2 when memory ran out or the script has
-  ///   `kMaxCfgLines` lines or more (unreported).
+  /// @return 0; 67 when the script cannot be opened, or not be read to its end (unreported); 81
+  ///   when a line begins with no command word (11 reported); 2 when memory ran out or the script
+  ///   has more than `kMaxCfgLines` lines (unreported).
   ESTATUS Read(const char* path);
   /// Reads on to the next line that is not blank and not a comment, into the state's `line`,
   /// cleaned. A line of more than 255 characters comes in pieces that each count as a line.
-  /// @return 1; 0 at the end of the script, at a read error, and when there are too many lines.
+  /// @return 1; 0 at the end of the script, when there are too many lines, and at a read error,
+  ///   which takes the line that it struck with it.
   int ReadLine();
   /// Moves the text left over its leading blanks and tabs.
   void RemoveIndent(char* line) const;
@@ -124,8 +126,8 @@ class CfgFile : public CProto {
   /// @param inIf      1 inside an IFSET block.
   /// @param condTrue  1 in the branch that the block's condition selects.
   /// @param exec      1 when the block is to be run at all.
-  /// @return 0; 19 when an IFSET has no ENDIF; 13 at a line without a command; or the status of
-  ///   the handler that failed. Nothing is reported here.
+  /// @return 0; 19 when an IFSET has no ENDIF; 13 at a line without a command; 2 when memory ran
+  ///   out; or the status of the handler that failed. Nothing is reported here.
   ESTATUS Interpret(CFRU* fru, int inIf, int condTrue, int exec);
 
   // The command handlers, for the line under the cursor; the flags are those of Interpret(). They
@@ -212,9 +214,9 @@ class CfgFile : public CProto {
     Block* outer;
   };
 
-  ESTATUS ReportOutOfMemory() const;
+  ESTATUS ReportOutOfMemory();
   ESTATUS RunScript(const char* path);
-  ESTATUS EchoScript() const;
+  ESTATUS EchoScript();
   ESTATUS InterpretScript(CFRU* fru);
   ESTATUS LoadSdrFiles();
   ESTATUS LoadPass(int pass);
@@ -229,17 +231,18 @@ class CfgFile : public CProto {
   ESTATUS TakeArgument(char** rest);
   void RecordArgument(char* argument);
 
+  bool BeginLists();
+  void EndLists();
   ESTATUS InterpretLines(CFRU* fru, Block* base);
   ESTATUS Dispatch(CFRU* fru, Block* block);
   void CloseBlock();
   ESTATUS CheckFirstArgument(ESTATUS without, std::size_t max_length, int max_arguments) const;
-  bool AllTagsSet() const;
-  bool IsTagSet(const char* name) const;
+  bool AllTagsSet();
+  bool IsTagSet(const char* name);
   ESTATUS ApplyModes(int* pass);
 
   Block* open_block = nullptr;  // the innermost block that CmdIfSet() opened; owned
-  tarvek::ListEnd<CfgLine> end_of_lines;
-  tarvek::ListEnd<TagTbl> end_of_tags;
-  tarvek::TagIndex tag_index;  // of the tags that are set
-  tarvek::ListEnd<CSDRHeader> end_of_sdr_files;
+  std::optional<tarvek::ListEnd<CfgLine>> end_of_lines;         // while a script is read
+  std::optional<tarvek::ListEnd<CSDRHeader>> end_of_sdr_files;  // while one is interpreted
+  std::optional<tarvek::ScriptTags> script_tags;                // likewise: those of `state`
 };

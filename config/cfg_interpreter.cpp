@@ -37,7 +37,7 @@ ESTATUS CfgFile::Process(const char* path) {
   return status;
 }
 
-ESTATUS CfgFile::ReportOutOfMemory() const {
+ESTATUS CfgFile::ReportOutOfMemory() {
   tarvek::ReleaseReserveBlock();
   return Report(kInsufficientMemory);
 }
@@ -63,7 +63,7 @@ ESTATUS CfgFile::RunScript(const char* path) {
 /// which may not be printed is emptied, deliberately: the interpreter sees it empty.
 /// @return 0; 64 (reported) when CFG.TMP cannot be opened. Without a null device there is no
 ///   echo: 65 is reported, and the run goes on.
-ESTATUS CfgFile::EchoScript() const {
+ESTATUS CfgFile::EchoScript() {
   std::FILE* const echo = OpenEcho(kScriptEcho);
   if (echo == nullptr && gTempFlag != 0) return Report(kScriptEchoOpenFailed);
   if (echo == nullptr) Report(kSdrEchoOpenFailed);
@@ -127,11 +127,30 @@ ESTATUS CfgFile::WhileSDRFilesToLoad(int pass) {
 }
 
 ESTATUS CfgFile::Interpret(CFRU* fru, int inIf, int condTrue, int exec) {
+  if (!BeginLists()) return kInsufficientMemory;
   Block base{inIf, condTrue, exec, nullptr};
   Block* const outer = open_block;
   const ESTATUS status = InterpretLines(fru, &base);
   while (open_block != outer) CloseBlock();
+  EndLists();
   return status;
+}
+
+/// Takes up the lists that commands change. Until EndLists() they are changed by commands alone,
+/// so that none of them is walked for each.
+/// @return false, with the reserve block released, when memory ran out.
+bool CfgFile::BeginLists() {
+  end_of_sdr_files.emplace(&state->sdr_files);
+  script_tags.emplace(&state->tags);
+  if (script_tags->TakeUp()) return true;
+  EndLists();
+  tarvek::ReleaseReserveBlock();
+  return false;
+}
+
+void CfgFile::EndLists() {
+  end_of_sdr_files.reset();
+  script_tags.reset();
 }
 
 /// The loop of Interpret(): `base` is the block that the call stands in; those that begin on the

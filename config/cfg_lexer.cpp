@@ -102,10 +102,12 @@ ESTATUS CfgFile::TakeArgument(char** rest) {
 
   RecordArgument(start);
   char* const end = FindArgumentEnd(start, quoted);
-  const ESTATUS status = CheckArgumentEnd(*end, quoted);
+  const char ended_by = *end;
+  const ESTATUS status = CheckArgumentEnd(ended_by, quoted);
+  // A double quote is taken out of the text also where it may not stand.
+  if (status == kSuccess || ended_by == '"') *end = '\0';
   if (status != kSuccess) return status;
-  *rest = *end == '\0' ? end : end + 1;
-  *end = '\0';
+  *rest = ended_by == '\0' ? end : end + 1;
   if (end - start <= cursor->max_argument_length) return kSuccess;
   return cursor->max_argument_length == 0 ? kTooManyArguments : kArgumentTooLong;
 }

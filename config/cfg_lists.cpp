@@ -1,6 +1,7 @@
 #include <strings.h>
 
 #include <cstring>
+#include <utility>
 
 #include "config/cfg_file.h"
 #include "errors/reserve_block.h"
@@ -20,6 +21,27 @@ T* MakeRecord() {
   T* const record = tarvek::MakeTraced<T>().release();
   if (record == nullptr) tarvek::ReleaseReserveBlock();
   return record;
+}
+
+/// Takes the first node of that name, in any letter case, out of a list.
+/// @return the node, or null.
+TagTbl* UnlinkTag(TagTbl** list, const char* name) {
+  while (*list != nullptr && strncasecmp((*list)->name, name, kTagNameSize) != 0) {
+    list = &(*list)->next;
+  }
+  TagTbl* const node = *list;
+  if (node != nullptr) *list = std::exchange(node->next, nullptr);
+  return node;
+}
+
+/// Links `node` behind the last one of `list`, which is walked unless `end` knows its end.
+template <typename T>
+void Append(T** list, T* node, std::optional<tarvek::ListEnd<T>>* end) {
+  if (*end && (*end)->IsOf(list)) {
+    (*end)->Append(node);
+  } else {
+    tarvek::ListEnd<T>(list).Append(node);
+  }
 }
 
 }  // namespace
@@ -43,6 +65,8 @@ CfgFile::~CfgFile() {
 
 void CfgFile::FreeScript() {
   while (open_block != nullptr) CloseBlock();
+  end_of_lines.reset();
+  EndLists();
   if (state != nullptr) tarvek::FreeRestOfList(state->tags);
   tarvek::FreeRestOfList(lines);
   cursor = nullptr;
@@ -55,7 +79,7 @@ ESTATUS CfgFile::Add(CfgLine** list, const char* text) {
   if (line == nullptr) return kInsufficientMemory;
   CopyCut(line->text, text);
   line->line_number = state->line_number;
-  end_of_lines.Append(list, line);
+  Append(list, line, &end_of_lines);
   return kSuccess;
 }
 
@@ -63,10 +87,14 @@ ESTATUS CfgFile::Add(TagTbl** list, const char* tag) {
   TagTbl* const node = MakeRecord<TagTbl>();
   if (node == nullptr) return kInsufficientMemory;
   CopyCut(node->name, tag);
-  // Linked first: should the index find no memory, the list still owns the tag.
-  end_of_tags.Append(list, node);
-  tag_index.Add(node->name);
-  return kSuccess;
+  if (!script_tags || !script_tags->IsOf(list)) {
+    tarvek::ListEnd<TagTbl>(list).Append(node);
+    return kSuccess;
+  }
+  if (script_tags->Append(node)) return kSuccess;
+  tarvek::TraceDelete(node);
+  tarvek::ReleaseReserveBlock();
+  return kInsufficientMemory;
 }
 
 ESTATUS CfgFile::Add(CSDRHeader** list, const char* filename, int pass) {
@@ -75,16 +103,14 @@ ESTATUS CfgFile::Add(CSDRHeader** list, const char* filename, int pass) {
   CopyCut(file->filename, filename);
   file->compare = compare;
   file->pass = pass;
-  end_of_sdr_files.Append(list, file);
+  Append(list, file, &end_of_sdr_files);
   return kSuccess;
 }
 
 ESTATUS CfgFile::ClearTag(TagTbl** list, const char* tag) {
-  if (!tag_index.Holds(tag)) return kReported;
-  TagTbl** slot = list;
-  while (*slot != nullptr && strcasecmp((*slot)->name, tag) != 0) slot = &(*slot)->next;
-  if (*slot == nullptr) return kReported;
-  tag_index.Remove(tag);
-  tarvek::TraceDelete(end_of_tags.Unlink(slot));
+  const bool of_script = script_tags && script_tags->IsOf(list);
+  TagTbl* const cleared = of_script ? script_tags->Unlink(tag) : UnlinkTag(list, tag);
+  if (cleared == nullptr) return kReported;
+  tarvek::TraceDelete(cleared);
   return kSuccess;
 }

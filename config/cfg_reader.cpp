@@ -46,13 +46,15 @@ ESTATUS CfgFile::Read(const char* path) {
   state->fp = tarvek::OpenInput(path);
   if (state->fp == nullptr) return kScriptOpenFailed;
 
+  end_of_lines.emplace(&lines);
   // A pipe whose writer does not come is no empty script: nobody has written one.
   ESTATUS status = !IsPipe(state->fp) || WaitForInput(state->fp) ? kSuccess : kScriptOpenFailed;
   while (status == kSuccess && ReadLine() == 1) status = AddCommand();
   // A script that cannot be read to its end must not be run by half; a directory opens, and
   // fails here.
   if (status == kSuccess && std::ferror(state->fp) != 0) status = kScriptOpenFailed;
-  if (status == kSuccess && std::feof(state->fp) == 0) status = kInsufficientMemory;
+  if (status == kSuccess && state->line_number > kMaxCfgLines) status = kInsufficientMemory;
+  end_of_lines.reset();
   std::fclose(state->fp);
   state->fp = nullptr;
   return status;
@@ -71,7 +73,7 @@ ESTATUS CfgFile::AddCommand() {
 
 bool CfgFile::AtEnd() const {
   return std::feof(state->fp) != 0 || std::ferror(state->fp) != 0 ||
-         state->line_number >= kMaxCfgLines;
+         state->line_number > kMaxCfgLines;
 }
 
 /// The script's next byte, or EOF. Inputs are opened without blocking; so a pipe whose writer
@@ -86,7 +88,8 @@ int CfgFile::NextByte() {
 }
 
 /// Reads at most 255 bytes, up to and including a line feed, into the line buffer.
-/// @return whether there was anything.
+/// @return whether there was anything. What a read error has cut short is nothing: nobody has
+///   written that line.
 bool CfgFile::ReadPiece() {
   std::size_t length = 0;
   for (int byte = 0; byte != '\n' && length < sizeof(state->line) - 1;) {
@@ -94,6 +97,7 @@ bool CfgFile::ReadPiece() {
     if (byte == EOF) break;
     state->line[length++] = static_cast<char>(byte);
   }
+  if (std::ferror(state->fp) != 0) length = 0;
   state->line[length] = '\0';
   return length != 0;
 }
@@ -101,7 +105,7 @@ bool CfgFile::ReadPiece() {
 int CfgFile::ReadLine() {
   while (!AtEnd()) {
     if (!ReadPiece()) continue;
-    ++state->line_number;
+    if (++state->line_number > kMaxCfgLines) break;
     RemoveIndent(state->line);
     RemoveComments(state->line);
     if (IsLineGood(state->line) == 1) return 1;

@@ -3,34 +3,28 @@
 
 namespace tarvek {
 
-/// Remembers where a list ends, so that a script of any length is read and run in time linear in
-/// its lines. `T` links its nodes through `next`.
+/// Remembers where one list ends, so that a script of any length is read and run in time linear
+/// in its lines. What it remembers holds only while every change of the list goes through it: it
+/// is made when a script is begun and goes when that is done. `T` links its nodes through `next`.
 template <typename T>
 class ListEnd {
  public:
-  /// Links `node` (whose own link is null) behind the last node of `list`. A list other than the
-  /// one of the call before, or one that became empty, is walked once.
-  void Append(T** list, T* node) {
-    T** slot = list == list_ && *list != nullptr ? slot_ : list;
-    while (*slot != nullptr) slot = &(*slot)->next;
-    *slot = node;
-    list_ = list;
-    slot_ = &node->next;
+  /// @param list  outlives this object. What it holds already is walked once.
+  explicit ListEnd(T** list) : list_(list), end_(list) {
+    while (*end_ != nullptr) end_ = &(*end_)->next;
   }
 
-  /// Takes `*slot`, a node of the list that was appended to, out of that list.
-  /// @return the node; its link is null.
-  T* Unlink(T** slot) {
-    T* const node = *slot;
-    if (slot_ == &node->next) slot_ = slot;
-    *slot = node->next;
-    node->next = nullptr;
-    return node;
+  bool IsOf(T* const* list) const { return list == list_; }
+
+  /// Links `node`, whose own link is null, behind the last one.
+  void Append(T* node) {
+    *end_ = node;
+    end_ = &node->next;
   }
 
  private:
-  T** list_ = nullptr;  // the head of the list of the last Append()
-  T** slot_ = nullptr;  // the null link at its end
+  T** list_;
+  T** end_;  // the null link at the end
 };
 
 }  // namespace tarvek

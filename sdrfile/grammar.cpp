@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "driver/reporting/run_settings.h"
+#include "errors/reserve_block.h"
 #include "sdrfile/sdr_file.h"
 
 namespace {
@@ -39,6 +40,12 @@ void Clear(SDRecord* record) {
   std::fill(std::begin(record->Record), std::end(record->Record), static_cast<unsigned char>(0));
 }
 
+/// Closes the file of a failure that leaves nothing to read in it.
+ESTATUS CloseAfter(ESTATUS status, FileRecord* file) {
+  file->Close();
+  return status;
+}
+
 }  // namespace
 
 ESTATUS SDRFile::Parse(FileRecord* file, const TagTbl* tags) {
@@ -67,6 +74,11 @@ ESTATUS SDRFile::Expect(FileRecord* file, unsigned int id, ESTATUS otherwise,
 }
 
 ESTATUS SDRFile::GetFileHeaderInfo(FileRecord* file) {
+  const ESTATUS status = ReadFileHeader(file);
+  return status == kSuccess ? status : CloseAfter(status, file);
+}
+
+ESTATUS SDRFile::ReadFileHeader(FileRecord* file) {
   FlInfo info;
   info.first = kHeaderStart;
   file->DropLine();
@@ -83,7 +95,7 @@ ESTATUS SDRFile::GetFileHeaderInfo(FileRecord* file) {
   status = ReadHeaderText(file, kFormatVersion, kExpectedFormatVersion, kExpectedFormatVersionText,
                           &token);
   if (status != kSuccess) return status;
-  status = TakeFormatVersion(&token, &info);
+  status = TakeFormatVersion(token, &info);
   if (status != kSuccess) return status;
   return ReadIpmiVersion(file, &info);
 }
@@ -97,18 +109,19 @@ ESTATUS SDRFile::ReadHeaderText(FileRecord* file, unsigned int tag, ESTATUS no_t
   return status;
 }
 
-ESTATUS SDRFile::TakeFormatVersion(TokenTbl* token, FlInfo* info) const {
-  const std::string_view version = std::string_view(token->text).substr(0, kFormatVersionLength);
-  gFormatVer15X = version == kSupportedFileFormat;
-  if (!gFormatVer15X && version != "1.3" && version != "1.4") {
+ESTATUS SDRFile::TakeFormatVersion(const TokenTbl& token, FlInfo* info) {
+  const std::string_view version = std::string_view(token.text).substr(0, kFormatVersionLength);
+  const bool is_15 = version == kSupportedFileFormat;
+  if (!is_15 && version != "1.3" && version != "1.4") {
     Report(kUnsupportedFileFormat, kSupportedFileFormat);
     return kReported;
   }
+  gFormatVer15X = is_15;
   StoreText(info->formatVersion, version);
   return kSuccess;
 }
 
-ESTATUS SDRFile::ReadIpmiVersion(FileRecord* file, FlInfo* info) const {
+ESTATUS SDRFile::ReadIpmiVersion(FileRecord* file, FlInfo* info) {
   TokenTbl token;
   GetAndClassifyToken(file, &token);
   if (token.id != kIpmiVersion && token.id != kSdrVersion) return kExpectedIpmiVersion;
@@ -124,7 +137,7 @@ ESTATUS SDRFile::ReadIpmiVersion(FileRecord* file, FlInfo* info) const {
   return gFormatVer15X ? TakeIpmiVersion15(token.text, info) : TakeIpmiVersion13(token.text, info);
 }
 
-ESTATUS SDRFile::TakeIpmiVersion15(const char* text, FlInfo* info) const {
+ESTATUS SDRFile::TakeIpmiVersion15(const char* text, FlInfo* info) {
   const std::string_view version(text);
   if (version != kLowestFormat15Version && version != "1.50") {
     Report(kUnsupportedSdrFormatBelow, kLowestFormat15Version);
@@ -156,14 +169,15 @@ ESTATUS SDRFile::ParseSDRInfo(FileRecord* file, const TagTbl* tags) {
 
   TokenTbl token;
   ESTATUS status = Expect(file, kLeftParenthesis, kExpectedLeftParenthesis, &token);
-  if (status != kSuccess) return status;
+  if (status != kSuccess) return CloseAfter(status, file);
   CSDRHeader header;
   status = GetSDRHeaderInfo(file, &header);
   if (status != kSuccess) return status;
 
   status = ParseRecords(file, tags, std::move(spare));
-  if (status != kInsufficientMemory) setInputSdrVersion();
-  return status;
+  if (status == kInsufficientMemory) return status;
+  const ESTATUS taken = setInputSdrVersion();
+  return status != kSuccess ? status : taken;
 }
 
 ESTATUS SDRFile::GetSDRHeaderInfo(FileRecord* file, CSDRHeader* header) {
@@ -203,6 +217,11 @@ ESTATUS SDRFile::ReadHexEntry(FileRecord* file, unsigned int tag, ESTATUS no_tag
 /// @param spare  storage for the first of them.
 ESTATUS SDRFile::ParseRecords(FileRecord* file, const TagTbl* tags,
                               std::unique_ptr<SDRecord> spare) {
+  tarvek::TagIndex index;
+  if (!index.AddAll(tags)) {
+    tarvek::ReleaseReserveBlock();
+    return kInsufficientMemory;
+  }
   SDRecord** end = EndOfFileRecords();
   TokenTbl token;
   for (unsigned int number = 1;;) {
@@ -212,7 +231,7 @@ ESTATUS SDRFile::ParseRecords(FileRecord* file, const TagTbl* tags,
     if (token.id != kSdrType) continue;
 
     Clear(spare.get());
-    if (GetSDRRecord(file, spare.get(), tags) != kSuccess) {
+    if (ReadRecord(file, tags, &index, spare.get()) != kSuccess) {
       // Which fault it was is not told, on purpose: the number leads to the record.
       Display(kInvalidRecord, kFruSdr, static_cast<unsigned short>(number), nullptr);
       return kSdrParseFailed;
@@ -227,24 +246,33 @@ ESTATUS SDRFile::ParseRecords(FileRecord* file, const TagTbl* tags,
 }
 
 /// Reads a token; the one that follows a record which ends with C0 is skipped unseen.
-void SDRFile::ReadBetweenRecords(FileRecord* file, TokenTbl* token) const {
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes a global
+void SDRFile::ReadBetweenRecords(FileRecord* file, TokenTbl* token) {
   GetAndClassifyToken(file, token);
   if (gNullString) GetAndClassifyToken(file, token);
   gNullString = false;
 }
 
 ESTATUS SDRFile::GetSDRRecord(FileRecord* file, SDRecord* record, const TagTbl* tags) {
+  return ReadRecord(file, tags, nullptr, record);
+}
+
+/// GetSDRRecord().
+/// @param index  of `tags`; null: they are walked.
+ESTATUS SDRFile::ReadRecord(FileRecord* file, const TagTbl* tags, tarvek::TagIndex* index,
+                            SDRecord* record) {
   TokenTbl token;
   ESTATUS status = Expect(file, kStaticData, kExpectedSdrTypeData, &token);
-  if (status == kSuccess) status = StringToBytes(token.text, &record->type, 1);
+  if (status != kSuccess) return CloseAfter(status, file);
+  status = StringToBytes(token.text, &record->type, 1);
   if (status != kSuccess) return status;
   const int max_text = IsC0(token.text) ? kMaxOemIdString : kMaxIdString;
 
-  status = ReadTags(file, tags, record, &token);
-  if (status != kSuccess) return status;
-  if (token.id != kRecLen) return kExpectedRecLen;
+  status = ReadTags(file, tags, index, record, &token);
+  if (status != kSuccess) return CloseAfter(status, file);
+  if (token.id != kRecLen) return CloseAfter(kExpectedRecLen, file);
   status = Expect(file, kStaticData, kExpectedRecLenData, &token);
-  if (status != kSuccess) return status;
+  if (status != kSuccess) return CloseAfter(status, file);
   record->length = StringToUInt(token.text);
   if (record->length > kMaxRecordBody) return kInvalidRecordLength;
   return ReadData(file, max_text, record);
@@ -252,15 +280,19 @@ ESTATUS SDRFile::GetSDRRecord(FileRecord* file, SDRecord* record, const TagTbl* 
 
 /// Reads a record's tags and settles whether it is selected: one without tags always is, another
 /// when any of its tags is set.
+/// @param index  of `tags`; null: they are walked.
 /// @param token  receives the token that follows the tags.
-ESTATUS SDRFile::ReadTags(FileRecord* file, const TagTbl* tags, SDRecord* record,
-                          TokenTbl* token) const {
+ESTATUS SDRFile::ReadTags(FileRecord* file, const TagTbl* tags, tarvek::TagIndex* index,
+                          SDRecord* record, TokenTbl* token) {
+  const auto is_set = [&](const char* name) {
+    return index != nullptr ? index->Holds(name) : CheckTable(tags, name) == 1;
+  };
   GetAndClassifyToken(file, token);
   gUseRecord = token->id != kSdrTag || gSetAll;
   while (token->id == kSdrTag) {
     const ESTATUS status = Expect(file, kAsciiText, kExpectedTagText, token);
     if (status != kSuccess) return status;
-    if (!gUseRecord && CheckTable(tags, token->text) == 1) gUseRecord = true;
+    if (!gUseRecord && is_set(token->text)) gUseRecord = true;
     StoreText(record->tag, token->text);
     GetAndClassifyToken(file, token);
   }
@@ -271,7 +303,7 @@ ESTATUS SDRFile::ReadTags(FileRecord* file, const TagTbl* tags, SDRecord* record
 /// of the last conversion counts alone, on purpose: a token with an odd number of digits in the
 /// middle leaves its bytes as they are.
 /// @param max_text  characters that a quoted text may have.
-ESTATUS SDRFile::ReadData(FileRecord* file, int max_text, SDRecord* record) const {
+ESTATUS SDRFile::ReadData(FileRecord* file, int max_text, SDRecord* record) {
   TokenTbl token;
   ESTATUS status = kSuccess;
   std::size_t position = 0;
@@ -282,17 +314,17 @@ ESTATUS SDRFile::ReadData(FileRecord* file, int max_text, SDRecord* record) cons
     unsigned char* const place = record->Record + position;
     if (token.id == kStaticData || token.id == kDynamicData) {
       const std::size_t count = length / kDigitsPerByte;
-      if (count > remaining) return kInvalidRecordData;
+      if (count > remaining) return CloseAfter(kInvalidRecordData, file);
       status = StringToBytes(token.text, place, static_cast<unsigned int>(count));
       position += count;
     } else if (token.id == kAsciiText) {
       if (length != remaining || length > static_cast<std::size_t>(max_text)) {
-        return kInvalidRecordData;
+        return CloseAfter(kInvalidRecordData, file);
       }
       std::copy_n(token.text, length + 1, place);
       position += length;
     } else {
-      return kInvalidRecordData;
+      return CloseAfter(kInvalidRecordData, file);
     }
   } while (position < record->length);
   gNullString = token.id == kStaticData && IsC0(token.text);

@@ -20,6 +20,17 @@ bool IsVersionRecord(const unsigned char* record) {
          record[kOemKindOffset] == kOemVersionRecord;
 }
 
+/// @return false, with the reserve block released, when memory ran out.
+bool StoreInputVersion(const char* version) {
+  try {
+    g_input_sdr_version = version;
+    return true;
+  } catch (const std::bad_alloc&) {
+    tarvek::ReleaseReserveBlock();
+    return false;
+  }
+}
+
 }  // namespace
 
 namespace tarvek {
@@ -116,11 +127,11 @@ ESTATUS SDRFile::ParseBinInfo() {
     *end = record.release();
     end = &(*end)->next;
   }
-  setInputSdrVersion();
-  return kSuccess;
+  return setInputSdrVersion();
 }
 
-void SDRFile::setInputSdrVersion() {
+ESTATUS SDRFile::setInputSdrVersion() {
+  ESTATUS status = kSuccess;
   for (SDRecord* record = fileRecords; record != nullptr; record = record->next) {
     ++g_inputSdrRecord;
     unsigned char* const bytes = record->Record;
@@ -128,6 +139,9 @@ void SDRFile::setInputSdrVersion() {
     // A body length that the file made up must not lead out of the record.
     const int end = std::min(bytes[kRecordBodyLengthOffset] + kRecordHeaderSize, kMaxRecordSize);
     bytes[end] = 0;
-    g_input_sdr_version = reinterpret_cast<const char*>(bytes) + kOemKindOffset;
+    if (!StoreInputVersion(reinterpret_cast<const char*>(bytes) + kOemKindOffset)) {
+      status = kInsufficientMemory;
+    }
   }
+  return status;
 }

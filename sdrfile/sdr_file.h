@@ -7,6 +7,7 @@
 #include "repository/programming.h"
 #include "sdrfile/token.h"
 #include "sdrfile/utilities/csdr_header.h"
+#include "sdrfile/utilities/tag_index.h"
 
 inline bool gFormatVer15X = false;     // the file's format is 1.5
 inline bool gIPMIVer1pt5 = false;      // set together with gIPMIVer1pt0
@@ -31,7 +32,7 @@ struct FlInfo {
 
 class SDRFile : public RepositoryProgrammer {
  public:
-  using RepositoryProgrammer::RepositoryProgrammer;
+  explicit SDRFile(unsigned short protocol = kProtocolId) : RepositoryProgrammer(protocol) {}
   /// Drops what was written if the spared mode is still open.
   ~SDRFile() override;
 
@@ -49,15 +50,18 @@ class SDRFile : public RepositoryProgrammer {
   /// records that are selected, in file order.
   /// @param file  the opened source file; closed when the parse fails, else the caller's to close.
   /// @param tags  as in LoadFile().
-  /// @return 0; 81 when the file header is wrong (reported); another status for every other fault.
+  /// @return 0; 81 when the file header is wrong (reported), else what ParseSDRInfo() or
+  ///   ParseBinInfo() returned, or 43.
   ESTATUS Parse(FileRecord* file, const TagTbl* tags);
 
-  /// Reads the file header and settles `gFormatVer15X` and `gIPMIVer1pt0` by it.
+  /// Reads the file header and settles `gFormatVer15X` and `gIPMIVer1pt0` by it; a format that is
+  /// not supported leaves `gFormatVer15X` alone. A failure closes the file.
   /// @return 0; 44, 46 to 48, 52, 53, 55 or 56; 81 for a version that is not supported (59, 60
   ///   or 61 reported).
   ESTATUS GetFileHeaderInfo(FileRecord* file);
 
-  /// Reads the record section behind `_SDR` and takes the input's version from its records.
+  /// Reads the record section behind `_SDR` and takes the input's version from its records. 45
+  /// closes the file, and so does a record as GetSDRRecord() says.
   /// @return 0; 2 without memory; 45; the statuses of GetSDRHeaderInfo(); 62 when a record is
   ///   invalid (57 reported with its number) or the file ends before the section does.
   ESTATUS ParseSDRInfo(FileRecord* file, const TagTbl* tags);
@@ -67,19 +71,20 @@ class SDRFile : public RepositoryProgrammer {
   ESTATUS GetSDRHeaderInfo(FileRecord* file, CSDRHeader* header);
 
   /// Reads what follows `_SDR_TYPE`. Settles `gUseRecord`; sets `gNullString` if the data ends
-  /// with the byte C0.
+  /// with the byte C0. 1, 37, 38, 50 and 63 close the file.
   /// @param record  receives the record; must be as fresh, for bytes may stay as they are.
   /// @return 0; 1, 3, 37, 38, 50, 58 or 63.
   ESTATUS GetSDRRecord(FileRecord* file, SDRecord* record, const TagTbl* tags);
 
   /// Turns the loaded backup image into `fileRecords`; tags select nothing here.
-  /// @return 0; 2 when a record could not be allocated; 58 when a record's body is longer than
+  /// @return 0; 2 when memory ran out; 58 when a record's body is longer than
   ///   64 bytes or the record runs past the image's record area.
   ESTATUS ParseBinInfo();
 
   /// Counts the records of `fileRecords` and takes the input's SDR version from the first of the
   /// maker's version records among them, unless an earlier input has given it.
-  void setInputSdrVersion();
+  /// @return 0; 2 when there was no memory for the version; every record is counted then, too.
+  ESTATUS setInputSdrVersion();
 
   // The tokenizer.
 
@@ -126,19 +131,23 @@ class SDRFile : public RepositoryProgrammer {
 
  private:
   ESTATUS ParseText(FileRecord* file, const TagTbl* tags);
+  ESTATUS ReadFileHeader(FileRecord* file);
   ESTATUS Expect(FileRecord* file, unsigned int id, ESTATUS otherwise, TokenTbl* token) const;
   ESTATUS ReadHeaderText(FileRecord* file, unsigned int tag, ESTATUS no_tag, ESTATUS no_text,
                          TokenTbl* token) const;
-  ESTATUS TakeFormatVersion(TokenTbl* token, FlInfo* info) const;
-  ESTATUS ReadIpmiVersion(FileRecord* file, FlInfo* info) const;
-  ESTATUS TakeIpmiVersion15(const char* text, FlInfo* info) const;
+  ESTATUS TakeFormatVersion(const TokenTbl& token, FlInfo* info);
+  ESTATUS ReadIpmiVersion(FileRecord* file, FlInfo* info);
+  ESTATUS TakeIpmiVersion15(const char* text, FlInfo* info);
   ESTATUS TakeIpmiVersion13(const char* text, FlInfo* info) const;
   ESTATUS ReadHexEntry(FileRecord* file, unsigned int tag, ESTATUS no_tag, ESTATUS no_data,
                        std::span<unsigned char> out) const;
   ESTATUS ParseRecords(FileRecord* file, const TagTbl* tags, std::unique_ptr<SDRecord> spare);
-  void ReadBetweenRecords(FileRecord* file, TokenTbl* token) const;
-  ESTATUS ReadTags(FileRecord* file, const TagTbl* tags, SDRecord* record, TokenTbl* token) const;
-  ESTATUS ReadData(FileRecord* file, int max_text, SDRecord* record) const;
+  void ReadBetweenRecords(FileRecord* file, TokenTbl* token);
+  ESTATUS ReadRecord(FileRecord* file, const TagTbl* tags, tarvek::TagIndex* index,
+                     SDRecord* record);
+  ESTATUS ReadTags(FileRecord* file, const TagTbl* tags, tarvek::TagIndex* index, SDRecord* record,
+                   TokenTbl* token);
+  ESTATUS ReadData(FileRecord* file, int max_text, SDRecord* record);
   SDRecord** EndOfFileRecords();
   ESTATUS ReadBackAndVerify();
   int EndSparedMode(int status);

@@ -9,6 +9,8 @@
 namespace {
 
 constexpr char kQuote = '\'';
+constexpr char kLineEnd = '\n';
+constexpr std::size_t kFullLine = kLineBufferSize - 1;  // bytes of a line that fill the buffer
 constexpr char kDynamicMark = '#';
 constexpr int kFirstNonNibble = 16;
 constexpr std::size_t kMaxNumberDigits = 4;
@@ -28,19 +30,36 @@ constexpr auto kKeywordStarts = MakeKeywordStarts();
 
 bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 
-/// Reduces a line's end to a line feed. A carriage return also ends the last line of a file
-/// without a line feed, and a line whose line feed did not fit the buffer any more.
-void DropCarriageReturn(FileRecord* file) {
-  const std::size_t length = std::strlen(file->line);
-  if (length >= 2 && file->line[length - 2] == '\r' && file->line[length - 1] == '\n') {
-    file->line[length - 2] = '\n';
-    file->line[length - 1] = '\0';
-    return;
+/// The length of what fgets() has read into `line`, which was full of line feeds before: what was
+/// read may hold zero bytes of its own.
+std::size_t LengthRead(const char (&line)[kLineBufferSize]) {
+  const auto* const feed = static_cast<const char*>(std::memchr(line, kLineEnd, sizeof(line)));
+  if (feed == nullptr) return kFullLine;
+  // The terminator stands behind a line feed that was read, and before one that was there.
+  const auto before = static_cast<std::size_t>(feed - line);
+  const bool was_read = before < kFullLine && feed[1] == '\0';
+  return was_read ? before + 1 : before - 1;
+}
+
+/// Whether the line ends behind what was read of it, which has no line feed: there the input ends,
+/// or the line feed did not fit the buffer any more.
+bool EndsHere(std::FILE* fp, std::size_t length) {
+  if (length < kFullLine) return true;
+  const int following = std::getc(fp);
+  if (following != EOF) std::ungetc(following, fp);
+  return following == EOF || following == kLineEnd;
+}
+
+/// Reduces a line's end to a line feed.
+/// @param length  bytes of the line, at least one.
+void DropCarriageReturn(FileRecord* file, std::size_t length) {
+  char* const last = file->line + length - 1;
+  if (*last == '\r') {
+    if (EndsHere(file->fp, length)) *last = '\0';
+  } else if (length > 1 && *last == kLineEnd && last[-1] == '\r') {
+    last[-1] = kLineEnd;
+    *last = '\0';
   }
-  if (length == 0 || file->line[length - 1] != '\r') return;
-  const int following = std::getc(file->fp);
-  if (following != EOF) std::ungetc(following, file->fp);
-  if (following == EOF || following == '\n') file->line[length - 1] = '\0';
 }
 
 /// Reads the next line, or the next 255 bytes of a longer one, into `file->line`.
@@ -48,11 +67,12 @@ void DropCarriageReturn(FileRecord* file) {
 bool ReadLine(FileRecord* file) {
   file->DropLine();
   if (file->fp == nullptr) return false;
+  std::memset(file->line, kLineEnd, sizeof(file->line));
   if (std::fgets(file->line, kLineBufferSize, file->fp) == nullptr) {
     file->DropLine();
     return false;
   }
-  DropCarriageReturn(file);
+  DropCarriageReturn(file, LengthRead(file->line));
   file->pos = file->line;
   ++file->lineNumber;
   return true;

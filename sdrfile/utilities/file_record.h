@@ -5,8 +5,8 @@
 
 inline constexpr int kLineBufferSize = 256;  // bytes of a held line, the terminator included
 
-/// The cursor over a text input, shared by the readers of SDR files and scripts. Whoever opened
-/// the stream closes it: the destructor does not.
+/// The cursor over a text input, shared by the readers of SDR files and scripts. The destructor
+/// leaves the stream open: whoever has finished with the file calls Close().
 struct FileRecord {
   std::FILE* fp = nullptr;
   char line[kLineBufferSize] = {};  // the current line; empty when none is held

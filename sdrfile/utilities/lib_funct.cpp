@@ -141,12 +141,12 @@ int LibFunct::OpenFile(const char* path, FileRecord* fr, const char* mode) const
 }
 
 char* LibFunct::ValidString(char* s) const {
-  const std::string_view text(s);
-  const bool valid = std::all_of(text.begin(), text.end(), [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte >= kFirstPrintable && byte <= kLastSevenBit;
-  });
-  if (!valid) s[0] = '\0';
+  for (const char* p = s; *p != '\0'; ++p) {
+    const auto byte = static_cast<unsigned char>(*p);
+    if (byte >= kFirstPrintable && byte <= kLastSevenBit) continue;
+    s[0] = '\0';
+    break;
+  }
   return s;
 }
 

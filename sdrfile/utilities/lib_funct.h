@@ -34,7 +34,7 @@ class LibFunct : public PrgError {
   int OpenFile(const char* path, FileRecord* fr, const char* mode) const;
 
   /// Empties a string that holds a byte which may not be printed: below 0x20, or 0x80 and above.
-  /// @param s  terminated; changed in place.
+  /// @param s  changed in place; nothing behind its terminator or its first such byte is read.
   /// @return `s`.
   char* ValidString(char* s) const;
 
@@ -50,7 +50,8 @@ class LibFunct : public PrgError {
   /// Dumps a record to `gTempFile`: the title, the buffer as a string, and its first 64 bytes as
   /// four rows of hex and characters. The string is made safe to print in place: a record with an
   /// unprintable byte before its first zero byte loses its first byte, deliberately.
-  /// @param buf    at least 64 bytes; holds a zero byte, which may stand behind the 64th.
+  /// @param buf    at least 64 bytes; without an unprintable byte it holds a zero byte, which may
+  ///   stand behind the 64th.
   /// @param title  terminated; made safe to print in place.
   /// @return 0.
   int HexDumpBufferToASCIIFile(unsigned char* buf, char* title) const;

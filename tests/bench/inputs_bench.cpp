@@ -93,4 +93,26 @@ BENCHMARK(RunScriptOfManyTags)
     ->Range(1000, 1000000)
     ->Unit(benchmark::kMillisecond);
 
+/// A script that sets a quarter as many tags of one form as it has lines, and asks with "#" among
+/// other digits for tags of that form that are not set.
+void RunScriptOfWildcards(benchmark::State& state) {
+  constexpr std::int64_t kNumbers = 10'000'000;
+  std::string text;
+  const std::int64_t tags = state.range(0) / 4;
+  for (std::int64_t n = 0; n < tags; ++n) text += "SET T" + std::to_string(kNumbers + n) + "0\n";
+  for (std::int64_t n = 0; n < tags; ++n) {
+    text += "IFSET T#" + std::to_string(kNumbers + n).substr(1) + "1\nELSE\nENDIF\n";
+  }
+  const ScratchFile file(text);
+  for (auto _ : state) {
+    CfgFile script(kProtocolId);
+    if (script.Process(file.name()) != kSuccess) state.SkipWithError("the script does not run");
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(RunScriptOfWildcards)
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000)
+    ->Unit(benchmark::kMillisecond);
+
 }  // namespace

@@ -9,10 +9,12 @@
 #include "errors/reserve_block.h"
 #include "sdrfile/sdr_file.h"
 #include "tests/unit/config/script_run.h"
+#include "tests/unit/support/cpu_time.h"
 
 namespace {
 
 using tarvek_test::ConsoleOf;
+using tarvek_test::LimitCpuTime;
 using tarvek_test::LogTexts;
 using tarvek_test::OpenCfgFile;
 using tarvek_test::ReadFile;
@@ -582,6 +584,39 @@ TEST_F(CfgInterpreter, AScriptMayHaveManyLinesTagsAndFiles) {
   EXPECT_EQ(TheSeams().loads.size(), 2000u);
 }
 
+// ---- Many tags. ----
+
+TEST_F(CfgInterpreter, AWildcardIsTestedWithoutWalkingTheTags) {
+  constexpr int kTags = 200000;
+  LimitCpuTime();
+  std::string script;
+  for (int n = 0; n < kTags; ++n) script += "SET TAG" + std::to_string(n) + "\n";
+  EXPECT_EQ(Run(script + Repeated(kTags, "IFSET ZZ#\nBOOT\nENDIF\n")), 0);
+}
+
+TEST_F(CfgInterpreter, AWildcardAmongDigitsIsTestedWithoutWalkingTheTags) {
+  constexpr int kTags = 100000;
+  LimitCpuTime();
+  std::string script;
+  for (int n = 0; n < kTags; ++n) script += "SET T" + std::to_string(kTags + n) + "0\n";
+  for (int n = 0; n < kTags; ++n) {
+    const std::string number = std::to_string(kTags + n).substr(1);
+    script += "IFSET T#" + number + "#\nELSE\nBOOT\nENDIF\n";
+    script += "IFSET T#" + number + "1\nBOOT\nENDIF\n";
+  }
+  EXPECT_EQ(Run(script), 0);
+}
+
+TEST_F(CfgInterpreter, ATagIsClearedWithoutWalkingTheTags) {
+  constexpr int kTags = 200000;
+  LimitCpuTime();
+  std::string script;
+  for (int n = 0; n < kTags; ++n) script += "SET TAG" + std::to_string(n) + "\n";
+  for (int n = kTags - 1; n > 0; --n) script += "CLEAR tag" + std::to_string(n) + "\n";
+  EXPECT_EQ(Run(script + "SDRNAME f.sdr\n"), 0);
+  EXPECT_THAT(TheSeams().loads, ElementsAre("f.sdr[TAG0] c0 e"));
+}
+
 // ---- The echo files. ----
 
 TEST_F(CfgInterpreter, TheEchoesGoToTheNullDevice) {
@@ -673,10 +708,12 @@ TEST_F(CfgInterpreter, MemoryThatRunsOutAnywhereEndsTheRun) {
     Texts log;
     std::size_t loads;
   } allocations[] = {
-      {"state", once, 0},     {"line 1", once, 0},       {"line 2", once, 0},
-      {"line 3", once, 0},    {"line 4", once, 0},       {"FRU", once, 0},
-      {"FRU file", once, 0},  {"tag", twice, 0},         {"block", once, 0},
-      {"SDR file", twice, 0}, {"first loader", once, 0}, {"last loader", once, 1},
+      {"state", once, 0},        {"line 1", once, 0},      {"line 2", once, 0},
+      {"line 3", once, 0},       {"line 4", once, 0},      {"FRU", once, 0},
+      {"FRU file", once, 0},     {"tag", twice, 0},        {"its place", twice, 0},
+      {"names", twice, 0},       {"its name", twice, 0},   {"forms", twice, 0},
+      {"its form", twice, 0},    {"block", once, 0},       {"SDR file", twice, 0},
+      {"first loader", once, 0}, {"last loader", once, 1},
   };
   int k = 0;
   for (const auto& allocation : allocations) {

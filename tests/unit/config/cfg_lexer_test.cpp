@@ -218,6 +218,22 @@ INSTANTIATE_TEST_SUITE_P(
                       Refused{"CarriageReturnInQuotes", "SET \"a\rb\"", 69, kControl}),
     [](const auto& row) { return row.param.name; });
 
+TEST_F(CfgLexer, AQuoteInsideAnArgumentIsTakenOutOfTheText) {
+  OpenCfgFile file;
+  file.state = new CfgStruct;
+  for (const char* line : {"SET ab\"cd e", "SET ab\"", "SET ab\"\"cd"}) {
+    SCOPED_TRACE(line);
+    delete std::exchange(file.lines, nullptr);
+    file.Add(&file.lines, line);
+    file.cursor = file.lines;
+    file.cursor->max_argument_length = 31;
+    EXPECT_EQ(file.ParseLine(file.cursor->text + 3), 22);
+    EXPECT_EQ(file.cursor->argument_count, 1);
+    EXPECT_STREQ(file.cursor->arguments[0], "ab");
+    EXPECT_STREQ(file.cursor->text + 7, line + 7) << "what stands behind it is left alone";
+  }
+}
+
 TEST_F(CfgLexer, LexingStopsAtTheFirstFaultyLine) {
   OpenCfgFile file;
   EXPECT_EQ(file.Lex("SET a\nELSE x\nSET \"\nSET b\n"), 81);

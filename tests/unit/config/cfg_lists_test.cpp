@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <utility>
 
 #include "driver/reporting/run_settings.h"
 #include "errors/reserve_block.h"
@@ -109,6 +110,72 @@ TEST_F(CfgLists, MemoryThatRunsOutReleasesTheReserveBlock) {
   EXPECT_EQ(file.lines, nullptr);
   EXPECT_EQ(file.state->tags, nullptr);
   EXPECT_EQ(file.state->sdr_files, nullptr);
+}
+
+// A list may be freed and built again between two calls, also where the nodes stand at the same
+// addresses again.
+
+TEST_F(CfgLists, ATagIsAddedToAListThatWasBuiltAgain) {
+  for (const char* tag : {"a", "b", "c"}) file.Add(&file.state->tags, tag);
+  delete std::exchange(file.state->tags, nullptr);
+  file.state->tags = new TagTbl;
+  std::strcpy(file.state->tags->name, "d");
+  EXPECT_EQ(file.Add(&file.state->tags, "e"), 0);
+  EXPECT_EQ(file.Tags(), "d,e");
+  EXPECT_EQ(file.ClearTag(&file.state->tags, "a"), 81);
+  EXPECT_EQ(file.ClearTag(&file.state->tags, "D"), 0);
+  EXPECT_EQ(file.Tags(), "e");
+}
+
+TEST_F(CfgLists, ALineIsAddedToAListThatWasBuiltAgain) {
+  for (const char* line : {"SET a", "SET b", "SET c"}) file.Add(&file.lines, line);
+  delete std::exchange(file.lines, nullptr);
+  file.lines = new CfgLine;
+  std::strcpy(file.lines->text, "SET d");
+  EXPECT_EQ(file.Add(&file.lines, "SET e"), 0);
+  EXPECT_THAT(file.Lines(), ElementsAre("SET d", "SET e"));
+}
+
+TEST_F(CfgLists, AFileIsAddedToAListThatWasBuiltAgain) {
+  for (const char* name : {"f.sdr", "g.sdr", "h.sdr"}) file.Add(&file.state->sdr_files, name, 0);
+  delete std::exchange(file.state->sdr_files, nullptr);
+  file.state->sdr_files = new CSDRHeader;
+  EXPECT_EQ(file.Add(&file.state->sdr_files, "e.sdr", 0), 0);
+  EXPECT_EQ(file.Files(), " compare=0 pass=1,e.sdr compare=0 pass=0");
+}
+
+TEST_F(CfgLists, ListsOfTheCallersOwnAreWalked) {
+  TagTbl* tags = nullptr;
+  TagTbl* others = nullptr;
+  for (const char* tag : {"a", "b"}) {
+    EXPECT_EQ(file.Add(&tags, tag), 0);
+    EXPECT_EQ(file.Add(&others, "x"), 0);
+  }
+  EXPECT_EQ(file.ClearTag(&others, "a"), 81) << "set in the other list";
+  EXPECT_EQ(file.ClearTag(&tags, "B"), 0);
+  EXPECT_STREQ(tags->name, "a");
+  EXPECT_EQ(tags->next, nullptr);
+  EXPECT_STREQ(others->next->name, "x");
+  EXPECT_EQ(others->next->next, nullptr);
+  delete tags;
+  delete others;
+}
+
+TEST_F(CfgLists, AScriptTakesUpTheTagsThatItFinds) {
+  file.state->tags = new TagTbl;
+  std::strcpy(file.state->tags->name, "CPU1");
+  EXPECT_EQ(file.InterpretText("SET b\nIFSET cpu1 CPU# b\nSET c\nENDIF\nCLEAR cpu1\nSET d\n"), 0);
+  EXPECT_EQ(file.Tags(), "b,c,d");
+}
+
+TEST_F(CfgLists, TagsThatAScriptCannotTakeUpEndIt) {
+  ASSERT_EQ(file.Lex("SET b\n"), 0);
+  ASSERT_EQ(file.Add(&file.state->tags, "a"), 0);
+  file.cursor = file.lines;
+  TheSeams().failing_allocation = 1;
+  EXPECT_EQ(file.Interpret(nullptr, 0, 0, 1), 2);
+  EXPECT_EQ(gErrorBlock, nullptr);
+  EXPECT_EQ(file.Tags(), "a");
 }
 
 TEST_F(CfgLists, EachRecordIsAnnouncedWhenTheTraceIsOn) {

@@ -3,7 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "errors/reserve_block.h"
 #include "tests/unit/config/script_run.h"
@@ -239,16 +241,67 @@ TEST_F(CfgReader, APipeThatFallsSilentIsAScriptThatCannotBeRead) {
   close(writer);
 }
 
+TEST_F(CfgReader, WhatAPipeThatFallsSilentHasBegunIsNoLine) {
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  for (const std::string begun : {"S", "GARBAGE", "SET b", "// half a comm"}) {
+    SCOPED_TRACE(begun);
+    const int writer = open("pipe", O_RDWR);
+    ASSERT_GE(writer, 0);
+    const std::string text = "SET a\n" + begun;
+    ASSERT_EQ(write(writer, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    int waits = 0;
+    TheSeams().poll = [&waits] { return ++waits == 1 ? 1 : 0; };
+    EXPECT_EQ(file.Read("pipe"), 67);
+    EXPECT_EQ(waits, 2);
+    EXPECT_THAT(file.Lines(), ElementsAre("SET a"));
+    EXPECT_THAT(LogTexts(), IsEmpty());
+    close(writer);
+    delete std::exchange(file.lines, nullptr);
+  }
+}
+
+/// What a file can be read of whose disk fails behind that.
+ssize_t ReadUpToAFault(void* rest, char* buffer, std::size_t size) {
+  auto& text = *static_cast<std::string*>(rest);
+  if (text.empty()) {
+    errno = EIO;
+    return -1;
+  }
+  const std::size_t count = text.copy(buffer, size);
+  text.erase(0, count);
+  return static_cast<ssize_t>(count);
+}
+
+TEST_F(CfgReader, ALineThatAReadErrorCutsShortIsNone) {
+  std::string text = "SET a\nGARB";
+  file.state->fp = fopencookie(&text, "r", {ReadUpToAFault, nullptr, nullptr, nullptr});
+  ASSERT_NE(file.state->fp, nullptr);
+  EXPECT_EQ(file.ReadLine(), 1);
+  EXPECT_STREQ(file.state->line, "SET a");
+  EXPECT_EQ(file.ReadLine(), 0);
+  EXPECT_STREQ(file.state->line, "");
+  EXPECT_EQ(file.state->line_number, 1);
+}
+
 TEST_F(CfgReader, ADeviceIsNoScript) {
   EXPECT_EQ(file.Read("/dev/zero"), 67);
   EXPECT_EQ(file.state->fp, nullptr);
 }
 
 TEST_F(CfgReader, AScriptOfTooManyLinesIsRefused) {
-  EXPECT_EQ(Read(std::string(kMaxCfgLines - 1, '\n')), 0);
-  EXPECT_EQ(Read(std::string(kMaxCfgLines, '\n')), 2);
+  EXPECT_EQ(kMaxCfgLines, 2000000);
+  const std::string most(kMaxCfgLines, '\n');
+  const std::string without_the_last_line_feed = most.substr(1) + "SET a";
+  EXPECT_EQ(Read(most), 0);
   EXPECT_EQ(file.state->line_number, kMaxCfgLines);
-  EXPECT_EQ(file.lines, nullptr);
+  EXPECT_EQ(Read(without_the_last_line_feed), 0);
+  EXPECT_THAT(LineNumbers(), ElementsAre(kMaxCfgLines));
+  for (const char* more : {"\n", " ", "SET b", "GARBAGE\n"}) {
+    EXPECT_EQ(Read(most + more), 2) << more;
+  }
+  EXPECT_EQ(Read(without_the_last_line_feed + "\n\n"), 2);
+  EXPECT_THAT(file.Lines(), ElementsAre("SET a", "SET a"));
+  EXPECT_THAT(LogTexts(), IsEmpty());
 }
 
 TEST_F(CfgReader, MemoryThatRunsOutEndsTheReading) {

@@ -49,11 +49,28 @@ int __wrap__ZN7SDRFile8LoadFileEPKcPK6TagTbl(SDRFile* self, const char* path, co
 }
 }  // extern "C"
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+namespace {
+
+bool AllocationFails() {
   int& failing = TheSeams().failing_allocation;
-  if (failing > 0 && --failing == 0) return nullptr;
+  return failing > 0 && --failing == 0;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (AllocationFails()) return nullptr;
   try {
     return ::operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  if (AllocationFails()) return nullptr;
+  try {
+    return ::operator new[](size);
   } catch (const std::bad_alloc&) {
     return nullptr;
   }

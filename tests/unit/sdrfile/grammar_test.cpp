@@ -11,6 +11,7 @@
 #include "errors/reserve_block.h"
 #include "tests/unit/sdrfile/allocation_failure.h"
 #include "tests/unit/sdrfile/sdr_source.h"
+#include "tests/unit/support/cpu_time.h"
 #include "tests/unit/support/fresh_run.h"
 
 namespace tarvek_test {
@@ -467,28 +468,72 @@ TEST_F(GrammarTest, GetSDRRecordTellsItsCallerWhichFaultItWas) {
   const struct {
     const char* text;
     ESTATUS status;
+    bool stays_open = false;
   } rows[] = {
       {"", 38},
       {"xx", 38},
-      {"001 _REC_LEN 5 0000510100", 3},
+      {"001 _REC_LEN 5 0000510100", 3, true},
       {"01 _SDR_TAG 01", 63},
       {"01 _SDR_TAG 'A' _SDR_TYPE", 50},
       {"01 05", 50},
       {"01", 50},
       {"01 _REC_LEN 'x'", 37},
       {"01 _REC_LEN", 37},
-      {"01 _REC_LEN 41", 58},
+      {"01 _REC_LEN 41", 58, true},
       {"01 _REC_LEN 5 _SDR_TYPE", 1},
       {"01 _REC_LEN 5 00", 1},
       {"01 _REC_LEN 1 0000", 1},
       {"01 _REC_LEN 1 'ab'", 1},
-      {"01 _REC_LEN 1 000", 3},
-      {"01 _REC_LEN 1 00", 0},
+      {"01 _REC_LEN 2 00 'ab'", 1},
+      {"01 _REC_LEN 17 'twenty-three characters'", 1},
+      {"01 _REC_LEN 1 000", 3, true},
+      {"01 _REC_LEN 1 00", 0, true},
   };
   for (const auto& row : rows) {
     Input input(row.text);
     SDRecord record;
     EXPECT_EQ(loader.GetSDRRecord(&input, &record, nullptr), row.status) << row.text;
+    EXPECT_EQ(input.fp != nullptr, row.stays_open) << row.text;
+  }
+}
+
+TEST_F(GrammarTest, FailureInTheFileHeaderClosesTheFile) {
+  const struct {
+    const char* from;
+    const char* to;
+    ESTATUS status;
+  } rows[] = {
+      {"_LF_NAME", "_LF", 47},  {"'BOARD.SDR'", "BOARD", 53},         {"_LF_VERSION", "_LF", 48},
+      {"'01.02'", "01.02", 56}, {"_LF_FMT_VER", "_LF", 46},           {"'1.5'", "1.5", 52},
+      {"'1.5'", "'2.0'", 81},   {"_IPMI_VERSION", "_IPMI", 44},       {"'1.50'", "'1.500'", 55},
+      {"'1.50'", "'2.00'", 81}, {"'1.5'\n_IPMI", "'1.3'\n_IPMI", 81},
+  };
+  for (const auto& row : rows) {
+    Input input(With(kHeaders, row.from, row.to));
+    EXPECT_EQ(loader.GetFileHeaderInfo(&input), row.status) << row.to;
+    EXPECT_EQ(input.fp, nullptr) << row.to;
+  }
+  Input good(kHeaders);
+  EXPECT_EQ(loader.GetFileHeaderInfo(&good), 0);
+  EXPECT_NE(good.fp, nullptr);
+}
+
+TEST_F(GrammarTest, SectionWithoutParenthesisClosesTheFile) {
+  Input input("_SDR_TYPE 01\n");
+  EXPECT_EQ(loader.ParseSDRInfo(&input, nullptr), 45);
+  EXPECT_EQ(input.fp, nullptr);
+}
+
+TEST_F(GrammarTest, RefusedFormatChangesNothing) {
+  for (const bool before : {true, false}) {
+    for (const char* format : {"'2.0'", "'1.6'", "'1'", "''"}) {
+      gFormatVer15X = before;
+      gIPMIVer1pt0 = before;
+      Input input(With(kHeaders, "'1.5'", format));
+      EXPECT_EQ(loader.GetFileHeaderInfo(&input), 81);
+      EXPECT_EQ(gFormatVer15X, before) << format;
+      EXPECT_EQ(gIPMIVer1pt0, before) << format;
+    }
   }
 }
 
@@ -789,6 +834,41 @@ TEST_F(GrammarTest, WholeTagIsLookedUp) {
   EXPECT_EQ(loader.Read(), nullptr);
   ASSERT_EQ(Parse(Source(Tagged({tag31})), tags.get()), 0);
   EXPECT_THAT(loader.Tags(), ElementsAre(tag31));
+}
+
+TEST_F(GrammarTest, TagsOfManyRecordsSelectThemWithoutWalkingTheList) {
+  // Were the list walked for each record, this would outlast the test's time limit.
+  constexpr int kCount = 200000;
+  std::vector<std::string> names;
+  std::string records;
+  for (int n = 0; n < kCount; ++n) {
+    names.push_back("T" + std::to_string(n));
+    records += Tagged({n % 1000 == 0 ? "t" + std::to_string(kCount - 1 - n) : "U#"});
+  }
+  LimitCpuTime();
+  const auto tags = TagList(names);
+  ASSERT_EQ(Parse(Source(records), tags.get()), 0);
+  EXPECT_EQ(loader.Records().size(), 200U);
+}
+
+TEST_F(GrammarTest, EveryFailedAllocationWithTagsIsReportedAsInsufficientMemory) {
+  const auto tags = TagList({"CPU1", "FAN"});
+  int failures = 0;
+  for (int nth = 1;; ++nth) {
+    ResetGlobals();
+    g_eu_flg = kVersionQuery;
+    std::filesystem::remove("tarvek_version.log");
+    WriteFile("BMCSDR.SDR", Source(kVersionRecord + Tagged({"CPU#"})));
+    const FailingAllocation failing(nth);
+    const int status = loader.LoadFile("BMCSDR.SDR", tags.get());
+    if (!failing.Happened()) break;
+    ++failures;
+    EXPECT_EQ(status, 2);
+    EXPECT_THAT(LogTexts("tarvek_version.log"), ElementsAre("Error, insufficient memory"));
+    EXPECT_EQ(gErrorBlock, nullptr);
+    EXPECT_EQ(loader.Read(), nullptr);
+  }
+  EXPECT_EQ(failures, 9) << "three records, two tables, two names and two forms";
 }
 
 // Failures around the parse.

@@ -804,7 +804,27 @@ TEST_F(InputVersionTest, EveryRecordIsCounted) {
   EXPECT_EQ(g_inputSdrRecord, 7) << "over several loads";
 }
 
+TEST_F(InputVersionTest, WithoutMemoryForItIsAFailure) {
+  UseImage({kVersionBytes, kShortBytes});
+  ASSERT_NE(gErrorBlock, nullptr);
+  std::string().swap(g_input_sdr_version);  // without the room that an earlier version has left
+  {
+    const FailingAllocation failing(1, Failing::kWithException);
+    EXPECT_EQ(loader.LoadFile(nullptr, nullptr), 2);
+    EXPECT_TRUE(failing.Happened());
+  }
+  EXPECT_EQ(gErrorBlock, nullptr);
+  EXPECT_THAT(LogTexts(), ElementsAre("Error, insufficient memory"));
+  EXPECT_THAT(machine().requests, IsEmpty());
+}
+
 // State at the start.
+
+TEST_F(LoaderTest, IsMadeWithoutAnArgument) {
+  const SDRFile plain;
+  const SDRFile with_the_value(3232);
+  EXPECT_EQ(plain.IsStaticData("00"), 1);
+}
 
 TEST_F(LoaderTest, FreshLoaderHoldsNothing) {
   EXPECT_EQ(loader.Read(), nullptr);

@@ -373,6 +373,47 @@ TEST_F(TokenizerTest, LineThatBeginsWithAZeroByteIsPassedOver) {
   EXPECT_THAT(TokensOf(loader, std::string(1000, '\0')), IsEmpty());
 }
 
+/// The text of the first token; it may hold control characters.
+std::string FirstToken(const Loader& loader, const std::string& text) {
+  Input input(text);
+  char token[256];
+  loader.GetNextToken(&input, token);
+  return token;
+}
+
+TEST_F(TokenizerTest, CarriageReturnBeforeAZeroByteStays) {
+  const std::string zero(1, '\0');
+  const std::string begun = "01\r" + zero;
+  for (const std::string& text :
+       {begun, begun + "\n", begun + "\n\n", begun + "\n\n02\n", begun + "\r\n", begun + "02",
+        begun + "02\n\n", begun + zero, "01\r" + std::string(252, '\0'),
+        "01\r" + std::string(252, '\0') + "\n", "01\r" + std::string(252, '\0') + "02\n",
+        "01\r" + std::string(600, '\0') + "\n\n"}) {
+    EXPECT_EQ(FirstToken(loader, text), "01\r") << testing::PrintToString(text);
+  }
+  const std::string full = std::string(253, 'A') + '\r';
+  EXPECT_EQ(FirstToken(loader, full + zero + "\n"), full);
+  EXPECT_EQ(FirstToken(loader, full + zero), full);
+}
+
+TEST_F(TokenizerTest, CarriageReturnThatFillsTheLineGoesBeforeALineFeedOnly) {
+  const std::string most(254, 'A');
+  EXPECT_EQ(FirstToken(loader, most + "\r\n"), most);
+  EXPECT_EQ(FirstToken(loader, most + "\r"), most);
+  EXPECT_EQ(FirstToken(loader, most + "\r" + "01\n"), most + "\r");
+  EXPECT_EQ(FirstToken(loader, most + "\r" + std::string(1, '\0') + "\n"), most + "\r");
+}
+
+TEST_F(TokenizerTest, LinesOfEveryLengthEndAlikeWhateverTheirEnd) {
+  for (std::size_t length = 1; length <= 252; ++length) {
+    const std::string token(length, 'A');
+    for (const char* end : {"", "\r", "\n", "\r\n", "\n\n", "\r\n\r\n"}) {
+      EXPECT_THAT(TokensOf(loader, token + end), ElementsAre(Token{token, 30})) << length;
+    }
+    EXPECT_THAT(TokensOf(loader, token + "\r\n01"), ElementsAre(Token{token, 30}, Token{"01", 30}));
+  }
+}
+
 TEST_F(TokenizerTest, LineOf255BytesIsReadWhole) {
   const std::string token(254, 'A');
   EXPECT_THAT(TokensOf(loader, token + "\n01\n"), ElementsAre(Token{token, 30}, Token{"01", 30}));

@@ -1,5 +1,8 @@
 #include "sdrfile/utilities/lib_funct.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -337,6 +340,24 @@ TEST_F(Utilities, AStringWithAnUnprintableByteIsEmptied) {
       }
     }
   }
+}
+
+TEST_F(Utilities, NothingBehindAnUnprintableByteIsRead) {
+  // A buffer without a terminator, as a record's, at the end of what may be read.
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  void* const memory =
+      mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  char* const end = static_cast<char*>(memory) + page;
+  ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
+  for (const std::ptrdiff_t at : {0, 1, 63}) {
+    std::fill(end - 64, end, 'x');
+    end[at - 64] = '\x01';
+    EXPECT_EQ(fruLib.ValidString(end - 64), end - 64);
+    EXPECT_EQ(end[-64], '\0');
+    EXPECT_EQ(end[-1], at == 63 ? '\x01' : 'x');
+  }
+  munmap(memory, 2 * page);
 }
 
 TEST_F(Utilities, AnEmptyStringIsValid) {
