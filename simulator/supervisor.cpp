@@ -17,7 +17,8 @@ namespace {
 constexpr int kSignalStatus = 128;
 
 /// Holds the signals that concern the program back, to be taken one by one. One that was ignored
-/// from the start stays ignored; but the program's end is always heard of.
+/// from the start stays ignored; but the program's end is always heard of. They are held back to
+/// this process's own end, which is the program's: one that comes too late for it changes nothing.
 class HeldSignals {
  public:
   HeldSignals() {
@@ -33,9 +34,8 @@ class HeldSignals {
   }
   HeldSignals(const HeldSignals&) = delete;
   HeldSignals& operator=(const HeldSignals&) = delete;
-  ~HeldSignals() { Release(); }
 
-  /// Makes everything as it was.
+  /// Makes everything as it was, for the program.
   void Release() const {
     sigaction(SIGCHLD, &former_child_action_, nullptr);
     sigprocmask(SIG_SETMASK, &former_, nullptr);

@@ -14,6 +14,7 @@ struct ProgramEnd {
 
 /// Runs a program and waits for its end, as if this process were the program: signals that are sent
 /// to this process go on to it, when it stops this process stops, and it dies with this process.
+/// Its end is to be this process's: from then on no signal is heeded.
 ///
 /// @param become  turns the process that it is called in into the program; returns, with the errno,
 ///                only when that failed.
