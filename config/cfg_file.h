@@ -71,7 +71,7 @@ class CfgFile : public CProto {
   CfgFile(const CfgFile&) = delete;
   CfgFile& operator=(const CfgFile&) = delete;
   /// Frees everything that the object holds.
-  ~CfgFile();
+  virtual ~CfgFile();
 
   /// Runs a whole script: reads, lexes and interprets it, then loads the SDR files that it named,
   /// with the tags that it left set. Nothing is loaded when a step before fails.
@@ -181,9 +181,11 @@ class CfgFile : public CProto {
   /// Removes the first tag of that name, in any letter case.
   /// @return 0; 81 when there is none (nothing was reported).
   ESTATUS ClearTag(TagTbl** list, const char* tag);
-  /// Loads the SDR files of one pass, in script order, until one fails.
+  /// Loads the SDR files of one pass, in script order, until one fails. A program that shows what
+  /// a script does instead of doing it puts its own in the place: the script was interpreted then,
+  /// and nothing of it loaded.
   /// @return 0; the status of the file that failed (reported); 2 (reported).
-  ESTATUS WhileSDRFilesToLoad(int pass);
+  virtual ESTATUS WhileSDRFilesToLoad(int pass);
   /// Leaves the name as it is: no extension is added.
   /// @return 0.
   int GetFilename(char* name, const char* extension) const;

@@ -51,6 +51,7 @@ ESTATUS CloseAfter(ESTATUS status, FileRecord* file) {
 ESTATUS SDRFile::Parse(FileRecord* file, const TagTbl* tags) {
   if (g_option_flg == kImageInput) return ParseBinInfo();
   const ESTATUS status = ParseText(file, tags);
+  if (status != kSuccess && watcher != nullptr) watcher->OnFault(status);
   if (status != kSuccess) file->Close();
   return status;
 }
@@ -228,15 +229,22 @@ ESTATUS SDRFile::ParseRecords(FileRecord* file, const TagTbl* tags,
     ReadBetweenRecords(file, &token);
     if (token.id == kRightParenthesis) return kSuccess;
     if (token.id == kEndOfFile) return kSdrParseFailed;
-    if (token.id != kSdrType) continue;
+    if (token.id != kSdrType) {
+      if (watcher != nullptr) watcher->OnSkipped(token, false);
+      continue;
+    }
 
     Clear(spare.get());
-    if (ReadRecord(file, tags, &index, spare.get()) != kSuccess) {
+    if (watcher != nullptr) watcher->OnRecordBegin();
+    const ESTATUS status = ReadRecord(file, tags, &index, spare.get());
+    if (status != kSuccess) {
+      if (watcher != nullptr) watcher->OnFault(status);
       // Which fault it was is not told, on purpose: the number leads to the record.
       Display(kInvalidRecord, kFruSdr, static_cast<unsigned short>(number), nullptr);
       return kSdrParseFailed;
     }
     ++number;
+    if (watcher != nullptr) watcher->OnRecord(*spare, gUseRecord);
     if (!gUseRecord) continue;
     *end = spare.release();
     end = &(*end)->next;
@@ -249,7 +257,10 @@ ESTATUS SDRFile::ParseRecords(FileRecord* file, const TagTbl* tags,
 // NOLINTNEXTLINE(readability-make-member-function-const): it changes a global
 void SDRFile::ReadBetweenRecords(FileRecord* file, TokenTbl* token) {
   GetAndClassifyToken(file, token);
-  if (gNullString) GetAndClassifyToken(file, token);
+  if (gNullString) {
+    if (watcher != nullptr) watcher->OnSkipped(*token, true);
+    GetAndClassifyToken(file, token);
+  }
   gNullString = false;
 }
 
@@ -294,6 +305,7 @@ ESTATUS SDRFile::ReadTags(FileRecord* file, const TagTbl* tags, tarvek::TagIndex
     if (status != kSuccess) return status;
     if (!gUseRecord && is_set(token->text)) gUseRecord = true;
     StoreText(record->tag, token->text);
+    if (watcher != nullptr) watcher->OnTag(token->text);
     GetAndClassifyToken(file, token);
   }
   return kSuccess;
@@ -317,6 +329,7 @@ ESTATUS SDRFile::ReadData(FileRecord* file, int max_text, SDRecord* record) {
       if (count > remaining) return CloseAfter(kInvalidRecordData, file);
       status = StringToBytes(token.text, place, static_cast<unsigned int>(count));
       position += count;
+      if (status != kSuccess && watcher != nullptr) watcher->OnLostData();
     } else if (token.id == kAsciiText) {
       if (length != remaining || length > static_cast<std::size_t>(max_text)) {
         return CloseAfter(kInvalidRecordData, file);

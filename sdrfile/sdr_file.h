@@ -5,6 +5,7 @@
 #include <span>
 
 #include "repository/programming.h"
+#include "sdrfile/parse_watcher.h"
 #include "sdrfile/token.h"
 #include "sdrfile/utilities/csdr_header.h"
 #include "sdrfile/utilities/tag_index.h"
@@ -129,6 +130,9 @@ class SDRFile : public RepositoryProgrammer {
   /// GetNextToken() and ClassifyToken().
   void GetAndClassifyToken(FileRecord* file, TokenTbl* token) const;
 
+  /// Lets `parse_watcher`, which must outlive the parse, see the next parses; null: nobody.
+  void Watch(tarvek::ParseWatcher* parse_watcher) { watcher = parse_watcher; }
+
  private:
   ESTATUS ParseText(FileRecord* file, const TagTbl* tags);
   ESTATUS ReadFileHeader(FileRecord* file);
@@ -151,6 +155,8 @@ class SDRFile : public RepositoryProgrammer {
   SDRecord** EndOfFileRecords();
   ESTATUS ReadBackAndVerify();
   int EndSparedMode(int status);
+
+  tarvek::ParseWatcher* watcher = nullptr;
 };
 
 namespace tarvek {

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -186,5 +187,9 @@ unsigned short SDRFile::StringToUInt(const char* text) const {
 
 void SDRFile::GetAndClassifyToken(FileRecord* file, TokenTbl* token) const {
   GetNextToken(file, token->text);
+  const std::size_t length = std::strlen(token->text);  // as it stands on the line
   ClassifyToken(token);
+  if (watcher == nullptr) return;
+  const std::ptrdiff_t end = file->pos != nullptr ? file->pos - file->line : 0;
+  watcher->OnToken(*token, *file, static_cast<int>(end - static_cast<std::ptrdiff_t>(length)));
 }

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <ctime>
 #include <span>
+#include <utility>
 
 #include "driver/reporting/console.h"
 #include "driver/reporting/output_file.h"
@@ -51,9 +52,25 @@ void LogBytes(const char* caption, std::span<const unsigned char> bytes) {
   Bmc_HistoryLog(tarvek::HexImage(caption, bytes));
 }
 
+/// Where lines go instead of the log; null: to the log.
+tarvek::LogSink*& Sink() {
+  static tarvek::LogSink* sink = nullptr;
+  return sink;
+}
+
 }  // namespace
 
+namespace tarvek {
+
+LogSink* SetLogSink(LogSink* sink) { return std::exchange(Sink(), sink); }
+
+}  // namespace tarvek
+
 void Bmc_HistoryLog(std::string_view text) {
+  if (Sink() != nullptr) {
+    Sink()->Line(text);
+    return;
+  }
   if (g_display_flg == 1 || g_eu_flg == kNoMode) tarvek::ConsoleWriteLine(text);
 
   tarvek::WriteOutput(LogFileName(), tarvek::Keep::kContent, ComposeLine(text));

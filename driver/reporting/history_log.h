@@ -3,6 +3,24 @@
 
 #include <string_view>
 
+namespace tarvek {
+
+/// Takes the lines of the history log in the place of the console and the log file: the seam for
+/// programs that read the tool's inputs with its own readers and report in their own way.
+class LogSink {
+ public:
+  virtual ~LogSink() = default;
+  /// @param text  a line as Bmc_HistoryLog() was given it; valid during the call.
+  virtual void Line(std::string_view text) = 0;
+};
+
+/// Sends every line from now on to `sink`, which must live until it is replaced; null, as at the
+/// start, sends them to the log.
+/// @return the sink before.
+LogSink* SetLogSink(LogSink* sink);
+
+}  // namespace tarvek
+
 inline int g_log_file_count = 0;  // kept for callers that know the name; read by nothing
 
 /// Appends one line, "YYYY/MM/DD hh:mm:ss  text", in local time, to the log of the run mode:
