@@ -1,0 +1,36 @@
+#include "inspect/input/input_error.h"
+
+#include <gtest/gtest.h>
+
+namespace tarvek::inspect {
+namespace {
+
+TEST(InputErrorText, ShowsThePlaceTheLineAndWhatWasExpected) {
+  InputError error({"a.sdr", 3, 5, {}}, "it is wrong");
+  error.line = "one two";
+  error.expected = "three";
+  error.found = "\"two\"";
+  EXPECT_EQ(ToText(error),
+            "a.sdr:3:5: it is wrong\n"
+            "  one two\n"
+            "      ^\n"
+            "  expected three\n"
+            "  found \"two\"\n");
+}
+
+TEST(InputErrorText, PutsTheCaretUnderWhatATerminalShows) {
+  InputError error({"a.sdr", 1, 4, {}}, "wrong");
+  error.line = "\t\x1B x";
+  EXPECT_EQ(ToText(error), "a.sdr:1:4: wrong\n   \\x1B x\n        ^\n");
+}
+
+TEST(InputErrorText, NamesABinaryPlaceByItsOffset) {
+  EXPECT_EQ(ToText(InputError({"a.bin", 0, 0, 96}, "wrong")), "a.bin: offset 96: wrong\n");
+}
+
+TEST(InputErrorText, EscapesTheNameOfTheFile) {
+  EXPECT_EQ(ToText(InputError({"a\x1B", 0, 0, {}}, "is empty")), "a\\x1B: is empty\n");
+}
+
+}  // namespace
+}  // namespace tarvek::inspect
