@@ -24,6 +24,10 @@ constexpr std::size_t kLeastRecord = 16;
 constexpr std::size_t kFullSensorBody = 43;
 constexpr std::size_t kCompactSensorBody = 27;
 
+// Sensor numbers of a LUN: 0 is left out, FFh is reserved.
+constexpr unsigned kSensorNumbers = 254;
+constexpr unsigned kLuns = 4;
+
 using Bytes = std::vector<std::uint8_t>;
 
 struct SensorKind {
@@ -78,7 +82,8 @@ Bytes SensorRecord(unsigned number) {
   const bool full = kind.type == kFullSensor;
   Bytes body((full ? kFullSensorBody : kCompactSensorBody) - 1);
   body[0] = kControllerAddress;
-  body[2] = static_cast<std::uint8_t>(number + 1);
+  body[1] = static_cast<std::uint8_t>(number / kSensorNumbers % kLuns);
+  body[2] = static_cast<std::uint8_t>(number % kSensorNumbers + 1);
   body[3] = kind.entity;
   body[4] = instance;
   body[5] = 0x7F;  // initialization: all of it
@@ -87,9 +92,15 @@ Bytes SensorRecord(unsigned number) {
   body[8] = kind.event_type;
   body[16] = kind.unit;
   if (full) {
+    body[13] = 0x18;  // readable: upper critical and non-critical
+    body[14] = 0x18;  // settable
     body[19] = 0x01;  // factor M
-    body[31] = 0x50;  // upper critical
-    body[32] = 0x48;  // upper non-critical
+    body[29] = 0xFF;  // sensor maximum
+    body[32] = 0x50;  // upper critical
+    body[33] = 0x48;  // upper non-critical
+  } else {
+    body[13] = 0x03;  // states that a reading may have
+    body[18] = 0x01;  // sensors that share the record
   }
   AppendIdString(std::string(kind.name) + " " + std::to_string(instance), body);
   return Record(kind.type, body);
