@@ -92,6 +92,37 @@ void Measure(const char* what, int bmc_records, const Words& arguments) {
               median_us, median_us / requests, static_cast<double>(peak_kib) / 1024);
 }
 
+#ifdef TARVEK_SDR_PROGRAM
+/// Measures the median of several runs of the companion.
+void MeasureCompanion(const char* what, const Words& arguments) {
+  std::vector<double> cpu_us;
+  long peak_kib = 0;
+  for (int n = 0; n < kRepetitions; ++n) {
+    Words program{TARVEK_SDR_PROGRAM};
+    program.insert(program.end(), arguments.begin(), arguments.end());
+    const Cost cost = Run(program);
+    cpu_us.push_back(cost.cpu_us);
+    peak_kib = std::max(peak_kib, cost.peak_kib);
+  }
+  std::sort(cpu_us.begin(), cpu_us.end());
+  std::printf("%-28s %9.1f ms CPU %7.2f MiB peak\n", what, cpu_us[cpu_us.size() / 2] / 1000,
+              static_cast<double>(peak_kib) / 1024);
+}
+
+void MeasureCompanion() {
+  constexpr int kRecords = 10000;
+  std::ofstream("LARGE.SDR") << blackbox::SdrText(blackbox::SdrSet(kRecords - 1));
+  std::puts("\nThe companion, a source file of 10,000 records:");
+  MeasureCompanion("show", {"show", "LARGE.SDR"});
+  MeasureCompanion("show --raw", {"show", "--raw", "LARGE.SDR"});
+  MeasureCompanion("show --json", {"show", "--json", "LARGE.SDR"});
+  MeasureCompanion("show --long", {"show", "--long", "LARGE.SDR"});
+  MeasureCompanion("diff with itself", {"diff", "LARGE.SDR", "LARGE.SDR"});
+}
+#else
+void MeasureCompanion() {}
+#endif
+
 }  // namespace
 
 int main() {
@@ -107,6 +138,7 @@ int main() {
   Measure("update, 300 records", 299, {"-update", "-sdr"});
   Measure("update with -test", 299, {"-update", "-sdr", "-test"});
   Measure("backup, 500 records", 499, {"-backup"});
+  MeasureCompanion();
 
   std::filesystem::current_path("/");
   std::filesystem::remove_all(directory);
