@@ -79,6 +79,8 @@ std::string ReadText(std::FILE* file) {
   return text;
 }
 
+bool HasLineFeed(const std::string& text) { return text.find('\n') != std::string::npos; }
+
 }  // namespace
 
 void LoadVersionCache(const RepositoryStamps& stamps) {
@@ -102,8 +104,10 @@ void StoreVersionCache(const RepositoryStamps& stamps) {
   Text text = Format("%04x\n%04x\n", stamps.addition, stamps.erase);
   text.Append(g_HW_sdr_version).Append('\n');
   if (!gCFGIdentifyOEMSDR.empty()) text.Append(gCFGIdentifyOEMSDR).Append('\n');
-  // A cache that was cut short would tell of another version, or of another script.
-  const bool whole = text.view().size() < kTextSize - 1;
+  // A cache that was cut short would tell of another version, or of another script; so would one
+  // with a text of several lines.
+  const bool whole = text.view().size() < kTextSize - 1 && !HasLineFeed(g_HW_sdr_version) &&
+                     !HasLineFeed(gCFGIdentifyOEMSDR);
   if (!whole || WriteOutput(kCacheName, Keep::kNothing, text) == Written::kLost) unlink(kCacheName);
 }
 

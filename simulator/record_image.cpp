@@ -1,12 +1,11 @@
-// The backup image of a board as a set of records:
-//
-//     header (64)              file ID; at 20 and 28 whether the blocks below are there; 63
-//     checksum BMC's identity (32)      the answer to Get Device ID; 28, 29 slot; 30 auxiliary; 31
-//     checksum event log control (32)   only if the header says so; at 20 the length of the log
-//     behind it event log SDR control (32)         the answer to Get SDR Repository Info; at 20 the
-//     length of the
-//                              records, 30 their checksum, 31 checksum
-//     records
+// The backup image of a board as a set of records, in blocks one after the other:
+// - header, 64 bytes: the file ID; at 20 and 28 whether the blocks below are there; 63 checksum
+// - the BMC's identity, 32 bytes: the answer to Get Device ID; 28 and 29 the slot; 30 whether there
+//   is an auxiliary revision; 31 checksum
+// - event log control, 32 bytes, only if the header says so: at 20 the length of the log behind it
+// - SDR control, 32 bytes: the answer to Get SDR Repository Info; at 20 the length of the records;
+//   30 their checksum; 31 checksum
+// - the records
 //
 // A checksum makes the sum of the bytes before it and its own 0 modulo 256.
 

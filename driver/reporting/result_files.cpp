@@ -112,13 +112,23 @@ void HoldFinalResult() {
   if (gTest2Flag == 1) Bmc_HistoryLog("result file reply");
 }
 
-/// Reads a file that another run may be replacing: all of it with one read, or not at all.
-/// @return the bytes read, or -1.
-ssize_t ReadAtOnce(int fd, std::span<char> buffer) {
+ssize_t ReadFromStart(int fd, std::span<char> buffer) {
+  if (lseek(fd, 0, SEEK_SET) != 0) return -1;
   ssize_t length = 0;
   do {
     length = read(fd, buffer.data(), buffer.size());
   } while (length < 0 && errno == EINTR);
+  return length;
+}
+
+/// Reads a file that another run may be replacing: all of it with one read, the same twice over, or
+/// not at all.
+/// @return the bytes read, or -1.
+ssize_t ReadAtOnce(int fd, std::span<char> buffer) {
+  static std::array<char, tarvek::kLongestOutput> again;  // more than a small stack has room for
+  const ssize_t length = ReadFromStart(fd, buffer);
+  if (length < 0 || ReadFromStart(fd, again) != length) return -1;
+  if (!std::equal(again.begin(), again.begin() + length, buffer.begin())) return -1;
   struct stat info {};
   return fstat(fd, &info) == 0 && info.st_size == length ? length : -1;
 }

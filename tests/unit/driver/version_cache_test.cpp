@@ -36,6 +36,16 @@ TEST_F(VersionCache, IsWrittenAsStampsAndTexts) {
   EXPECT_EQ(ReadFile("sdrversion_HW"), "0012\nabcdef01\nSDR Version 01.02\nBOARD.CFG\n");
 }
 
+TEST_F(VersionCache, IsNotWrittenForATextOfSeveralLines) {
+  for (const bool in_version : {true, false}) {
+    WriteFile("sdrversion_HW", "an old one");
+    g_HW_sdr_version = in_version ? "S01.01\nEVIL" : "S01.01";
+    gCFGIdentifyOEMSDR = in_version ? "GOOD.CFG" : "GOOD\nEVIL.CFG";
+    tarvek::StoreVersionCache(kStamps);
+    EXPECT_FALSE(std::filesystem::exists("sdrversion_HW"));
+  }
+}
+
 struct Row {
   const char* file;
   const char* version;
