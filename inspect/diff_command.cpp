@@ -18,18 +18,23 @@ namespace tarvek::inspect {
 namespace {
 
 /// What a record is called in a line: its name, or what else it is known by.
-std::string TitleOf(const Record& record) {
+std::string TitleOf(const Record& record, int number) {
   if (!record.NameText().empty()) return Escaped(record.NameText());
   if (VersionText(record)) return "version record";
   if (ScriptName(record)) return "script record";
-  return std::string(TypeName(record.type));
+  const std::string type(TypeName(record.type));
+  if (const auto container = record.Entity()) {
+    return type + " of " + std::string(EntityName(container->id)) + ' ' +
+           std::to_string(container->instance);
+  }
+  return type + " (record " + std::to_string(number) + ')';
 }
 
 /// "+ 5: Fan 3, Compact Sensor Record".
 std::string LineOf(const char* mark, const DecodedSet& set, std::size_t index) {
   const Record& record = set.decoded[index];
-  return std::string(mark) + std::to_string(set.numbers[index]) + ": " + TitleOf(record) + ", " +
-         std::string(TypeName(record.type)) + '\n';
+  return std::string(mark) + std::to_string(set.numbers[index]) + ": " +
+         TitleOf(record, set.numbers[index]) + ", " + std::string(TypeName(record.type)) + '\n';
 }
 
 std::string Count(std::size_t count, const char* what) {
@@ -50,8 +55,10 @@ class TextWriter {
     }
     for (const Change& change : difference.changed) WriteChange(change);
     for (const Match& match : difference.moved) {
-      Line("note: " + TitleOf(sets_.new_set.decoded[match.new_index]) + ": moved from " +
-               std::to_string(sets_.old_set.numbers[match.old_index]) + " to " +
+      Line("note: " +
+               TitleOf(sets_.new_set.decoded[match.new_index],
+                       sets_.new_set.numbers[match.new_index]) +
+               ": moved from " + std::to_string(sets_.old_set.numbers[match.old_index]) + " to " +
                std::to_string(sets_.new_set.numbers[match.new_index]) + '\n',
            Paint::kFaint);
     }
@@ -62,7 +69,8 @@ class TextWriter {
   void Line(const std::string& line, Paint paint) { output_->Write(Painted(line, paint, color_)); }
 
   void WriteChange(const Change& change) {
-    const std::string title = TitleOf(sets_.old_set.decoded[change.match.old_index]);
+    const std::string title = TitleOf(sets_.old_set.decoded[change.match.old_index],
+                                      sets_.old_set.numbers[change.match.old_index]);
     for (const FieldChange& field : change.fields) {
       if (field.for_people) {
         Line(title + ": " + Escaped(field.text) + '\n', Paint::kWarning);
@@ -86,7 +94,11 @@ class TextWriter {
 }  // namespace
 
 int RunDiff(const Options& options) {
-  const SetPair sets = LoadPair(options);
+  SetPair sets = LoadPair(options);
+  if (!options.all) {
+    KeepSelected(&sets.old_set);
+    KeepSelected(&sets.new_set);
+  }
   const Difference difference = CompareSets(sets);
   StandardOutput output;
   if (options.json) {

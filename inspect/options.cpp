@@ -36,6 +36,14 @@ std::string CheckTag(const std::string& tag) {
   return "";
 }
 
+/// A number of bytes: a complaint, or none.
+std::string CheckCapacity(const std::string& text) {
+  constexpr std::size_t kMostDigits = 9;
+  const bool digits =
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+  return digits && !text.empty() && text.size() <= kMostDigits ? "" : "no number of bytes: " + text;
+}
+
 void AddInputOptions(CLI::App* command, Options* options) {
   command->add_flag("--cfg", options->load.force_script,
                     "INPUT is a configuration script, whatever it begins with");
@@ -43,6 +51,7 @@ void AddInputOptions(CLI::App* command, Options* options) {
       ->option_text("TAG")
       ->check(CLI::Validator(CheckTag, ""))
       ->expected(1)
+      ->allow_extra_args(false)  // what follows the tag is an input
       ->take_all();
 }
 
@@ -75,8 +84,9 @@ CLI::App* AddCheck(CLI::App* app, Options* options) {
       ->option_text("note|warning|error (default: warning)")
       ->check(CLI::IsMember({"note", "warning", "error"}).description(""));
   check->add_option("--capacity", options->capacity, "How many bytes the repository holds")
-      ->option_text("N");
-  check->add_flag("--rules", options->list_rules, "List the rules");
+      ->option_text("N")
+      ->check(CLI::Validator(CheckCapacity, ""));
+  check->add_flag("--rules", options->list_rules, "List the rules")->excludes("--json");
   AddInputOptions(check, options);
   check->add_option("INPUT", options->input, "A file, or -");
   return check;
@@ -134,7 +144,8 @@ std::string CheckTogether(const Options& options) {
     return "check needs an INPUT";
   }
   if (!options.identity.empty() && options.to != "image") return "--identity goes with --to image";
-  if (options.input == "-" && options.old_input == "-") return "only one input can be -";
+  const auto inputs = {options.input, options.old_input, options.identity};
+  if (std::count(inputs.begin(), inputs.end(), "-") > 1) return "only one input can be -";
   return "";
 }
 

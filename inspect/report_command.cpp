@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,15 +24,20 @@ ReportSet SetOf(const DecodedSet& set) {
 }
 
 /// The findings about the records that are shown.
-std::vector<ReportFinding> FindingsOf(const DecodedSet& set) {
-  std::vector<ReportFinding> findings;
-  for (const Finding& finding : Check(set.set, set.decoded, {})) {
-    std::optional<int> number;
-    if (finding.record) number = set.numbers[static_cast<std::size_t>(*finding.record - 1)];
-    findings.push_back({std::string(finding.rule), std::string(SeverityName(finding.severity)),
-                        number, finding.name.value_or(""), ToText(finding.place), finding.message});
+/// @param findings  of the whole input.
+std::vector<ReportFinding> FindingsOf(const std::vector<Finding>& findings,
+                                      const DecodedSet& shown) {
+  std::vector<ReportFinding> told;
+  for (const Finding& finding : findings) {
+    if (finding.record &&
+        !std::binary_search(shown.numbers.begin(), shown.numbers.end(), *finding.record)) {
+      continue;
+    }
+    told.push_back({std::string(finding.rule), std::string(SeverityName(finding.severity)),
+                    finding.record, finding.name.value_or(""), ToText(finding.place),
+                    finding.message});
   }
-  return findings;
+  return told;
 }
 
 ReportPair PairOf(const SetPair& sets, const Match& match) {
@@ -63,14 +69,21 @@ int RunReport(const Options& options) {
   ReportData data;
   SetPair sets;
   if (options.old_input.empty()) {
-    sets.new_set = LoadSet(options.input, options.load, true);
+    sets.new_set = LoadSet(options.input, options.load);
   } else {
     sets = LoadPair(options);
+  }
+  const std::vector<Finding> findings = Check(sets.new_set.set, sets.new_set.decoded, {});
+  if (!options.old_input.empty()) {
+    if (!options.all) {
+      KeepSelected(&sets.old_set);
+      KeepSelected(&sets.new_set);
+    }
     data.old_set = SetOf(sets.old_set);
     data.difference = DifferenceOf(sets);
   }
   data.set = SetOf(sets.new_set);
-  data.findings = FindingsOf(sets.new_set);
+  data.findings = FindingsOf(findings, sets.new_set);
   const std::string page = HtmlReport(data);
   if (options.output != "-") {
     WriteFile(options.output, page);

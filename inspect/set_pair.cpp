@@ -1,5 +1,6 @@
 #include "inspect/set_pair.h"
 
+#include <numeric>
 #include <utility>
 
 namespace tarvek::inspect {
@@ -26,25 +27,37 @@ std::vector<SetRecord> DecodedSet::Shown() const {
   return shown;
 }
 
-DecodedSet LoadSet(const std::string& path, const LoadOptions& load, bool all) {
+DecodedSet LoadSet(const std::string& path, const LoadOptions& load) {
   DecodedSet loaded;
   loaded.set = Load(path, load);
-  for (std::size_t i = 0; i < loaded.set.records.size(); ++i) {
-    if (all || loaded.set.records[i].selected) loaded.numbers.push_back(static_cast<int>(i + 1));
-  }
-  if (!all) {
-    std::erase_if(loaded.set.records, [](const InputRecord& record) { return !record.selected; });
-  }
   loaded.decoded = DecodeAll(loaded.set);
+  loaded.numbers.resize(loaded.decoded.size());
+  std::iota(loaded.numbers.begin(), loaded.numbers.end(), 1);
   return loaded;
+}
+
+void KeepSelected(DecodedSet* set) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < set->decoded.size(); ++i) {
+    if (!set->set.records[i].selected) continue;
+    if (kept != i) {
+      set->set.records[kept] = std::move(set->set.records[i]);
+      set->decoded[kept] = std::move(set->decoded[i]);
+      set->numbers[kept] = set->numbers[i];
+    }
+    ++kept;
+  }
+  set->set.records.resize(kept);
+  set->decoded.resize(kept);
+  set->numbers.resize(kept);
 }
 
 SetPair LoadPair(const Options& options) {
   LoadOptions load = options.load;
   load.pass_over_tags = true;
   SetPair sets;
-  sets.old_set = LoadSet(options.old_input, {false, load.tags, true}, options.all);
-  sets.new_set = LoadSet(options.input, load, options.all);
+  sets.old_set = LoadSet(options.old_input, {false, load.tags, true});
+  sets.new_set = LoadSet(options.input, load);
   const bool script =
       sets.old_set.set.format == Format::kScript || sets.new_set.set.format == Format::kScript;
   if (!load.tags.empty() && !script) {

@@ -25,13 +25,17 @@ struct SetPair {
   DecodedSet new_set;
 };
 
-/// Loads the selected records of an input; with `all`, all of them.
+/// Loads all records of an input.
 /// @throws InputError, OptionError.
-DecodedSet LoadSet(const std::string& path, const LoadOptions& load, bool all);
+DecodedSet LoadSet(const std::string& path, const LoadOptions& load);
 
-/// Loads the old input and the new one. A tag is set for whichever of them is a script.
+/// Loads all records of the old input and of the new one. A tag is set for whichever of them is a
+/// script.
 /// @throws InputError, OptionError.
 SetPair LoadPair(const Options& options);
+
+/// Leaves those records out that are not selected.
+void KeepSelected(DecodedSet* set);
 
 Difference CompareSets(const SetPair& sets);
 

@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::size_t kFirstPiece = kMaxPiece;  // what the tool reads of a record at first
 constexpr std::size_t kLargestRepository = kSdrImageSize;
+constexpr std::size_t kManufacturerId = 3;     // bytes, of an OEM record
 constexpr std::size_t kLargestBackup = 32767;  // bytes of records that an image holds
 
 void CheckBody(const Subject& subject, std::size_t index, Findings* findings) {
@@ -21,9 +22,14 @@ void CheckBody(const Subject& subject, std::size_t index, Findings* findings) {
                   body + "; the tool programs no more than 64, and stops here.");
     return;
   }
+  const auto length = static_cast<std::size_t>(record.body_length);
+  if (record.Is(RecordType::kOem) && length < kManufacturerId) {
+    findings->Add(RuleId::kBodyTooShort, index,
+                  body + ", and an OEM record begins with 3 bytes of manufacturer ID; add them.");
+    return;
+  }
   const std::optional<BodyLength> due = BodyLengthOf(record.type);
   if (!due) return;
-  const auto length = static_cast<std::size_t>(record.body_length);
   if (length < due->fixed) {
     findings->Add(RuleId::kBodyTooShort, index,
                   body + ", and the fields of type " + HexNumber(record.type) + " take " +

@@ -88,15 +88,14 @@ bool IsRecord(const HexLine& line, std::size_t id_size) {
 
 [[noreturn]] void FailAtLine(const HexLine& line, std::size_t id_size) {
   const std::size_t header = kHeader - kIdSize + id_size;
+  const std::string form =
+      id_size == 0 ? " (read without a record ID)" : " (read with a record ID)";
+  const std::string has = ", the line has " + Bytes(line.bytes.size()) + form;
   if (line.bytes.size() < header) {
-    Fail(
-        line.place,
-        "no record: a header alone has " + Bytes(header) + ", the line " + Bytes(line.bytes.size()),
-        line.text);
+    Fail(line.place, "no record: a header alone has " + Bytes(header) + has, line.text);
   }
   Fail(line.place,
-       "no whole record: its length byte asks for " + Bytes(header + line.bytes[header - 1]) +
-           ", the line has " + Bytes(line.bytes.size()),
+       "no whole record: its length byte asks for " + Bytes(header + line.bytes[header - 1]) + has,
        line.text);
 }
 

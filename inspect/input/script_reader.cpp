@@ -62,7 +62,8 @@ std::string WordAt(std::string_view line, std::size_t start) {
   line.remove_prefix(std::min(start, line.size()));
   const bool quoted = line.substr(0, 1) == "\"";
   const std::size_t end = quoted ? line.find('"', 1) : line.find_first_of(" \t\r\n");
-  return std::string(line.substr(0, quoted && end != std::string_view::npos ? end + 1 : end));
+  if (quoted && end != std::string_view::npos) return std::string(line.substr(0, end + 1));
+  return std::string(line.substr(0, std::min(end, line.find_first_of("\r\n"))));
 }
 
 bool IsPrintable(const std::string& word) {
@@ -102,7 +103,10 @@ std::string ExpectedAt(const Told& told) {
     case kUnbalancedIfSet:
       return "an ENDIF for each IFSET";
     case kTooManyArguments:
-      return "at most " + std::to_string(told.max_arguments) + " arguments";
+      return told.max_arguments == 0 ? "no argument"
+             : told.max_arguments == 1
+                 ? "one argument"
+                 : "at most " + std::to_string(told.max_arguments) + " arguments";
     case kControlCharacter:
       return "printable ASCII";
     case kSdrFileOpenFailed:
@@ -110,6 +114,11 @@ std::string ExpectedAt(const Told& told) {
     default:
       return "";
   }
+}
+
+/// Whether an error is about something that is not there.
+bool IsMissing(ESTATUS status) {
+  return status == kNoArgument || status == kNoCondition || status == kUnbalancedIfSet;
 }
 
 /// Which word of its line an error is about: 0 the command, then its arguments.
@@ -121,7 +130,7 @@ std::size_t WordIndex(const Told& told, const std::vector<std::string>& words) {
     case kSdrFileOpenFailed:
       return 1;
     case kInvalidSdrNameArgument:
-      return std::min<std::size_t>(arguments, 2);
+      return arguments;  // the last word, or the only one
     case kArgumentTooLong:
     case kClosingQuoteMissing:
     case kScriptLineFailed:
@@ -262,18 +271,23 @@ void ScriptReader::Fail() const {
 
   TextPlaces places(input_.bytes());
   places.GoTo(std::max(told.piece - tag_lines_, 1));
-  const std::vector<std::size_t> starts = WordStarts(places.Piece());
+  const std::string_view piece = places.Piece();
+  const std::vector<std::size_t> starts = WordStarts(piece);
   std::vector<std::string> words;
-  for (const std::size_t start : starts) words.push_back(WordAt(places.Piece(), start));
-  const std::size_t index = WordIndex(told, words);
+  for (const std::size_t start : starts) words.push_back(WordAt(piece, start));
+  // What is missing is missing where the line ends.
+  const std::size_t index = IsMissing(told.status) ? starts.size() : WordIndex(told, words);
   const bool there = index < starts.size();
-  const std::size_t start = there ? starts[index] : starts.empty() ? 0 : starts.back();
+  const std::size_t line_end = std::min(piece.find_last_not_of(" \t\r\n") + 1, piece.size());
 
   const std::size_t last = told.message.find_last_not_of(' ');
-  InputError error(places.At(input_.name(), start), told.message.substr(0, last + 1));
+  InputError error(places.At(input_.name(), there ? starts[index] : line_end),
+                   told.message.substr(0, last + 1));
   error.line = places.Line();
   error.expected = ExpectedAt(told);
-  if (there) error.found = "\"" + words[index] + "\"";
+  error.found = there                             ? "\"" + words[index] + "\""
+                : told.status == kUnbalancedIfSet ? "the end of the script"
+                                                  : "the end of the line";
   throw error;
 }
 

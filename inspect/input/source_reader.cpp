@@ -88,6 +88,7 @@ class SourceReader : private ParseWatcher {
   Place PlaceOfLast() const { return places_.At(input_.name(), last_.column); }
   [[noreturn]] void Fail() const;
   std::string FaultMessage() const;
+  const Remark* EatenWord() const;
 
   const Snapshot& input_;
   RecordSet* set_;
@@ -183,7 +184,21 @@ std::string SourceReader::FaultMessage() const {
   return in_record_ ? "record " + std::to_string(number_) + ": " + text : text;
 }
 
+/// A word behind a record that ends with C0 is passed over; when it was one that the grammar needed
+/// the fault shows far from there.
+const Remark* SourceReader::EatenWord() const {
+  if (set_->remarks.empty() || set_->remarks.back().kind != Remark::Kind::kSkippedC0)
+    return nullptr;
+  return set_->remarks.back().word == ")" ? &set_->remarks.back() : nullptr;
+}
+
 void SourceReader::Fail() const {
+  if (const Remark* const eaten = EatenWord(); eaten != nullptr && last_.at_end) {
+    InputError error(eaten->place, "passed over, because the record before it ends with C0");
+    error.line = ")";
+    error.expected = "'' behind the C0, and then )";
+    throw error;
+  }
   InputError error(PlaceOfLast(), FaultMessage());
   error.line = places_.Line();
   error.expected = fault_ == kSdrParseFailed ? ")" : ExpectedAt(fault_);

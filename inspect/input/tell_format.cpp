@@ -10,6 +10,7 @@ namespace tarvek::inspect {
 namespace {
 
 constexpr std::string_view kImageId = "KOV IPMI";
+constexpr std::size_t kHeaderBytes = 5;  // of a record; its ID's high byte is 0 in most dumps
 constexpr std::string_view kSourceBegin = "_LF_NAME";
 constexpr std::string_view kBlanks = " \t\r\n";
 
@@ -62,10 +63,14 @@ bool IsBinary(std::string_view bytes) {
 Format TellFormat(std::string_view bytes) {
   if (bytes.substr(0, kImageId.size()) == kImageId) return Format::kImage;
   const std::string_view word = FirstWord(bytes);
-  // What no text holds may stand in a source file all the same, in its comments and texts.
-  if (IsBinary(bytes)) return word == kSourceBegin ? Format::kSource : Format::kRaw;
+  // What no text holds may stand in a text all the same, in its comments and quoted texts; but a
+  // record's bytes may look like a word by chance, at least like a short one behind a NUL.
+  if (IsBinary(bytes) && bytes.substr(0, kHeaderBytes).find('\0') != std::string_view::npos) {
+    return word == kSourceBegin ? Format::kSource : Format::kRaw;
+  }
   if (IsSourceWord(word)) return Format::kSource;
   if (IsScriptWord(word)) return Format::kScript;
+  if (IsBinary(bytes)) return Format::kRaw;
   return IsHex(word) ? Format::kHex : Format::kSource;
 }
 

@@ -5,6 +5,7 @@
 
 #include "inspect/decode/explain.h"
 #include "inspect/json/record_json.h"
+#include "inspect/text/escape.h"
 
 namespace tarvek::inspect {
 
@@ -41,7 +42,7 @@ void TextWriter::Text(const std::string& text) {
   if (std::all_of(text.begin(), text.end(), IsPlain)) {
     text_.append("\"").append(text).append("\"");
   } else {
-    text_ += Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+    text_ += JsonEscaped(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace));
   }
 }
 

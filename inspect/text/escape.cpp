@@ -8,7 +8,6 @@ namespace tarvek::inspect {
 namespace {
 
 constexpr std::uint32_t kDelete = 0x7F;
-constexpr std::uint32_t kLastC1 = 0x9F;
 constexpr unsigned kContinuationBits = 6;
 constexpr unsigned char kContinuationMask = 0xC0;
 constexpr unsigned char kContinuation = 0x80;
@@ -55,25 +54,64 @@ Character FirstCharacter(std::string_view text) {
   return {lead->size, code};
 }
 
-/// Whether a character does something instead of standing there: controls, line and paragraph
-/// ends, marks of the writing direction.
+struct Range {
+  std::uint32_t first;
+  std::uint32_t last;
+};
+
+// What does something instead of standing there, or is not seen at all: controls, line and
+// paragraph ends, marks of the writing direction, blanks without width, tags.
+constexpr std::array<Range, 11> kActing{{
+    {0x00, 0x1F},
+    {kDelete, 0x9F},
+    {0x00AD, 0x00AD},
+    {0x061C, 0x061C},
+    {0x200B, 0x200F},
+    {0x2028, 0x202E},
+    {0x2060, 0x206F},
+    {0xFEFF, 0xFEFF},
+    {0xFFF9, 0xFFFB},
+    {0xE0000, 0xE007F},
+    {0x180E, 0x180E},
+}};
+
 bool Acts(std::uint32_t code) {
-  if (code < ' ' || (code >= kDelete && code <= kLastC1)) return true;
-  const bool direction = (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069) ||
-                         code == 0x200E || code == 0x200F || code == 0x061C;
-  return direction || code == 0x2028 || code == 0x2029;
+  return std::any_of(kActing.begin(), kActing.end(),
+                     [&](const Range& range) { return code >= range.first && code <= range.last; });
+}
+
+std::string Hex(std::uint32_t value, int digits) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  constexpr unsigned kNibbleBits = 4;
+  constexpr unsigned kNibble = 0x0F;
+  std::string text;
+  for (int i = digits - 1; i >= 0; --i) {
+    text += kDigits[(value >> (kNibbleBits * static_cast<unsigned>(i))) & kNibble];
+  }
+  return text;
+}
+
+/// A character as JSON has it in ASCII: beyond 16 bits two halves.
+std::string JsonCode(std::uint32_t code) {
+  constexpr std::uint32_t kFirstBeyond = 0x10000;
+  constexpr std::uint32_t kHalf = 10;
+  constexpr std::uint32_t kHalfMask = 0x3FF;
+  constexpr int kDigits = 4;
+  if (code < kFirstBeyond) return "\\u" + Hex(code, kDigits);
+  code -= kFirstBeyond;
+  return "\\u" + Hex(0xD800U + (code >> kHalf), kDigits) + "\\u" +
+         Hex(0xDC00U + (code & kHalfMask), kDigits);
+}
+
+bool IsPlain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return c >= ' ' && static_cast<unsigned char>(c) < kDelete; });
 }
 
 }  // namespace
 
 std::string Escaped(std::string_view text) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  constexpr unsigned kNibbleBits = 4;
-  constexpr unsigned kNibble = 0x0F;
-  const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
-    return c >= ' ' && static_cast<unsigned char>(c) < kDelete;
-  });
-  if (plain) return std::string(text);
+  if (IsPlain(text)) return std::string(text);
   std::string shown;
   while (!text.empty()) {
     const Character character = FirstCharacter(text);
@@ -82,11 +120,23 @@ std::string Escaped(std::string_view text) {
       shown += text.substr(0, size);
     } else {
       for (const char c : text.substr(0, size)) {
-        const auto byte = static_cast<unsigned char>(c);
-        shown += "\\x";
-        shown += kDigits[byte >> kNibbleBits];
-        shown += kDigits[byte & kNibble];
+        shown += "\\x" + Hex(static_cast<unsigned char>(c), 2);
       }
+    }
+    text.remove_prefix(size);
+  }
+  return shown;
+}
+
+std::string JsonEscaped(std::string_view text) {
+  std::string shown;
+  while (!text.empty()) {
+    const Character character = FirstCharacter(text);
+    const std::size_t size = std::max<std::size_t>(character.size, 1);
+    if (character.size != 0 && Acts(character.code)) {
+      shown += JsonCode(character.code);
+    } else {
+      shown += text.substr(0, size);
     }
     text.remove_prefix(size);
   }

@@ -11,6 +11,10 @@ namespace tarvek::inspect {
 ///   UTF-8 character. A backslash stays as it is: what is shown is for people.
 std::string Escaped(std::string_view text);
 
+/// @return `text`, which is JSON, with the same characters as \uXXXX: the same JSON. Bytes that
+///   belong to no UTF-8 character stay.
+std::string JsonEscaped(std::string_view text);
+
 /// @return how many columns of a terminal `text`, which was escaped, takes: one for each character.
 std::size_t Width(std::string_view text);
 

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "tests/blackbox/child_program.h"
 #include "tests/blackbox/sdr_text.h"
@@ -71,6 +72,9 @@ TEST_F(CommandLine, WrongUseEndsWith2AndSaysWhy) {
       {{"check"}, "check needs an INPUT"},
       {{"check", "--fail-on", "never", "a.sdr"}, "--fail-on"},
       {{"check", "--capacity", "many", "a.sdr"}, "many"},
+      {{"check", "--capacity", "-1", "a.sdr"}, "-1"},
+      {{"check", "--capacity", "99999999999999999999", "a.sdr"}, "no number of bytes"},
+      {{"check", "--rules", "--json"}, "excludes"},
       {{"diff", "a.sdr"}, "NEW is required"},
       {{"diff", "-", "-"}, "only one input can be -"},
       {{"convert", "a.sdr"}, "--to is required"},
@@ -135,7 +139,7 @@ TEST_F(CommandLine, ColoursWhenToldTo) {
 
 TEST_F(CommandLine, ANameNeverReachesATerminalAsItIs) {
   SourceRecord evil = SensorRecord(1, "ABCDEF");
-  const std::string escape = "\x1B[2J\x07";
+  const std::string escape = "\x1B[2J\x07\x9B";
   std::copy(escape.begin(), escape.end(), evil.bytes.end() - 6);
   Write("evil.sdr", SdrText({evil}));
   for (const char* form : {"--long", "--raw", "--json", "--all"}) {
@@ -143,7 +147,43 @@ TEST_F(CommandLine, ANameNeverReachesATerminalAsItIs) {
     EXPECT_EQ(shown.exit_status, 0);
     EXPECT_THAT(shown.console, Not(HasSubstr("\x1B"))) << form;
     EXPECT_THAT(shown.console, Not(HasSubstr("\x07"))) << form;
+    EXPECT_THAT(shown.console, Not(HasSubstr("\xC2\x9B"))) << form;
   }
+}
+
+TEST_F(CommandLine, ATagTakesOneWordWhereverItStands) {
+  Write("s.cfg", "IFSET B\nSDRNAME a.sdr\nENDIF\n");
+  const std::vector<std::pair<std::vector<std::string>, int>> uses{
+      {{"show", "--set", "A", "--set", "B", "s.cfg"}, 0},
+      {{"show", "s.cfg", "--set", "A", "--set", "B"}, 0},
+      {{"check", "--fail-on", "error", "--set", "B", "s.cfg"}, 0},
+      {{"check", "--fail-on", "error", "s.cfg", "--set=B"}, 0},
+      {{"diff", "--set", "B", "a.sdr", "s.cfg"}, 0},
+      {{"diff", "a.sdr", "s.cfg", "--set", "B"}, 0},
+      {{"convert", "--to", "hex", "--set", "B", "s.cfg"}, 0},
+      {{"report", "-o", "r.html", "--set", "B", "a.sdr", "s.cfg"}, 0},
+      {{"report", "--set", "B", "s.cfg", "-o", "r.html"}, 0},
+  };
+  for (const auto& [words, status] : uses) {
+    const Outcome outcome = Run(words);
+    EXPECT_EQ(outcome.exit_status, status) << words.front() << ' ' << words[1] << outcome.errors;
+  }
+  Run({"report", "-o", "r.html", "--set", "B", "a.sdr", "s.cfg"});
+  std::ifstream page(directory_ / "r.html");
+  const std::string text{std::istreambuf_iterator<char>(page), {}};
+  EXPECT_THAT(text, HasSubstr("a.sdr"));
+}
+
+TEST_F(CommandLine, AReportOfTwoKeepsTheNumbersOfTheInput) {
+  SourceRecord left_out = SensorRecord(7, "Left out");
+  left_out.tags = {"NEVER"};
+  const SourceRecord twin = SensorRecord(9, "Twin");
+  Write("twins.sdr", SdrText({VersionRecord(), left_out, twin, twin}));
+  Run({"report", "-o", "r.html", "a.sdr", "twins.sdr"});
+  std::ifstream page(directory_ / "r.html");
+  const std::string text{std::istreambuf_iterator<char>(page), {}};
+  EXPECT_THAT(text, HasSubstr("is already that of record 3"));
+  EXPECT_THAT(text, Not(HasSubstr("is already that of record 2")));
 }
 
 TEST_F(CommandLine, AClosedPipeEndsItQuietly) {

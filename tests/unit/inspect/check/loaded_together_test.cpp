@@ -39,6 +39,21 @@ TEST(AlikeRecords, ThoseThatShareATagAreLoadedTogetherWhateverItsLetterCase) {
   EXPECT_EQ(alike.Add(6, Tagged({"Y"}, false)), 5U);
 }
 
+TEST(AlikeRecords, ATagThatFitsTheWildcardOfAnotherLoadsBoth) {
+  AlikeRecords alike;
+  alike.Add(3, Tagged({"CPU1"}, false));
+  EXPECT_EQ(alike.Add(4, Tagged({"cpu#"}, false)), 3U);
+  EXPECT_EQ(alike.Add(5, Tagged({"CPU2"}, false)), 4U);
+  EXPECT_EQ(alike.Add(6, Tagged({"#PU2"}, false)), std::nullopt);
+}
+
+TEST(AlikeRecords, TwoWildcardsLoadBothWhereOneTagFitsThem) {
+  AlikeRecords alike;
+  alike.Add(3, Tagged({"A#1"}, false));
+  EXPECT_EQ(alike.Add(4, Tagged({"A2#"}, false)), 3U);
+  EXPECT_EQ(alike.Add(5, Tagged({"A#3"}, false)), 4U);
+}
+
 TEST(AlikeRecords, TheFirstOfSeveralIsTold) {
   AlikeRecords alike;
   alike.Add(1, Tagged({"A"}, false));

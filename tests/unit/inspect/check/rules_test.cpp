@@ -141,6 +141,12 @@ const std::vector<Case>& Cases() {
     {"body-too-short", "an association of ten bytes", [](TestSet* s) {
        Resize(&s->Add(Association(3, 1, 0, {0x1D, 1})), -1);
      }, 5, "The body has 10 bytes, and the fields of type 08h take 11; add what is missing."},
+    {"body-too-short", "an OEM record without a whole manufacturer ID", [](TestSet* s) {
+       s->Add(MakeRecord(0xC0, Bytes(2)));
+     }, 5, "The body has 2 bytes, and an OEM record begins with 3 bytes of manufacturer ID; add them."},
+    {"body-too-short", "an OEM record of a manufacturer ID alone", [](TestSet* s) {
+       s->Add(MakeRecord(0xC0, Bytes(3)));
+     }},
     {"body-too-short", "a type that the standard does not define", [](TestSet* s) {
        s->Add(MakeRecord(0x70, Bytes(11)));
      }},

@@ -66,9 +66,11 @@ TEST(HexDump, PassesOverEmptyLinesAndComments) {
 
 TEST(HexDump, RefusesALineThatIsNoWholeRecord) {
   EXPECT_EQ(HexComplaint("51 C0 01 CC\n51 C0 05 CC\n"),
-            "dump:2:1: no whole record: its length byte asks for 8 bytes, the line has 4 bytes");
+            "dump:2:1: no whole record: its length byte asks for 8 bytes, the line has 4 bytes "
+            "(read without a record ID)");
   EXPECT_EQ(HexComplaint("51 C0 01 CC\n51 C0\n"),
-            "dump:2:1: no record: a header alone has 3 bytes, the line 2 bytes");
+            "dump:2:1: no record: a header alone has 3 bytes, the line has 2 bytes "
+            "(read without a record ID)");
 }
 
 TEST(HexDump, NamesThePlaceOfWhatIsNoDigit) {

@@ -24,6 +24,15 @@ TEST(InputErrorText, PutsTheCaretUnderWhatATerminalShows) {
   EXPECT_EQ(ToText(error), "a.sdr:1:4: wrong\n   \\x1B x\n        ^\n");
 }
 
+TEST(InputErrorText, ShowsWhatIsAroundThePlaceInALongLine) {
+  InputError error({"a.sdr", 1, 1001, {}}, "wrong");
+  error.line = std::string(1000, 'a') + "X" + std::string(5000, 'b');
+  error.found = std::string(5000, 'X');
+  EXPECT_EQ(ToText(error), "a.sdr:1:1001: wrong\n  ..." + std::string(80, 'a') + "X" +
+                               std::string(79, 'b') + "...\n" + std::string(85, ' ') +
+                               "^\n  found " + std::string(80, 'X') + "...\n");
+}
+
 TEST(InputErrorText, NamesABinaryPlaceByItsOffset) {
   EXPECT_EQ(ToText(InputError({"a.bin", 0, 0, 96}, "wrong")), "a.bin: offset 96: wrong\n");
 }

@@ -185,6 +185,14 @@ TEST(SourceReader, ComplainsAboutAFileThatEndsInsideItsRecordSection) {
             "  found the end of the file\n");
 }
 
+TEST(SourceReader, NamesTheParenthesisThatAC0HasEaten) {
+  EXPECT_EQ(Complaint(Source("_SDR_TYPE C0\n_REC_LEN 06\n0000 51 C0 01 C0\n")),
+            "T.SDR:11:1: passed over, because the record before it ends with C0\n"
+            "  )\n"
+            "  ^\n"
+            "  expected '' behind the C0, and then )\n");
+}
+
 TEST(SourceReader, RefusesAnEmptyFile) { EXPECT_EQ(Complaint(""), "T.SDR: is empty\n"); }
 
 TEST(SourceReader, LeavesNoLogBehind) {

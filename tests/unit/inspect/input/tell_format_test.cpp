@@ -39,6 +39,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"Raw", "\0\0\x51\xC0\1\x77"s, Format::kRaw},
         Case{"SourceBehindNuls", "\0\0\0comment\n\0\n_LF_NAME 'A'\n"s, Format::kSource},
         Case{"RawWithAWordOfAScript", "\0\0\x51\xC0\n SET \n"s, Format::kRaw},
+        Case{"ScriptWithAControlCharacter", "// a \x01 note\nSDRNAME A.SDR\n", Format::kScript},
+        Case{"RawWithoutAZeroInItsHeader", "A\x01\x51\xC0\x01\x77"s, Format::kRaw},
         Case{"RawThatBeginsLikeAWord", "_L\x51\x01\x33"s, Format::kRaw},
         Case{"AnyOtherText", "hello\n", Format::kSource}),
     [](const auto& test) { return std::string(test.param.name); });

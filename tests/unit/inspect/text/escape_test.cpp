@@ -37,8 +37,20 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"BeyondUnicode", "\xF4\x90\x80\x80", "\\xF4\\x90\\x80\\x80"},
                     Case{"RightToLeftOverride", "\xE2\x80\xAE", "\\xE2\\x80\\xAE"},
                     Case{"LineSeparator", "\xE2\x80\xA8", "\\xE2\\x80\\xA8"},
+                    Case{"ByteOrderMark", "\xEF\xBB\xBF_LF_NAME", "\\xEF\\xBB\\xBF_LF_NAME"},
+                    Case{"BlankWithoutWidth", "\xE2\x80\x8B", "\\xE2\\x80\\x8B"},
                     Case{"NotUtf8AtAll", "\xFF\xFE", "\\xFF\\xFE"}),
     [](const auto& test) { return std::string(test.param.name); });
+
+TEST(JsonEscape, WritesWhatActsAsCodes) {
+  EXPECT_EQ(JsonEscaped("\"a\\n\xC3\xA9\""), "\"a\\n\xC3\xA9\"");
+  EXPECT_EQ(JsonEscaped("\xC2\x9B"
+                        "1m\x7F"),
+            "\\u009B1m\\u007F");
+  EXPECT_EQ(JsonEscaped("\xE2\x80\xAE"), "\\u202E");
+  EXPECT_EQ(JsonEscaped("\xF3\xA0\x80\xA0"), "\\uDB40\\uDC20");
+  EXPECT_EQ(JsonEscaped("\xFF"), "\xFF");
+}
 
 TEST(EscapeWidth, CountsCharactersNotBytes) {
   EXPECT_EQ(Width("abc"), 3U);
