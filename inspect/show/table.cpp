@@ -58,10 +58,12 @@ std::string ThresholdsText(const std::vector<Threshold>& thresholds) {
 
 std::string ContainedText(const std::vector<ContainedEntity>& entities) {
   std::string text = "contains";
+  bool ranges = false;  // the entity before began a range
   for (const ContainedEntity& contained : entities) {
-    text +=
-        ' ' + std::to_string(contained.entity.id) + '.' + std::to_string(contained.entity.instance);
-    if (contained.range) text += "~";
+    if (ranges) text += " to";
+    ranges = contained.range && !ranges;
+    text += ' ' + std::to_string(contained.entity.id) + '.';
+    text += std::to_string(contained.entity.instance);
   }
   return text;
 }
