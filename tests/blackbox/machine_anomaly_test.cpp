@@ -30,6 +30,7 @@ const std::map<std::string, Words> kFailures = {
     {"fopen", {"EACCES", "ENOENT", "ENOSPC", "EIO", "EMFILE"}},
     {"fdopen", {"ENOMEM"}},
     {"read", {"EIO", "EINTR"}},
+    {"lseek", {"EIO"}},
     {"fgets", {"EIO"}},
     {"getc", {"EIO"}},
     {"poll", {"EINTR"}},
