@@ -4,6 +4,7 @@
 #include <cctype>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "inspect/input/input_error.h"
 #include "sdrfile/utilities/lib_funct.h"
@@ -20,7 +21,7 @@ constexpr int kNibbles = 16;
 [[noreturn]] void Fail(Place place, const std::string& message, std::string_view line = {}) {
   InputError error(std::move(place), message);
   error.line = line;
-  throw error;
+  throw InputError(std::move(error));
 }
 
 std::string Bytes(std::size_t count) {

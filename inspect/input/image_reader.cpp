@@ -66,13 +66,11 @@ Blocks FindBlocks(std::string_view image) {
 /// Takes the records of the image that the tool's reader has loaded.
 void TakeRecords(const Snapshot& input, RecordSet* set) {
   const std::size_t area = FindBlocks(input.bytes()).area;
-  unsigned short body_length = 0;
-  std::size_t offset = 0;
-  while (offset < ipm_sdr_size) {
-    // cppcheck-suppress knownConditionTrueFalse  // what get_sdr_addr() finds is the image's to say
-    const std::size_t left = ipm_sdr_size - offset;
+  for (std::size_t offset = 0; offset < ipm_sdr_size;) {
     const unsigned char* const bytes = ipm_SDR + offset;
-    body_length = left >= kRecordHeaderSize ? bytes[kRecordBodyLengthOffset] : 0;
+    const std::size_t left = ipm_sdr_size - offset;
+    const unsigned char body_length =
+        left >= kRecordHeaderSize ? bytes[kRecordBodyLengthOffset] : 0;
     const std::size_t size = kRecordHeaderSize + std::size_t{body_length};
     const std::string number = "record " + std::to_string(set->records.size() + 1);
     if (size > left) FailAt(input, area + offset, number + " runs past the record area");
@@ -98,7 +96,6 @@ void ReadImage(const Snapshot& input, RecordSet* set) {
     text = message;
   });
   g_option_flg = kImageInput;
-  // cppcheck-suppress knownConditionTrueFalse
   if (get_backup(input.path().c_str()) != 1) FailWith(input, told, text);
   TakeRecords(input, set);
   // The loader has the last word: what it refuses is refused here.

@@ -16,9 +16,11 @@ constexpr const char* kCut = "...";
 std::string Quoted(const InputError& error) {
   std::string line = error.line;
   std::size_t before = std::min(static_cast<std::size_t>(error.place.column - 1), line.size());
-  if (line.size() - before > kShownBehind) line = line.substr(0, before + kShownBehind) + kCut;
+  if (line.size() - before > kShownBehind) {
+    line.replace(before + kShownBehind, std::string::npos, kCut);
+  }
   if (before > kShownBefore) {
-    line = kCut + line.substr(before - kShownBefore);
+    line.replace(0, before - kShownBefore, kCut);
     before = kShownBefore + std::string_view(kCut).size();
   }
   // Tabs would put the caret elsewhere.

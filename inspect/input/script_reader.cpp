@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <utility>
 
 #include "config/cfg_file.h"
 #include "inspect/input/input_error.h"
@@ -274,6 +275,7 @@ void ScriptReader::Fail() const {
   const std::string_view piece = places.Piece();
   const std::vector<std::size_t> starts = WordStarts(piece);
   std::vector<std::string> words;
+  words.reserve(starts.size());
   for (const std::size_t start : starts) words.push_back(WordAt(piece, start));
   // What is missing is missing where the line ends.
   const std::size_t index = IsMissing(told.status) ? starts.size() : WordIndex(told, words);
@@ -288,7 +290,7 @@ void ScriptReader::Fail() const {
   error.found = there                             ? "\"" + words[index] + "\""
                 : told.status == kUnbalancedIfSet ? "the end of the script"
                                                   : "the end of the line";
-  throw error;
+  throw InputError(std::move(error));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <utility>
 
 #include "driver/reporting/run_settings.h"
 #include "inspect/input/input_error.h"
@@ -197,13 +198,13 @@ void SourceReader::Fail() const {
     InputError error(eaten->place, "passed over, because the record before it ends with C0");
     error.line = ")";
     error.expected = "'' behind the C0, and then )";
-    throw error;
+    throw InputError(std::move(error));
   }
   InputError error(PlaceOfLast(), FaultMessage());
   error.line = places_.Line();
   error.expected = fault_ == kSdrParseFailed ? ")" : ExpectedAt(fault_);
   error.found = last_.at_end ? "the end of the file" : "\"" + std::string(last_.text) + "\"";
-  throw error;
+  throw InputError(std::move(error));
 }
 
 }  // namespace
