@@ -4,36 +4,13 @@ list in words, under the same numbers.
 Each names the witness, the field, the condition under which it differs and, wherever that is
 known, exactly what the witness says then: anything else is a new disagreement."""
 
-import dataclasses
-import fnmatch
-import typing
-
 import generator
 import sdrcomp
-
-LEAST = 3  # comparisons below which a field was not really looked at
-
-
-@dataclasses.dataclass(frozen=True)
-class Known:
-    number: int
-    witness: str
-    fields: str  # a pattern
-    when: typing.Callable  # of (case, field, must, theirs)
-
-    def covers(self, witness, field, case, must, theirs):
-        return (witness == self.witness and fnmatch.fnmatchcase(field, self.fields)
-                and self.when(case, field, must, theirs))
-
-    def __str__(self):
-        return f"{self.number}: {self.witness}, {self.fields}"
-
-
-NAME_OFFSETS = {1: 47, 2: 31, 3: 16, 0x10: 15, 0x11: 15, 0x12: 15}
+from court import NAME_OFFSETS, Known
 
 
 def encoding(case):
-    return case.record[NAME_OFFSETS[case.kind]] >> 6
+    return case.name_byte() >> 6
 
 
 def string(case):
@@ -42,7 +19,7 @@ def string(case):
 
 
 def length(case):
-    return case.record[NAME_OFFSETS[case.kind]] & 0x1F
+    return case.name_byte() & 0x1F
 
 
 # freeipmi
