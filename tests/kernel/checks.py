@@ -1,10 +1,14 @@
 """What must be seen on the machines. Each class is one machine, each test one fact about it."""
 
 import itertools
+import json
 import pathlib
 import re
+import subprocess
+import tempfile
 import unittest
 
+import decoders
 import sdr_sets
 from machine import Machine
 
@@ -12,10 +16,12 @@ EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
 
 BOARD = sdr_sets.board_set(100, "01.03")
 FOREIGN = sdr_sets.board_set(60, "01.01")  # in QEMU's own BMC
+DECODED = decoders.records()
 
 INPUTS = {
     "BOARD100.SDR": sdr_sets.source_text(BOARD).encode(),
     "FOREIGN.bin": b"".join(FOREIGN),
+    "DECODED.hex": "".join(record.hex(" ") + "\n" for record in DECODED).encode(),
     "ZetaInfo.xml": b"",  # result files go to the directory that holds it
     **{path.name: path.read_bytes() for path in EXAMPLES.iterdir()},
 }
@@ -83,7 +89,7 @@ class MachineCase(unittest.TestCase):
         self.assertIn('SDR version         "SDR Version 01.02"\n', self.record.description)
 
 
-class Guest(MachineCase):
+class Booted(MachineCase):
     def test_came_back(self):
         """the guest runs the scenario to its end, and its BMC ends when it is told"""
         self.assertIn("reboot: Power down", self.record.console)
@@ -91,6 +97,8 @@ class Guest(MachineCase):
         self.assertNotIn("bmcsim:", self.record.programs)
         self.assertEqual(self.record.bmc_status, 0)
 
+
+class Guest(Booted):
     def test_ends(self):
         """every run logs its end and gives the lock back"""
         for name in self.record.run_names():
@@ -709,6 +717,54 @@ class Witness(Guest):
         self.assertEqual(hex_lines(dumped), hex_lines(BOARD))
 
 
+class Decoders(Booted):
+    """other decoders as witnesses"""
+
+    # ipmi-sensors gives up where an enabled sensor's events are refused as unknown, and goes on
+    # where the sensor is.
+    machine = Machine("decoders", bmc=(), load="DECODED.hex", on_both=False,
+                      faults="; ".join(f"1{lun}/29: cc CB" for lun in range(4)))
+    tarvek_sdr = None  # set before any test runs
+
+    def said(self, peer):
+        """What a peer printed, a byte a character."""
+        run = self.run_of("peers")
+        self.assertEqual(run.text(peer + ".status"), "0\n", run.text(peer + ".errors"))
+        return run.text(peer)
+
+    def inspect(self, *words):
+        """What tarvek-sdr says of the generated records."""
+        return subprocess.run([self.tarvek_sdr, *words], input=INPUTS["DECODED.hex"], check=True,
+                              stdout=subprocess.PIPE).stdout
+
+    def ours(self):
+        return json.loads(self.inspect("show", "--json", "-"))["records"]
+
+    def test_repository(self):
+        """the BMC serves the generated records"""
+        self.assertEqual(self.record.repository, hex_lines(DECODED))
+
+    def test_ipmitool(self):
+        """ipmitool -v sdr list all says what tarvek-sdr says, but where it is known to be wrong"""
+        said = self.said(decoders.IPMITOOL)
+        self.assertEqual(decoders.complaints(decoders.IPMITOOL, said, self.ours()), [])
+
+    def test_ipmi_sensors(self):
+        """ipmi-sensors -vv says what tarvek-sdr says, but where it is known to be wrong"""
+        said = self.said(decoders.IPMI_SENSORS)
+        self.assertEqual(decoders.complaints(decoders.IPMI_SENSORS, said, self.ours()), [])
+
+    def test_dump(self):
+        """ipmitool sdr dump writes records in which tarvek-sdr finds no difference"""
+        self.said("ipmitool-dump")
+        dump = self.run_of("peers").files["dump"]
+        self.assertEqual(sdr_sets.split_records(dump), DECODED)
+        with tempfile.NamedTemporaryFile() as place:
+            place.write(dump)
+            place.flush()
+            self.assertEqual(self.inspect("diff", "-", place.name), b"No differences.\n")
+
+
 class Foreign(Guest):
     """QEMU's own BMC"""
 
@@ -756,5 +812,5 @@ CASES = (
     Cancelled, CancelledQuery, CancelledClear, CancelledAdd, CancelledRead,
     RefusedBegin, RefusedReserve, RefusedClear, RefusedAdd, RefusedRead, RefusedCommit,
     Overlong, Misaddressed, Late, StuckKcs, StuckBt, Waiting, Dead,
-    Witness, Foreign, Absent,
+    Witness, Decoders, Foreign, Absent,
 )

@@ -104,6 +104,7 @@ def arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--tarvek", required=True, help="the program that ships")
     parser.add_argument("--bmcsim", required=True, help="the simulated BMC's launcher")
+    parser.add_argument("--tarvek-sdr", required=True, help="the program that reads files")
     parser.add_argument("--keep", metavar="DIRECTORY",
                         help="leave what the machines left in this new directory")
     parser.add_argument("--skip", metavar="REASON", help="skip every test, loudly")
@@ -139,6 +140,7 @@ def run_all(options, cases, suite, report):
     with work_directory(options.keep) as directory:
         workshop = Workshop(directory, options.tarvek, options.bmcsim, checks.INPUTS)
         farm = checks.MachineCase.farm = Farm(workshop, cases)
+        checks.Decoders.tarvek_sdr = pathlib.Path(options.tarvek_sdr).resolve()
         began = time.monotonic()
         try:
             suite.run(report)

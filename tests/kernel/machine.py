@@ -26,7 +26,7 @@ KERNEL_ARGUMENTS = (
 STAMP = re.compile(r"\d{4}/\d\d/\d\d \d\d:\d\d:\d\d  ")
 
 # Programs of the host that the guests need, besides the tool itself.
-GUEST_PROGRAMS = ("busybox", "ipmitool")
+GUEST_PROGRAMS = ("busybox", "ipmitool", "ipmi-sensors")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -35,6 +35,7 @@ class Machine:
 
     scenario: str  # guest/scenarios/<scenario>.sh
     bmc: tuple = ("--records", "40", "--version-text", "01.02")  # options that make its BMC
+    load: str = ""  # the input file that holds its BMC's records
     faults: str = ""  # the BMC's fault plan
     interface: str = "isa-ipmi-kcs"  # the QEMU device between machine and BMC
     device: str = "ipmi-bmc-extern"  # the QEMU device that is its BMC; "" for none
@@ -236,7 +237,8 @@ class Workshop:
                               text=True, stdout=subprocess.PIPE).stdout
 
     def _create_bmc(self, place, machine):
-        subprocess.run([self.bmcsim, "--state", place / "state", "--create", *machine.bmc],
+        load = ["--load", self.inputs / machine.load] if machine.load else []
+        subprocess.run([self.bmcsim, "--state", place / "state", "--create", *machine.bmc, *load],
                        check=True)
 
     def _bmc(self, place, machine):

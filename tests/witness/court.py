@@ -74,6 +74,9 @@ EXPECTED = {
     "settable_thresholds": masked("settable"),
     "constant": lambda case: case.ours["b"] * 10 ** case.ours["b_exp"],
     "slave_address": lambda case: case.ours["device_address"] & 0xFE,
+    "owner_address": lambda case: case.ours["owner_id"],
+    "owner_software": lambda case: case.ours["owner_id"],
+    "threshold": lambda case: case.ours["event_type"] == 1,
     "logical": lambda case: "fru_id" in case.ours,
     "channel_byte": lambda case: case.ours["channel"] << 4,
     "capabilities_byte": lambda case: sum(1 << CAPABILITIES.index(name)
@@ -84,6 +87,11 @@ EXPECTED = {
 def real(reading):
     """A reading's value, None where there is none."""
     return reading.get("value")
+
+
+def reading(ours, key):
+    """The reading or threshold of that name, with neither raw value nor real one if there is none."""
+    return ours.get(key) or ours.get("thresholds", {}).get(key, {})
 
 
 def expand(case, fields):
@@ -109,15 +117,34 @@ def expand(case, fields):
                     yield key + ".value", real(threshold), value
         elif field == "fru_id" and "fru_id" not in ours:
             continue  # its byte is a slave address, which `logical` tells
+        elif field.endswith("able_thresholds") and "thresholds" not in ours:
+            continue  # a compact sensor has masks, but nothing that they are about
         elif field == "data":
             yield field, ours.get("data", ABSENT), bytes(theirs).hex().upper()
         elif field in EXPECTED:
             yield field, EXPECTED[field](case), theirs
+        elif field.endswith((".value", ".raw")):
+            key, _, which = field.partition(".")
+            yield field, reading(ours, key).get(which), theirs
         else:
             yield field, ours.get(field, ABSENT), theirs
 
 
+class Printed(float):
+    """A number as a witness prints it: right if it is as near as its decimals allow."""
+
+    def __new__(cls, text):
+        number = super().__new__(cls, text)
+        number.decimals = len(text.partition(".")[2])
+        return number
+
+    def is_near(self, must):
+        return abs(must - self) <= 0.501 * 10 ** -self.decimals + 1e-9 * abs(must)
+
+
 def same(field, must, theirs):
+    if isinstance(theirs, Printed):
+        return isinstance(must, (int, float)) and theirs.is_near(must)
     numbers = isinstance(must, (int, float)) and isinstance(theirs, (int, float))
     if numbers and (field.endswith((".value", "_percent")) or field == "constant"):
         return abs(must - theirs) <= 1e-9 * max(abs(must), abs(theirs))

@@ -12,6 +12,10 @@ BCD_CHARACTERS = "0123456789 -.:,_"
 SIX_BIT_CHARACTERS = "".join(chr(c) for c in range(0x20, 0x60))
 # What sdrcomp's source can write: no quotes, no backslash.
 PLAIN_CHARACTERS = "".join(chr(c) for c in range(0x20, 0x7F) if chr(c) not in "\"'\\")
+NAMED = 93  # codes of sensor types, entities and units are below
+# A full sensor that reads what its raw value says.
+PLAIN = {"event_type": 1, "m": 1, "b": 0, "r_exp": 0, "b_exp": 0, "flags": 7, "format": 0,
+         "linearization": 0}
 EDGE_BYTES = (0x00, 0x01, 0x7F, 0x80, 0x81, 0xFE, 0xFF)
 
 
@@ -176,28 +180,33 @@ class Generator:
 
     def directed(self):
         """Full sensors with one thing at its limit at a time."""
-        plain = {"event_type": 1, "m": 1, "b": 0, "r_exp": 0, "b_exp": 0, "flags": 7, "format": 0,
-                 "linearization": 0}
         ends = [0x00, 0x01, 0x7F, 0x80, 0xFF, 0x10, 0x20, 0x40, 0xC0, 0xFE, 0x08]
         for linearization in (*range(12), 0x70, 0x71, 0x7F):
             for form in range(4):
-                yield self.full(**{**plain, "linearization": linearization, "format": form,
+                yield self.full(**{**PLAIN, "linearization": linearization, "format": form,
                                    "readings": ends})
         for m in (-512, -511, -256, -1, 0, 1, 255, 256, 511):
             for b in (-512, -1, 0, 511):
-                yield self.full(**{**plain, "m": m, "b": b, "readings": ends})
+                yield self.full(**{**PLAIN, "m": m, "b": b, "readings": ends})
         for exponent in range(-8, 8):
-            yield self.full(**{**plain, "r_exp": exponent, "b": 3, "readings": ends})
-            yield self.full(**{**plain, "b_exp": exponent, "b": -3, "readings": ends})
+            yield self.full(**{**PLAIN, "r_exp": exponent, "b": 3, "readings": ends})
+            yield self.full(**{**PLAIN, "b_exp": exponent, "b": -3, "readings": ends})
         for encoding in (UNICODE, BCD_PLUS, SIX_BIT, ASCII):
             for _ in range(6):
                 name = self.name(encoding)
-                yield self.full(**{**plain, "name": name})
+                yield self.full(**{**PLAIN, "name": name})
                 yield self.compact(name)
                 yield self.event_only(name)
                 yield self.generic(name)
                 yield self.fru(name)
                 yield self.controller(name)
+
+    def named(self):
+        """Every sensor type, entity and unit that has a name."""
+        for code in range(NAMED):
+            yield self.record(EVENT_ONLY, [0x20, 0x00, code, code, 1, code, 0x6F, 0, 0, 0, 0,
+                                           *name_bytes(ASCII, f"Code {code}")])
+            yield self.full(**{**PLAIN, "base": code, "modifier_use": 0, "rate": 0, "percent": 0})
 
     def all(self):
         yield from self.directed()
