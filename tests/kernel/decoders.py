@@ -82,8 +82,9 @@ def read_named(table, lines, base=16):
 
 # ipmi-sensors -vv
 
-SENSORS_NAME = re.compile(r"^(?:Device )?ID String: (.*?)\n(?=Sensor Type: |Device (?:Access|Slave) "
-                          r"Address: )", re.DOTALL | re.MULTILINE)
+SENSORS_NAME = re.compile(r"^(?:Device )?ID String: (.*?)\n"
+                          r"(?=Sensor Type: |Device (?:Access|Slave) Address: )",
+                          re.DOTALL | re.MULTILINE)
 SENSORS_KEYS = {
     "Record ID": ("record_id", int),
     "Record Type": ("type", code_of),
@@ -138,7 +139,8 @@ def sensors_unit(text):
 def sensors_analog(lines):
     """Readings and thresholds, and their unit."""
     fields = {}
-    present = {key: lines[label] for key, label in {**SENSORS_READINGS, **SENSORS_THRESHOLDS}.items()
+    labels = {**SENSORS_READINGS, **SENSORS_THRESHOLDS}
+    present = {key: lines[label] for key, label in labels.items()
                if lines.get(label, "N/A") != "N/A"}
     if SENSORS_THRESHOLDS["upper_critical"] in lines:
         fields["readable_thresholds"] = [key for key in court.THRESHOLDS if key in present]

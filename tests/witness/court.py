@@ -90,7 +90,7 @@ def real(reading):
 
 
 def reading(ours, key):
-    """The reading or threshold of that name, with neither raw value nor real one if there is none."""
+    """The reading or threshold of that name; an empty one if there is none."""
     return ours.get(key) or ours.get("thresholds", {}).get(key, {})
 
 
