@@ -131,7 +131,6 @@ std::size_t WordIndex(const Told& told, const std::vector<std::string>& words) {
     case kSdrFileOpenFailed:
       return 1;
     case kInvalidSdrNameArgument:
-      return arguments;  // the last word, or the only one
     case kArgumentTooLong:
     case kClosingQuoteMissing:
     case kScriptLineFailed:
