@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <functional>
 
-#include "driver/reporting/single_run_lock.h"
 #include "driver/reporting/output_file.h"
+#include "driver/reporting/single_run_lock.h"
 #include "driver/reporting/text_format.h"
 #include "tests/unit/support/fresh_run.h"
 #include "tests/unit/support/small_bmc.h"
