@@ -110,6 +110,22 @@ Row RowOf(std::size_t number, const InputRecord& input) {
   return row;
 }
 
+/// A row in the memory of one text: there may be any number. No cell has a line feed.
+std::string Joined(const Row& row) {
+  std::string text;
+  for (const std::string& cell : row) text.append(cell).append(1, '\n');
+  return text;
+}
+
+Row Parted(std::string_view text) {
+  Row row;
+  for (std::string& cell : row) {
+    cell = text.substr(0, text.find('\n'));
+    text.remove_prefix(cell.size() + 1);
+  }
+  return row;
+}
+
 void Widen(const Row& row, Widths* widths) {
   for (std::size_t i = 0; i < kColumns; ++i) (*widths)[i] = std::max((*widths)[i], Width(row[i]));
 }
@@ -165,18 +181,23 @@ void ShowTotals(const RecordSet& set, const Writer& write) {
 }  // namespace
 
 void ShowTable(const RecordSet& set, bool color, const Writer& write) {
-  // Twice over the records instead of a table in memory: there may be any number.
   Widths widths{};
-  for (std::size_t i = 0; i < set.records.size(); ++i) Widen(RowOf(i + 1, set.records[i]), &widths);
-  if (!set.records.empty()) {
+  std::vector<std::string> rows;
+  rows.reserve(set.records.size());
+  for (std::size_t i = 0; i < set.records.size(); ++i) {
+    const Row row = RowOf(i + 1, set.records[i]);
+    Widen(row, &widths);
+    rows.push_back(Joined(row));
+  }
+  if (!rows.empty()) {
     Widen(kTitles, &widths);
     write(Painted(LineOf(kTitles, widths), Paint::kTitle, color) + '\n');
   }
-  for (std::size_t i = 0; i < set.records.size(); ++i) {
-    const std::string line = LineOf(RowOf(i + 1, set.records[i]), widths);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const std::string line = LineOf(Parted(rows[i]), widths);
     write(Painted(line, set.records[i].selected ? Paint::kPlain : Paint::kFaint, color) + '\n');
   }
-  if (!set.records.empty()) write("\n");
+  if (!rows.empty()) write("\n");
   ShowTotals(set, write);
 }
 
