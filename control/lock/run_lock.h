@@ -1,0 +1,61 @@
+// The tool's single-run lock, looked at from outside: a named semaphore, whose existence is the
+// lock.
+#pragma once
+
+#include <sys/types.h>
+
+#include <ctime>
+#include <optional>
+#include <string>
+
+namespace tarvek::control {
+
+/// A file, whatever name leads to it.
+struct FileIdentity {
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  bool operator==(const FileIdentity&) const = default;
+};
+
+enum class LockState {
+  kFree,        // there is no lock
+  kHeld,        // a live process holds it
+  kStale,       // no live process holds it: every process could be looked at
+  kCannotTell,  // some process could not be looked at, or the lock itself
+};
+
+/// A process that holds the lock.
+struct LockHolder {
+  pid_t pid = 0;
+  std::string program;      // its command line, for people; not escaped
+  bool only_reads = false;  // a version query or a backup
+};
+
+struct LockReport {
+  LockState state = LockState::kFree;
+  FileIdentity file;  // unless it is free
+  timespec made{};    // when the lock was made
+  std::optional<LockHolder> holder;
+  std::string why;  // of kCannotTell: what could not be read, and why
+};
+
+/// Looks at the lock. A holder is told by the device and the inode of what it has mapped, so a
+/// process of any name counts.
+LockReport InspectLock();
+
+enum class BreakResult {
+  kBroken,     // the lock was removed
+  kGone,       // it was gone already, or another one has taken its place
+  kHeld,       // a process holds it, or that cannot be told: left alone
+  kForbidden,  // it may not be removed
+};
+
+/// Removes a lock that nobody holds, under a lock on the file itself, so that of several programs
+/// that do so only one does, after comparing the file again. Between the last look and the removal
+/// a few instructions remain in which another program that breaks locks by hand may have made way
+/// for a new one.
+/// @param file  the lock as it was looked at.
+BreakResult BreakLock(const FileIdentity& file);
+
+}  // namespace tarvek::control

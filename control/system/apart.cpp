@@ -1,0 +1,95 @@
+#include "control/system/apart.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+
+namespace tarvek::control {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// The copy's part: never returns.
+[[noreturn]] void WorkAndEnd(const std::function<std::string()>& work, int out) {
+  // Who started it may be gone: then nobody wants the answer.
+  sigset_t none{};
+  sigemptyset(&none);
+  std::signal(SIGINT, SIG_IGN);  // a terminal's Ctrl-C is the caller's to take
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  std::string bytes;
+  try {
+    bytes = work();
+  } catch (...) {
+    _exit(EXIT_FAILURE);
+  }
+  std::size_t sent = 0;
+  while (sent < bytes.size()) {
+    const ssize_t count = write(out, bytes.data() + sent, bytes.size() - sent);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) _exit(EXIT_FAILURE);
+    sent += static_cast<std::size_t>(count);
+  }
+  _exit(EXIT_SUCCESS);
+}
+
+/// Reads to the end of the work.
+ApartEnd Receive(int in, const Interrupts* interrupts, int milliseconds, std::string* bytes) {
+  const Clock::time_point end = Clock::now() + std::chrono::milliseconds(milliseconds);
+  for (;;) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    const int wait = milliseconds < 0 ? -1 : left > 0 ? static_cast<int>(left) : 0;
+    switch (WaitFor(in, interrupts, wait)) {
+      case Woken::kTimeOut:
+        return ApartEnd::kTimeOut;
+      case Woken::kInterrupted:
+        return ApartEnd::kInterrupted;
+      case Woken::kReadable:
+        break;
+    }
+    constexpr std::size_t kPiece = 4096;
+    std::array<char, kPiece> piece{};
+    const ssize_t count = read(in, piece.data(), piece.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return ApartEnd::kDone;
+    bytes->append(piece.data(), static_cast<std::size_t>(count));
+  }
+}
+
+/// Whether the copy came to its own good end.
+bool EndedWell(pid_t copy) {
+  int status = 0;
+  while (waitpid(copy, &status, 0) < 0) {
+    if (errno != EINTR) return false;
+  }
+  return WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS;
+}
+
+}  // namespace
+
+ApartResult DoApart(const std::function<std::string()>& work, const Interrupts* interrupts,
+                    int milliseconds) {
+  std::array<int, 2> ends{};
+  ApartResult result;
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return result;
+  const pid_t copy = fork();
+  if (copy == 0) {
+    close(ends[0]);
+    WorkAndEnd(work, ends[1]);
+  }
+  close(ends[1]);
+  if (copy > 0) {
+    result.end = Receive(ends[0], interrupts, milliseconds, &result.bytes);
+    if (result.end != ApartEnd::kDone) kill(copy, SIGKILL);
+    if (!EndedWell(copy) && result.end == ApartEnd::kDone) result.end = ApartEnd::kDied;
+  }
+  close(ends[0]);
+  return result;
+}
+
+}  // namespace tarvek::control
