@@ -1,0 +1,219 @@
+#include "control/system/files.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+namespace tarvek::control {
+namespace {
+
+constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+
+/// The name made absolute, for people.
+std::string Absolute(const std::string& path) {
+  std::array<char, PATH_MAX> real{};
+  return realpath(path.c_str(), real.data()) == nullptr ? path : std::string(real.data());
+}
+
+/// @return 0, or the error that ended the writing.
+int WriteAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = write(fd, bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return errno;
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return 0;
+}
+
+}  // namespace
+
+SystemError::SystemError(const std::string& path, const std::string& what, int number)
+    : std::runtime_error(path + ": " + what + ": " + std::strerror(number)), error(number) {}
+
+Descriptor::~Descriptor() { Close(); }
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  if (this != &other) {
+    Close();
+    fd_ = std::exchange(other.fd_, -1);
+  }
+  return *this;
+}
+
+void Descriptor::Close() {
+  if (fd_ >= 0) close(fd_);
+  fd_ = -1;
+}
+
+Directory Directory::Open(const std::string& path) {
+  Descriptor fd(open(path.c_str(), kDirectoryFlags));
+  if (!fd) throw SystemError(path, "cannot be entered", errno);
+  return {std::move(fd), Absolute(path)};
+}
+
+Directory Directory::OpenOrMake(const std::string& path, unsigned mode) {
+  for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
+    const std::string above = path.substr(0, slash);
+    if (mkdir(above.c_str(), mode) != 0 && errno != EEXIST) {
+      // One that is there answers EEXIST, or EROFS where nothing may be made.
+      const int error = errno;
+      struct stat info {};
+      if (stat(above.c_str(), &info) != 0) throw SystemError(above, "cannot be made", error);
+    }
+    if (slash == std::string::npos) return Open(path);
+  }
+}
+
+Directory Directory::Sub(const std::string& name) const {
+  Descriptor fd(openat(fd_.get(), name.c_str(), kDirectoryFlags | O_NOFOLLOW));
+  if (!fd) throw SystemError(PathOf(name), "cannot be entered", errno);
+  return {std::move(fd), PathOf(name)};
+}
+
+Directory Directory::MakeSub(const std::string& name, unsigned mode) const {
+  if (mkdirat(fd_.get(), name.c_str(), mode) != 0) {
+    throw SystemError(PathOf(name), "cannot be made", errno);
+  }
+  return Sub(name);
+}
+
+Directory Directory::SubOrMake(const std::string& name, unsigned mode) const {
+  if (mkdirat(fd_.get(), name.c_str(), mode) != 0 && errno != EEXIST) {
+    throw SystemError(PathOf(name), "cannot be made", errno);
+  }
+  return Sub(name);
+}
+
+std::vector<std::string> Directory::Names() const {
+  const int copy = openat(fd_.get(), ".", kDirectoryFlags);
+  DIR* const listing = copy < 0 ? nullptr : fdopendir(copy);
+  if (listing == nullptr) throw SystemError(path_, "cannot be read", errno);
+  std::vector<std::string> names;
+  while (const dirent* const entry = readdir(listing)) {
+    const std::string_view name = static_cast<const char*>(entry->d_name);
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  closedir(listing);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+bool Directory::Has(const std::string& name) const {
+  struct stat info {};
+  return fstatat(fd_.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+std::optional<std::string> Directory::Read(const std::string& name, std::size_t most) const {
+  const Descriptor fd(
+      openat(fd_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!fd && errno == ENOENT) return std::nullopt;
+  struct stat info {};
+  if (!fd || fstat(fd.get(), &info) != 0) throw SystemError(PathOf(name), "cannot be read", errno);
+  if (!S_ISREG(info.st_mode)) throw SystemError(PathOf(name), "cannot be read", EINVAL);
+  std::string bytes;
+  constexpr std::size_t kPiece = std::size_t{1} << 16U;
+  for (;;) {
+    const std::size_t had = bytes.size();
+    if (had > most) throw SystemError(PathOf(name), "cannot be read", EFBIG);
+    bytes.resize(had + kPiece);
+    const ssize_t count = read(fd.get(), bytes.data() + had, kPiece);
+    const int error = errno;
+    bytes.resize(had + (count > 0 ? static_cast<std::size_t>(count) : 0));
+    if (count == 0) return bytes;
+    if (count < 0 && error != EINTR) throw SystemError(PathOf(name), "cannot be read", error);
+  }
+}
+
+std::string Directory::WriteTemporary(std::string_view bytes, unsigned mode) const {
+  constexpr std::size_t kDigits = 16;
+  const std::string name = ".new-" + RandomDigits(kDigits);
+  Descriptor fd(
+      openat(fd_.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+  int error = fd ? WriteAll(fd.get(), bytes) : errno;
+  if (error == 0 && fsync(fd.get()) != 0) error = errno;
+  if (error == 0) return name;
+  if (fd) unlinkat(fd_.get(), name.c_str(), 0);
+  throw SystemError(path_, "cannot be written to", error);
+}
+
+void Directory::Write(const std::string& name, std::string_view bytes, unsigned mode) const {
+  const std::string temporary = WriteTemporary(bytes, mode);
+  if (renameat(fd_.get(), temporary.c_str(), fd_.get(), name.c_str()) != 0) {
+    const int error = errno;
+    unlinkat(fd_.get(), temporary.c_str(), 0);
+    throw SystemError(PathOf(name), "cannot be written", error);
+  }
+  fsync(fd_.get());
+}
+
+void Directory::WriteNew(const std::string& name, std::string_view bytes, unsigned mode) const {
+  const std::string temporary = WriteTemporary(bytes, mode);
+  const int linked = linkat(fd_.get(), temporary.c_str(), fd_.get(), name.c_str(), 0);
+  const int error = errno;
+  unlinkat(fd_.get(), temporary.c_str(), 0);
+  if (linked != 0) throw SystemError(PathOf(name), "cannot be written", error);
+  fsync(fd_.get());
+}
+
+Descriptor Directory::Append(const std::string& name) const {
+  Descriptor fd(openat(fd_.get(), name.c_str(),
+                       O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
+  if (!fd) throw SystemError(PathOf(name), "cannot be written", errno);
+  return fd;
+}
+
+Descriptor Directory::TryLock(const std::string& name) const {
+  Descriptor fd(
+      openat(fd_.get(), name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
+  if (!fd) throw SystemError(PathOf(name), "cannot be made", errno);
+  if (flock(fd.get(), LOCK_EX | LOCK_NB) == 0) return fd;
+  if (errno != EWOULDBLOCK && errno != EINTR) {
+    throw SystemError(PathOf(name), "cannot be locked", errno);
+  }
+  return {};
+}
+
+void Directory::Reserve(const std::string& name, std::size_t bytes) const {
+  const Descriptor fd(
+      openat(fd_.get(), name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
+  const int error = fd ? posix_fallocate(fd.get(), 0, static_cast<off_t>(bytes)) : errno;
+  if (error == 0) return;
+  Remove(name);
+  throw SystemError(PathOf(name), "cannot be written", error);
+}
+
+void Directory::Remove(const std::string& name) const { unlinkat(fd_.get(), name.c_str(), 0); }
+
+void Directory::RemoveAll(const std::string& name) const {
+  if (unlinkat(fd_.get(), name.c_str(), 0) == 0 || (errno != EISDIR && errno != EPERM)) return;
+  try {
+    const Directory sub = Sub(name);
+    for (const std::string& inner : sub.Names()) sub.RemoveAll(inner);
+  } catch (const SystemError&) {
+    return;  // what cannot be removed stays
+  }
+  unlinkat(fd_.get(), name.c_str(), AT_REMOVEDIR);
+}
+
+std::string RandomDigits(std::size_t count) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::string bytes(count, '\0');
+  if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(count)) {
+    throw SystemError("random numbers", "cannot be had", errno);
+  }
+  for (char& byte : bytes) byte = kDigits[static_cast<unsigned char>(byte) % kDigits.size()];
+  return bytes;
+}
+
+}  // namespace tarvek::control

@@ -1,0 +1,102 @@
+// Files below a directory that is held open: whoever renames or links something above them in the
+// meantime changes nothing. Names are plain ones, without "/". Nothing follows a symbolic link.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tarvek::control {
+
+/// Something that the system would not do. what() is for people, "PATH: cannot be made: ...".
+class SystemError : public std::runtime_error {
+ public:
+  SystemError(const std::string& path, const std::string& what, int number);
+  int error;  // as errno has it
+};
+
+/// A file descriptor that is closed with it.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor();
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept;
+
+  int get() const { return fd_; }
+  explicit operator bool() const { return fd_ >= 0; }
+  void Close();
+
+ private:
+  int fd_ = -1;
+};
+
+class Directory {
+ public:
+  /// @throws SystemError  unless there is such a directory that may be entered.
+  static Directory Open(const std::string& path);
+  /// Makes the directory, with those above it, unless it is there.
+  /// @param mode  of what is made.
+  /// @throws SystemError.
+  static Directory OpenOrMake(const std::string& path, unsigned mode);
+
+  /// @throws SystemError  for what is no directory, a symbolic link included.
+  Directory Sub(const std::string& name) const;
+  Directory MakeSub(const std::string& name, unsigned mode) const;  // must not be there
+  Directory SubOrMake(const std::string& name, unsigned mode) const;
+
+  int fd() const { return fd_.get(); }
+  const std::string& path() const { return path_; }  // absolute, for people
+  std::string PathOf(const std::string& name) const { return path_ + "/" + name; }
+
+  /// The names in it, sorted, without "." and "..".
+  std::vector<std::string> Names() const;
+  bool Has(const std::string& name) const;
+
+  /// @return a regular file's bytes; absent when it is not there.
+  /// @throws SystemError  for what is no regular file, cannot be read, or is longer than `most`.
+  std::optional<std::string> Read(const std::string& name, std::size_t most = kMostBytes) const;
+
+  /// Writes a file whole: under its name stands what stood there before, or all of `bytes`, also
+  /// after the power has failed.
+  /// @throws SystemError.
+  void Write(const std::string& name, std::string_view bytes, unsigned mode = kPrivateMode) const;
+  /// Likewise, but fails (EEXIST) when there is something of that name.
+  void WriteNew(const std::string& name, std::string_view bytes,
+                unsigned mode = kPrivateMode) const;
+
+  /// Opens a file for appending, and makes it if need be.
+  Descriptor Append(const std::string& name) const;
+  /// Takes the exclusive lock on a file, which is made if need be.
+  /// @return the lock, held while it lives; empty when somebody else has it.
+  Descriptor TryLock(const std::string& name) const;
+
+  /// Makes a file of `bytes` bytes that take their room on the disk.
+  void Reserve(const std::string& name, std::size_t bytes) const;
+
+  /// Removes a file, or nothing.
+  void Remove(const std::string& name) const;
+  /// Removes a file or a directory with all that is in it; what cannot be removed stays.
+  void RemoveAll(const std::string& name) const;
+
+  static constexpr std::size_t kMostBytes = std::size_t{1} << 30U;
+  static constexpr unsigned kPrivateMode = 0600;
+  static constexpr unsigned kPrivateDirectory = 0700;
+
+ private:
+  Directory(Descriptor fd, std::string path) : fd_(std::move(fd)), path_(std::move(path)) {}
+  std::string WriteTemporary(std::string_view bytes, unsigned mode) const;
+
+  Descriptor fd_;
+  std::string path_;
+};
+
+/// @return `count` lower-case hexadecimal digits that nobody can guess.
+std::string RandomDigits(std::size_t count);
+
+}  // namespace tarvek::control
