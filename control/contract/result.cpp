@@ -87,6 +87,11 @@ Json ResultJson(const Result& result) {
   return json;
 }
 
+std::string JsonLine(const Json& json) {
+  constexpr int kOneLine = -1;
+  return json.dump(kOneLine, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
 Result ResultFromJson(const Json& json) {
   Result result;
   result.command = json.at("command").get<std::string>();

@@ -57,6 +57,9 @@ const char* InServiceName(InService in_service);
 /// @return the object of the schema's "result".
 Json ResultJson(const Result& result);
 
+/// @return `json` as a line of a file or an output: bytes that are no UTF-8 are replaced.
+std::string JsonLine(const Json& json);
+
 /// The opposite of ResultJson().
 /// @throws std::exception  for what is no such object.
 Result ResultFromJson(const Json& json);

@@ -71,6 +71,14 @@ bool IsPrintable(const std::string& word) {
   return std::all_of(word.begin(), word.end(), [](char c) { return c >= ' ' && c < '\x7F'; });
 }
 
+/// Whether a word is the command that names a file.
+bool IsSdrName(std::string word) {
+  std::transform(word.begin(), word.end(), word.begin(), [](unsigned char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : static_cast<char>(c);
+  });
+  return word == "SDRNAME";
+}
+
 /// An error that the interpreter reported, and the line that it was at.
 struct Told {
   ESTATUS status = kSuccess;
@@ -301,6 +309,24 @@ void ReadScript(const Snapshot& input, const std::string& directory,
   const Snapshot script(input.name(), text + std::string(input.bytes()));
   const WorkingDirectory there(directory);
   ScriptReader(input, set, static_cast<int>(tags.size())).Run(script);
+}
+
+std::vector<std::string> FilesNamed(std::string_view script) {
+  std::vector<std::string> names;
+  while (!script.empty()) {
+    const std::string_view line = script.substr(0, script.find('\n'));
+    script.remove_prefix(std::min(line.size() + 1, script.size()));
+    const std::vector<std::size_t> words = WordStarts(line);
+    if (words.size() < 2 || !IsSdrName(WordAt(line, words[0]))) continue;
+    std::string name = WordAt(line, words[1]);
+    if (name.size() > 1 && name.front() == '"' && name.back() == '"') {
+      name = name.substr(1, name.size() - 2);
+    }
+    if (std::find(names.begin(), names.end(), name) == names.end()) {
+      names.push_back(std::move(name));
+    }
+  }
+  return names;
 }
 
 }  // namespace tarvek::inspect

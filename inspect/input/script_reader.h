@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "inspect/input/record_set.h"
@@ -17,5 +18,10 @@ namespace tarvek::inspect {
 /// @throws InputError  at the first fault in the script or in a file that the tool would load.
 void ReadScript(const Snapshot& input, const std::string& directory,
                 const std::vector<std::string>& tags, RecordSet* set);
+
+/// The files that a script names, in whatever branch, in the order of naming, each once: what may
+/// have to stand beside it. What is no right script may name others than the interpreter would
+/// read.
+std::vector<std::string> FilesNamed(std::string_view script);
 
 }  // namespace tarvek::inspect

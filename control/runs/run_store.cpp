@@ -1,0 +1,129 @@
+#include "control/runs/run_store.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+
+namespace tarvek::control {
+namespace {
+
+constexpr const char* kRequest = "request.json";
+constexpr std::size_t kMostJson = std::size_t{1} << 20U;  // bytes
+
+/// An id is a name of ours: digits, small letters and "-", and so nothing that leads elsewhere.
+bool IsId(const std::string& id) {
+  constexpr std::size_t kLongest = 64;
+  return !id.empty() && id.size() <= kLongest && id.front() != '-' &&
+         id.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyz-") == std::string::npos;
+}
+
+std::string NewId() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  gmtime_r(&now, &parts);
+  constexpr std::size_t kTextSize = 32;
+  std::array<char, kTextSize> text{};
+  std::strftime(text.data(), text.size(), "%Y%m%d-%H%M%S-", &parts);
+  constexpr std::size_t kDigits = 6;
+  return text.data() + RandomDigits(kDigits);
+}
+
+}  // namespace
+
+Json RequestJson(const Request& request) {
+  return {{"command", request.command},
+          {"input", request.input},
+          {"tool", request.tool},
+          {"force", request.force},
+          {"reprogram", request.reprogram},
+          {"allow_findings", request.allow_findings},
+          {"keep_backup", request.keep_backup},
+          {"break_lock", request.break_lock},
+          {"listed", request.listed},
+          {"began", request.began}};
+}
+
+Request RequestFromJson(const Json& json) {
+  Request request;
+  json.at("command").get_to(request.command);
+  json.at("input").get_to(request.input);
+  json.at("tool").get_to(request.tool);
+  json.at("force").get_to(request.force);
+  json.at("reprogram").get_to(request.reprogram);
+  json.at("allow_findings").get_to(request.allow_findings);
+  json.at("keep_backup").get_to(request.keep_backup);
+  json.at("break_lock").get_to(request.break_lock);
+  json.at("listed").get_to(request.listed);
+  json.at("began").get_to(request.began);
+  return request;
+}
+
+void Run::Save(const Request& request) const {
+  directory_.Write(kRequest, JsonLine(RequestJson(request)));
+}
+
+Request Run::ReadRequest() const {
+  return RequestFromJson(Json::parse(directory_.Read(kRequest, kMostJson).value_or("")));
+}
+
+std::optional<Result> Run::ReadResult() const {
+  const std::optional<std::string> text = directory_.Read(kResult, kMostJson);
+  if (!text) return std::nullopt;
+  return ResultFromJson(Json::parse(*text));
+}
+
+void Run::Save(const Result& result) const {
+  directory_.Write(kResult, JsonLine(ResultJson(result)));
+}
+
+RunStore::RunStore(const std::string& state_directory)
+    : state_(Directory::OpenOrMake(state_directory, Directory::kPrivateDirectory)),
+      runs_(state_.SubOrMake("runs", Directory::kPrivateDirectory)),
+      backups_(state_.SubOrMake("backups", Directory::kPrivateDirectory)) {}
+
+Run RunStore::New(Descriptor* lead) const {
+  std::string id = NewId();
+  Run run(id, runs_.MakeSub(id, Directory::kPrivateDirectory));
+  *lead = run.TakeLead();
+  run.directory().MakeSub(Run::kWork, Directory::kPrivateDirectory);
+  return run;
+}
+
+std::optional<Run> RunStore::Find(const std::string& id) const {
+  if (!IsId(id) || !runs_.Has(id)) return std::nullopt;
+  return Run(id, runs_.Sub(id));
+}
+
+std::vector<std::string> RunStore::Ids() const {
+  std::vector<std::string> ids = runs_.Names();
+  ids.erase(std::remove_if(ids.begin(), ids.end(), [](const auto& id) { return !IsId(id); }),
+            ids.end());
+  return ids;
+}
+
+std::vector<Run> RunStore::Unfinished() const {
+  std::vector<Run> runs;
+  for (const std::string& id : Ids()) {
+    std::optional<Run> run = Find(id);
+    if (run && !run->directory().Has(Run::kResult)) runs.push_back(std::move(*run));
+  }
+  return runs;
+}
+
+void RunStore::Prune(std::size_t keep) const {
+  std::vector<std::string> ended;
+  for (const std::string& id : Ids()) {
+    if (runs_.Sub(id).Has(Run::kResult)) ended.push_back(id);
+  }
+  if (ended.size() <= keep) return;
+  ended.resize(ended.size() - keep);
+  for (const std::string& id : ended) runs_.RemoveAll(id);
+}
+
+Directory RunStore::Scratch(std::string* name) const {
+  constexpr std::size_t kDigits = 16;
+  *name = ".scratch-" + RandomDigits(kDigits);
+  return state_.MakeSub(*name, Directory::kPrivateDirectory);
+}
+
+}  // namespace tarvek::control

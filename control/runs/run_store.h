@@ -1,0 +1,106 @@
+// The runs on this machine: a directory each, which holds all that the run needs and leaves.
+//
+//   STATE/lock            who works with the BMC now: held while a program does
+//   STATE/state.json      what the BMC served when it was last read
+//   STATE/backups/ID.BAK  what it served before run ID
+//   STATE/runs/ID/        one run
+//     runner              held by the program that leads the run
+//     request.json        what was asked for
+//     phase.json          how far it is
+//     before, input       the records served before, and those that are to be: hexadecimal lines
+//     programming         there since the tool was started to write
+//     work/               the tool's working directory: its inputs, logs and result files
+//     output              what the tool wrote on its console
+//     result.json         what the run came to; there when it has ended
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "control/contract/result.h"
+#include "control/system/files.h"
+
+namespace tarvek::control {
+
+inline constexpr const char* kDefaultStateDirectory = "/var/lib/tarvek";
+
+/// What a run is asked to do.
+struct Request {
+  std::string command;  // "update" or "restore"
+  std::string input;    // as it was named, made absolute
+  std::string tool;     // the path of tarvek
+  bool force = false;
+  bool reprogram = false;
+  bool allow_findings = false;
+  bool keep_backup = true;
+  bool break_lock = false;
+  bool listed = true;  // the boards of a hardware list count; else the image's own product
+  long began = 0;      // seconds since 1970
+};
+
+Json RequestJson(const Request& request);
+/// @throws std::exception  for what is no such object.
+Request RequestFromJson(const Json& json);
+
+/// One run.
+class Run {
+ public:
+  Run(std::string id, Directory directory) : id_(std::move(id)), directory_(std::move(directory)) {}
+
+  const std::string& id() const { return id_; }
+  const Directory& directory() const { return directory_; }
+  Directory Work() const { return directory_.Sub(kWork); }
+  std::string LogPath() const { return directory_.PathOf(std::string(kWork) + "/tarvek.log"); }
+
+  /// Takes the lead of the run.
+  /// @return the lead, held while it lives; empty when another program has it.
+  Descriptor TakeLead() const { return directory_.TryLock("runner"); }
+
+  void Save(const Request& request) const;
+  Request ReadRequest() const;
+
+  /// What the run came to; absent while it has not ended.
+  std::optional<Result> ReadResult() const;
+  void Save(const Result& result) const;
+
+  static constexpr const char* kWork = "work";
+  static constexpr const char* kResult = "result.json";
+  static constexpr const char* kProgramming = "programming";
+
+ private:
+  std::string id_;
+  Directory directory_;
+};
+
+class RunStore {
+ public:
+  /// @throws SystemError  when the directory cannot be made or entered.
+  explicit RunStore(const std::string& state_directory);
+
+  const Directory& state() const { return state_; }
+  const Directory& backups() const { return backups_; }
+
+  /// Makes a run with an id of its own, "20261121-223501-a1b2c3", and takes its lead.
+  Run New(Descriptor* lead) const;
+  /// @return a run; absent when there is none of that id.
+  std::optional<Run> Find(const std::string& id) const;
+  /// The ids of all runs, the oldest first.
+  std::vector<std::string> Ids() const;
+  /// Those without a result, the oldest first.
+  std::vector<Run> Unfinished() const;
+  void Remove(const Run& run) const { runs_.RemoveAll(run.id()); }
+  /// Removes all runs that have ended but the newest `keep`.
+  void Prune(std::size_t keep) const;
+
+  /// A directory for what is needed now and not later.
+  Directory Scratch(std::string* name) const;
+  void RemoveScratch(const std::string& name) const { state_.RemoveAll(name); }
+
+ private:
+  Directory state_;
+  Directory runs_;
+  Directory backups_;
+};
+
+}  // namespace tarvek::control
