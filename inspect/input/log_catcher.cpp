@@ -19,16 +19,15 @@ bool IsMessageOf(const CatalogueEntry& entry, std::string_view message) {
          message.ends_with(entry.text.substr(at + kConversion));
 }
 
-/// The status of an error message; 81 for none of the catalogue. Of two that fit, the later one
-/// has the longer text.
-ESTATUS StatusOf(std::string_view message) {
+}  // namespace
+
+// Of two that fit, the later one has the longer text.
+ESTATUS StatusOfMessage(std::string_view message) {
   for (ESTATUS status = kLastCatalogued; status > kSuccess; --status) {
     if (IsMessageOf(*FindCatalogueEntry(status), message)) return status;
   }
   return kReported;
 }
-
-}  // namespace
 
 LogCatcher::LogCatcher(OnError on_error)
     : on_error_(std::move(on_error)), before_(SetLogSink(this)) {}
@@ -38,7 +37,7 @@ LogCatcher::~LogCatcher() { SetLogSink(before_); }
 void LogCatcher::Line(std::string_view text) {
   if (text.substr(0, kErrorPrefix.size()) != kErrorPrefix) return;
   text.remove_prefix(kErrorPrefix.size());
-  on_error_(StatusOf(text), text);
+  on_error_(StatusOfMessage(text), text);
 }
 
 }  // namespace tarvek::inspect

@@ -9,6 +9,10 @@
 
 namespace tarvek::inspect {
 
+/// @return the status of an error message, which does not begin with "Error, "; 81 for none of the
+///   catalogue's.
+ESTATUS StatusOfMessage(std::string_view message);
+
 /// While it lives, what the readers report comes here instead of the log: errors one by one, and
 /// what a script displays not at all.
 class LogCatcher : private LogSink {

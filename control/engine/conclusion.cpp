@@ -1,0 +1,177 @@
+#include "control/engine/conclusion.h"
+
+#include <string_view>
+
+#include "control/engine/lock_gate.h"
+#include "control/messages/advice.h"
+#include "inspect/text/escape.h"
+
+namespace tarvek::control {
+namespace {
+
+constexpr int kVerifyTries = 3;
+
+InService WhatIsServed(const Plan& plan, const End& end) {
+  if (!end.after) return InService::kUnknown;
+  if (*end.after == plan.input && !plan.compares_only) return InService::kInput;
+  if (plan.before && *end.after == *plan.before) return InService::kPrevious;
+  // Where nobody knows what was served before, other records may be those.
+  return plan.before ? InService::kOther : InService::kUnknown;
+}
+
+std::optional<bool> Changed(const Plan& plan, const End& end, InService served) {
+  if (served == InService::kUnknown) return std::nullopt;
+  return !plan.before || *end.after != *plan.before;
+}
+
+/// The status of a run after which the BMC does not serve INPUT, but is known to serve something.
+ExitStatus StatusOf(const End& end, InService served) {
+  if (end.interrupted) return ExitStatus::kInterrupted;
+  if (served != InService::kPrevious) return ExitStatus::kBmcFailed;
+  if (end.code == "Duplex") return ExitStatus::kBusy;
+  if (end.code == "Down Grade") return ExitStatus::kNothing;
+  if (end.code == "SDRC03" || end.code == "SDRC04") return ExitStatus::kUnfit;
+  if (end.code == "SDRC06" || end.code == "SDRC07") return ExitStatus::kBadInput;
+  return ExitStatus::kBmcFailed;
+}
+
+Outcome OutcomeOf(ExitStatus status, const End& end) {
+  switch (status) {
+    case ExitStatus::kDone:
+      return Outcome::kDone;
+    case ExitStatus::kNothing:
+      return Outcome::kNothing;
+    case ExitStatus::kBadInput:
+    case ExitStatus::kUnfit:
+      return Outcome::kRefused;
+    case ExitStatus::kBusy:
+      return Outcome::kBusy;
+    case ExitStatus::kInterrupted:
+      return end.interrupted ? Outcome::kInterrupted : Outcome::kFailed;
+    case ExitStatus::kBmcFailed:
+    case ExitStatus::kUsage:
+      break;
+  }
+  return Outcome::kFailed;
+}
+
+std::string ErrorWords(const End& end) {
+  if (!end.error) return "";
+  return " (error " + std::to_string(end.error->number) + ": " + inspect::Escaped(end.error->text) +
+         ")";
+}
+
+std::string WhatHappened(const Result& result, const Plan& plan, const End& end) {
+  if (result.status == ExitStatus::kDone) {
+    if (plan.before && *plan.before == plan.input) {
+      return "INPUT was written again, read back and found equal.";
+    }
+    return end.code == "Complete"
+               ? "INPUT was written, read back and found equal."
+               : "INPUT is in service, read back and found equal, though the run did not end well" +
+                     ErrorWords(end) + ".";
+  }
+  if (result.in_service == InService::kUnknown && !end.unread.empty()) {
+    return "What the BMC serves could not be read after the run: " + end.unread;
+  }
+  if (end.interrupted) return "The run was interrupted.";
+  const Advice* const advice = AdviceFor(end.code);
+  if (advice != nullptr && end.code != "OK" && end.code != "Complete") {
+    return std::string(advice->what) + ErrorWords(end);
+  }
+  return "The run ended without having programmed INPUT" + ErrorWords(end) + ".";
+}
+
+std::string WhatToDo(const Session& session, const Result& result, const End& end) {
+  if (result.status == ExitStatus::kDone) return "Reboot the server for normal operation.";
+  if (result.in_service == InService::kUnknown) {
+    return "See whether the BMC answers: tarvekctl doctor. Then run the command again: tarvekctl " +
+           session.command + ".";
+  }
+  if (end.interrupted) return "Run the command again: tarvekctl " + session.command + ".";
+  if (result.in_service == InService::kOther) {
+    return "Bring the records back that were there before: tarvekctl restore " +
+           result.backup.value_or("FILE.BAK") + ".";
+  }
+  const Advice* const advice = AdviceFor(end.code);
+  return advice != nullptr
+             ? std::string(advice->remedy)
+             : "See the log, then run the command again: tarvekctl " + session.command + ".";
+}
+
+/// A script that only compares: the tool's own word is the one that counts.
+void ConcludeComparison(const End& end, Result* result) {
+  if (end.code == "Complete") {
+    result->status = ExitStatus::kNothing;
+    result->outcome = Outcome::kNothing;
+    result->in_service = InService::kInput;
+    result->differs = false;
+    result->message.what = "The BMC serves the records that the script compares.";
+    result->message.remedy = "Nothing.";
+  } else if (!end.interrupted && result->in_service == InService::kPrevious) {
+    result->differs = true;
+  }
+}
+
+}  // namespace
+
+Result Conclude(const Session& session, const Plan& plan, const End& end) {
+  Result result;
+  result.command = session.command;
+  result.in_service = WhatIsServed(plan, end);
+  result.changed = Changed(plan, end, result.in_service);
+  result.version_before = plan.version_before;
+  result.version_after = end.version_after;
+  result.backup = plan.backup;
+  if (!end.code.empty()) result.result_code = end.code;
+  result.error = end.error;
+  if (result.in_service != InService::kUnknown) {
+    result.differs = result.in_service != InService::kInput;
+  }
+  if (result.in_service == InService::kInput) {
+    result.status = ExitStatus::kDone;
+  } else if (result.in_service == InService::kUnknown) {
+    result.status = ExitStatus::kInterrupted;
+  } else {
+    result.status = StatusOf(end, result.in_service);
+  }
+  result.outcome = OutcomeOf(result.status, end);
+  result.message.what = WhatHappened(result, plan, end);
+  result.message.remedy = WhatToDo(session, result, end);
+  if (plan.compares_only) ConcludeComparison(end, &result);
+  result.message.state = StateSentence(result.in_service, result.changed);
+  if (result.changed.value_or(false)) result.more["difference_text"] = plan.difference;
+  return result;
+}
+
+Result VerifyRun(const Session& session, const Run& run, const Plan& plan, bool interrupted) {
+  Session patient{session.store,   session.interrupts, nullptr,           session.sink,
+                  session.command, session.tool,       session.break_lock};
+  SavePhase(run, "verifying", 0);
+  session.sink.Show(ReadProgress(run));
+  const Directory work = run.Work();
+  End end;
+  end.interrupted = interrupted;
+  end.code = ResultCode(work);
+  end.error = FirstError(work.Read("tarvek.log").value_or(""));
+  for (int left = kVerifyTries; left > 0 && !end.after; --left) {
+    try {
+      WaitForFreeLock(patient, {&work});
+      const Bmc bmc = IdentifyBmc(patient);
+      ReadFailure failure;
+      const std::optional<Served> served = ReadServed(patient, bmc, &failure);
+      end.unread = failure.what;
+      if (!served) continue;
+      end.after = served->records;
+      end.version_after = served->version;
+      RememberServed(patient, bmc, *served, served->records == plan.input);
+    } catch (const Stop& stop) {
+      end.unread = stop.result.message.what;
+    } catch (const SystemError& error) {
+      end.unread = inspect::Escaped(error.what()) + ".";
+    }
+  }
+  return Conclude(session, plan, end);
+}
+
+}  // namespace tarvek::control

@@ -1,0 +1,250 @@
+#include "control/engine/lead.h"
+
+#include <ctime>
+
+#include "control/engine/conclusion.h"
+#include "control/engine/examination.h"
+#include "control/engine/lock_gate.h"
+#include "control/engine/run_files.h"
+#include "control/messages/advice.h"
+#include "control/system/child.h"
+#include "control/system/watch.h"
+#include "inspect/text/escape.h"
+
+namespace tarvek::control {
+namespace {
+
+constexpr const char* kLock = "lock";
+constexpr const char* kBallast = "ballast";
+constexpr const char* kHanded = "handed";
+constexpr std::size_t kBallastBytes = std::size_t{1} << 20U;
+constexpr int kSecond = 1000;     // milliseconds
+constexpr long kHandedOver = 60;  // seconds until a service that was started leads its run
+
+/// Writes the result down. Where the disk is full the run stays open, and the next command that
+/// finds it gives it its result.
+void Finish(const Session& session, const Run& run, Result* result) {
+  result->run = run.id();
+  if (run.Work().Has("tarvek.log")) result->log = run.LogPath();
+  run.directory().Remove(kBallast);
+  try {
+    run.Save(*result);
+  } catch (const SystemError&) {
+    session.sink.Show(ReadProgress(run));
+  }
+}
+
+/// Saves what is served: read a second time, so that what is kept is what both readings gave.
+std::string SaveBackup(const Session& session, const Run& run, const Examination& found) {
+  SavePhase(run, "saving", 0);
+  session.sink.Show(ReadProgress(run));
+  ReadFailure failure;
+  const std::optional<Served> again = ReadServed(session, found.bmc, &failure);
+  if (!again && failure.busy) StopBusy(session, failure.what, failure.remedy);
+  if (!again) FailUnchanged(session, failure.what, failure.remedy);
+  if (again->records != found.served->records) {
+    FailUnchanged(
+        session, "Two readings of the BMC's records gave different bytes.",
+        "See that nothing else writes to the BMC, then run the command again: tarvekctl " +
+            session.command + ".");
+  }
+  const std::string name = run.id() + ".BAK";
+  session.store.backups().WriteNew(name, again->image);
+  return session.store.backups().PathOf(name);
+}
+
+Plan PlanOf(const Examination& found) {
+  Plan plan;
+  plan.input = found.input.records;
+  if (found.served) {
+    plan.before = found.served->records;
+    plan.version_before = found.served->version;
+    if (!found.input.compares_only) {
+      plan.difference = DifferenceTextOf(*found.served, found.input, false);
+    }
+  }
+  plan.version_input = found.input.version;
+  plan.arguments = found.arguments;
+  plan.compares_only = found.input.compares_only;
+  return plan;
+}
+
+/// Whether the tool was ended before its time, by what is known of its end.
+bool WasInterrupted(const ChildEnd& end, const Directory& work) {
+  // The tool ends with a signal's number when one ends it; its result stays at "OK" then.
+  return end.signal != 0 || ResultCode(work) == "OK";
+}
+
+/// Runs the tool to write. From its start on, the run is in other programs' hands too.
+Result Program(const Session& session, const Led& led, const Plan& plan, int seconds) {
+  const Run& run = led.run;
+  const Directory work = run.Work();
+  // Room for what is to be written when the run has ended, whatever fills the disk until then.
+  run.directory().Reserve(kBallast, kBallastBytes);
+  const Descriptor output = run.directory().Append("output");
+  SavePhase(run, "programming", seconds);
+  SavePlan(run, plan);
+  bool interrupted = false;
+  ChildEnd end;
+  {
+    const Child child =
+        Child::Start(led.request.tool, plan.arguments, work, output.get(), session.interrupts);
+    end = WaitForChild(child, session.stops, &interrupted,
+                       [&] { session.sink.Show(ReadProgress(run)); });
+  }
+  run.directory().Remove(kBallast);
+  return VerifyRun(session, run, plan, interrupted || WasInterrupted(end, work));
+}
+
+/// @throws Stop, SystemError  before anything was written.
+Result Go(const Session& session, const Led& led) {
+  const Run& run = led.run;
+  const Directory work = run.Work();
+  SavePhase(run, "checking", 0);
+  session.sink.Show(ReadProgress(run));
+  const Examination found = Examine(session, led.request, work);
+  Plan plan = PlanOf(found);
+  if (led.request.keep_backup && found.served && !found.served->records.empty() &&
+      !found.input.compares_only) {
+    plan.backup = SaveBackup(session, run, found);
+  }
+  // From here on INT and TERM are the tool's.
+  if (session.interrupts.Count() > 0) StopInterrupted(session);
+  return Program(session, led, plan, found.seconds);
+}
+
+Result Killed(const Session& session) {
+  return Unchanged(session, ExitStatus::kInterrupted, Outcome::kInterrupted,
+                   "The program that led the run was killed before anything was written.",
+                   "Run it again: tarvekctl " + session.command + ".");
+}
+
+/// What a run without a leader came to, once its program has ended.
+Result Settle(const Session& session, const Run& run) {
+  Request request;
+  std::optional<Plan> plan;
+  try {
+    request = run.ReadRequest();
+    plan = ReadPlan(run);
+  } catch (const std::exception&) {
+    // It was killed while it was made.
+  }
+  Session its = session;
+  its.command = request.command.empty() ? "update" : request.command;
+  if (!request.tool.empty()) its.tool = request.tool;
+  Result result = plan ? VerifyRun(its, run, *plan, ResultCode(run.Work()) == "OK") : Killed(its);
+  Finish(its, run, &result);
+  return result;
+}
+
+[[noreturn]] void StopWaiting(const Session& session, const Run& run) {
+  Result result;
+  result.command = session.command;
+  result.status = ExitStatus::kInterrupted;
+  result.outcome = Outcome::kInterrupted;
+  result.changed.reset();
+  result.in_service = InService::kUnknown;
+  result.message = {"Waiting was interrupted.", "Run " + run.id() + " goes on.",
+                    "Wait for it again: tarvekctl wait " + run.id() + "."};
+  result.run = run.id();
+  throw Stop(std::move(result));
+}
+
+/// Whether a service was asked to lead the run, and has not come yet.
+bool IsHandedOver(const Run& run) {
+  const std::optional<std::string> since = run.directory().Read(kHanded);
+  return since && std::time(nullptr) - std::atol(since->c_str()) < kHandedOver;
+}
+
+}  // namespace
+
+std::optional<BmcLock> BmcLock::Try(const RunStore& store) {
+  Descriptor held = store.state().TryLock(kLock);
+  if (!held) return std::nullopt;
+  return BmcLock(std::move(held));
+}
+
+Result LeadRun(const Session& session, const Led& led) {
+  Result result;
+  try {
+    result = Go(session, led);
+  } catch (const Stop& stop) {
+    result = stop.result;
+  } catch (const SystemError& error) {
+    result = Unchanged(session, ExitStatus::kUnfit, Outcome::kRefused,
+                       inspect::Escaped(error.what()) + ".",
+                       "Make room or give rights there: tarvekctl doctor.");
+  }
+  Finish(session, led.run, &result);
+  return result;
+}
+
+Result AdoptRun(const Session& session, const Run& run) {
+  while (const std::optional<Child> child = Child::FindIn(run.Work())) {
+    session.sink.Show(ReadProgress(run));
+    if (WaitFor(child->pidfd(), session.stops, kSecond) == Woken::kInterrupted) {
+      StopWaiting(session, run);
+    }
+  }
+  return Settle(session, run);
+}
+
+Result FollowRun(const Session& session, const Run& run) {
+  Watch watch;
+  watch.Add(run.directory());
+  watch.Add(run.Work());
+  for (;;) {
+    if (std::optional<Result> result = run.ReadResult()) return *result;
+    if (!IsHandedOver(run)) {
+      const Descriptor lead = run.TakeLead();
+      std::optional<BmcLock> lock;
+      if (lead) lock = BmcLock::Try(session.store);
+      // Another may have led it to its end in between.
+      if (lock && !run.directory().Has(Run::kResult)) return AdoptRun(session, run);
+    }
+    session.sink.Show(ReadProgress(run));
+    if (WaitFor(watch.fd(), session.stops, kSecond) == Woken::kInterrupted) {
+      StopWaiting(session, run);
+    }
+    watch.Drain();
+  }
+}
+
+std::optional<Run> RunGoingOn(const RunStore& store, const std::string& mine) {
+  for (Run& run : store.Unfinished()) {
+    if (run.id() == mine) continue;
+    try {
+      if (IsHandedOver(run) || !run.TakeLead() || Child::FindIn(run.Work())) return std::move(run);
+    } catch (const SystemError&) {
+      continue;  // it is being made, or removed
+    }
+  }
+  return std::nullopt;
+}
+
+void SettleRuns(const Session& session, const std::string& mine) {
+  for (const Run& run : session.store.Unfinished()) {
+    if (run.id() == mine) continue;
+    try {
+      const Descriptor lead = IsHandedOver(run) ? Descriptor() : run.TakeLead();
+      if (!lead || run.directory().Has(Run::kResult) || Child::FindIn(run.Work())) continue;
+      Settle(session, run);
+    } catch (const SystemError&) {
+      continue;  // it is being made, or removed
+    }
+  }
+}
+
+void SweepScratch(const RunStore& store) {
+  for (const std::string& name : store.state().Names()) {
+    if (name.rfind(".scratch-", 0) != 0 && name.rfind(".new-", 0) != 0) continue;
+    try {
+      if (name.rfind(".scratch-", 0) == 0 && Child::FindIn(store.state().Sub(name))) continue;
+    } catch (const SystemError&) {
+      continue;
+    }
+    store.RemoveScratch(name);
+  }
+}
+
+}  // namespace tarvek::control

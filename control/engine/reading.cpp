@@ -1,0 +1,192 @@
+#include "control/engine/reading.h"
+
+#include <csignal>
+#include <ctime>
+
+#include "control/engine/lock_gate.h"
+#include "control/messages/advice.h"
+#include "control/runs/served_state.h"
+#include "inspect/input/input_error.h"
+#include "inspect/input/load.h"
+#include "inspect/input/log_catcher.h"
+#include "inspect/text/escape.h"
+
+namespace tarvek::control {
+namespace {
+
+constexpr const char* kImage = "served.bak";
+constexpr const char* kOutput = "output";
+constexpr int kSecond = 1000;  // milliseconds
+constexpr int kTries = 2;
+constexpr long kLongestReading = 900;  // seconds; a reading may be ended at any time
+constexpr int kCloseToForever = 30;    // seconds that a reading which was told to end may take
+
+/// A scratch directory that goes with it.
+class Scratch {
+ public:
+  explicit Scratch(const RunStore& store) : store_(store), directory_(store.Scratch(&name_)) {}
+  ~Scratch() { store_.RemoveScratch(name_); }
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+
+  const Directory& directory() const { return directory_; }
+
+ private:
+  const RunStore& store_;
+  std::string name_;
+  Directory directory_;
+};
+
+std::string LastLine(const std::string& text) {
+  std::size_t end = text.find_last_not_of("\r\n");
+  if (end == std::string::npos) return "";
+  const std::size_t begin = text.find_last_of("\r\n", end);
+  return text.substr(begin == std::string::npos ? 0 : begin + 1, end - begin);
+}
+
+ReadFailure FailureOf(const Directory& work, const ChildEnd& end) {
+  ReadFailure failure;
+  const std::string log = work.Read("tarvek.log").value_or("");
+  failure.error = FirstError(log);
+  failure.busy = log.find("The update/backup has already been being executed.") != log.npos;
+  failure.remedy = "Look for what is wrong: tarvekctl doctor.";
+  if (failure.busy) {
+    failure.what = "Another run of tarvek took the single-run lock while the BMC was to be read.";
+    failure.remedy = "Wait until it has ended, then run the command again: tarvekctl status tells.";
+  } else if (failure.error) {
+    failure.what = "The BMC's records could not be read: error " +
+                   std::to_string(failure.error->number) + ", " +
+                   inspect::Escaped(failure.error->text) + ".";
+    constexpr int kImageError = 31;
+    failure.too_large = failure.error->number == kImageError &&
+                        log.find("SDRReocrd Reading") != std::string::npos &&
+                        log.find("No Space") == std::string::npos;
+  } else if (end.signal != 0) {
+    failure.what = "The BMC's records could not be read: tarvek was ended by signal " +
+                   std::to_string(end.signal) + ".";
+  } else {
+    failure.what = "The BMC's records could not be read; tarvek's last words: \"" +
+                   inspect::Escaped(LastLine(work.Read(kOutput).value_or(""))) + "\".";
+  }
+  return failure;
+}
+
+/// One run of `tarvek -backup`.
+std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFailure* failure) {
+  const Scratch scratch(session.store);
+  const Directory& work = scratch.directory();
+  work.Write("mchk_fil", bmc.device.ProductText() + "\n");
+  work.Write("ZetaInfo.xml", "");
+  const Descriptor output = work.Append(kOutput);
+  const Child child =
+      Child::Start(session.tool, {"-backup", kImage}, work, output.get(), session.interrupts);
+  bool interrupted = false;
+  const std::time_t began = std::time(nullptr);
+  const ChildEnd end = WaitForChild(child, session.stops, &interrupted, [&] {
+    const long taken = std::time(nullptr) - began;
+    if (taken > kLongestReading) child.Signal(SIGTERM);
+    if (taken > kLongestReading + kCloseToForever) child.Signal(SIGKILL);
+  });
+  // A killed reader leaves the lock.
+  if (end.signal != 0) WaitForFreeLock(session, {&work});
+  if (interrupted) StopInterrupted(session);
+  if (!work.Has(kImage)) {
+    *failure = FailureOf(work, end);
+    return std::nullopt;
+  }
+  Served served;
+  try {
+    served.set = inspect::Load(work.PathOf(kImage), {});
+    served.image = work.Read(kImage).value_or("");
+  } catch (const inspect::InputError& error) {
+    failure->what = std::string("The image of the BMC's records is wrong: it ") +
+                    inspect::Escaped(error.what()) + ".";
+    failure->remedy = "Run the command again; look for what is wrong: tarvekctl doctor.";
+    return std::nullopt;
+  }
+  served.records = RecordsOf(served.set);
+  if (served.set.version) served.version = ReducedVersion(*served.set.version);
+  served.script = served.set.script;
+  return served;
+}
+
+}  // namespace
+
+std::optional<NumberedError> FirstError(const std::string& log) {
+  constexpr std::string_view kMark = "  Error, ";
+  const std::size_t at = log.find(kMark);
+  if (at == std::string::npos) return std::nullopt;
+  const std::size_t begin = at + kMark.size();
+  const std::string text = log.substr(begin, log.find('\n', begin) - begin);
+  const ESTATUS status = inspect::StatusOfMessage(text);
+  if (status > kLastCatalogued) return std::nullopt;
+  return NumberedError{status, text};
+}
+
+ChildEnd WaitForChild(const Child& child, const Interrupts* stops, bool* interrupted,
+                      const std::function<void()>& each) {
+  for (;;) {
+    each();
+    switch (WaitFor(child.pidfd(), *interrupted ? nullptr : stops, kSecond)) {
+      case Woken::kReadable:
+        return child.Reap();
+      case Woken::kInterrupted:
+        *interrupted = true;
+        child.Signal(SIGTERM);
+        break;
+      case Woken::kTimeOut:
+        break;
+    }
+  }
+}
+
+Bmc IdentifyBmc(const Session& session) {
+  const BmcReport report = AskBmc(session.stops);
+  switch (report.failure) {
+    case BmcFailure::kNone:
+      return {*report.device, *report.info, report.driver};
+    case BmcFailure::kInterrupted:
+      StopInterrupted(session);
+    case BmcFailure::kNoDriver:
+      Refuse(session, ExitStatus::kUnfit, "No IPMI driver could be opened on this machine.",
+             std::string(AdviceFor("SDRC03")->remedy), "SDRC03");
+    default:
+      FailUnchanged(session, "The BMC cannot be asked: " + inspect::Escaped(report.detail) + ".",
+                    std::string(AdviceFor("SDRC05")->remedy), "SDRC05");
+  }
+}
+
+std::optional<Served> ReadServed(const Session& session, const Bmc& bmc, ReadFailure* failure) {
+  if (bmc.info.records == 0) return Served{};
+  for (int left = kTries; left > 0; --left) {
+    std::optional<Served> served = TryReading(session, bmc, failure);
+    if (served || failure->too_large) return served;
+  }
+  return std::nullopt;
+}
+
+void RememberServed(const Session& session, const Bmc& bmc, const Served& served, bool programmed) {
+  const std::optional<ServedState> before = ReadServedState(session.store.state());
+  ServedState now;
+  now.product = bmc.device.ProductText();
+  now.driver = bmc.driver;
+  now.records = bmc.info.records;
+  now.added = bmc.info.added;
+  now.erased = bmc.info.erased;
+  now.version = served.version;
+  now.script = served.script;
+  now.digest = DigestOf(served.records);
+  now.read = std::time(nullptr);
+  if (programmed) {
+    now.programmed = now.digest;
+  } else if (before) {
+    now.programmed = before->programmed;
+  }
+  try {
+    SaveServedState(session.store.state(), now);
+  } catch (const SystemError&) {
+    // It is read again the next time.
+  }
+}
+
+}  // namespace tarvek::control
