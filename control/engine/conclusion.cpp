@@ -113,6 +113,29 @@ void ConcludeComparison(const End& end, Result* result) {
   }
 }
 
+/// Reads what the BMC serves. Whatever fails is told in `end`: the tool may have written, so
+/// nothing may end here as if it had not.
+void ReadAfter(const Session& session, const Run& run, const Plan& plan, End* end) {
+  try {
+    const Directory work = run.Work();
+    end->code = ResultCode(work);
+    end->error = FirstError(work.Read("tarvek.log").value_or(""));
+    WaitForFreeLock(session, {&work});
+    const Bmc bmc = IdentifyBmc(session);
+    ReadFailure failure;
+    const std::optional<Served> served = ReadServed(session, bmc, &failure);
+    end->unread = failure.what;
+    if (!served) return;
+    end->after = served->records;
+    end->version_after = served->version;
+    RememberServed(session, bmc, *served, served->records == plan.input);
+  } catch (const Stop& stop) {
+    end->unread = stop.result.message.what;
+  } catch (const std::exception& error) {
+    end->unread = inspect::Escaped(error.what()) + ".";
+  }
+}
+
 }  // namespace
 
 Result Conclude(const Session& session, const Plan& plan, const End& end) {
@@ -149,28 +172,9 @@ Result VerifyRun(const Session& session, const Run& run, const Plan& plan, bool 
                   session.command, session.tool,       session.break_lock};
   SavePhase(run, "verifying", 0);
   session.sink.Show(ReadProgress(run));
-  const Directory work = run.Work();
   End end;
   end.interrupted = interrupted;
-  end.code = ResultCode(work);
-  end.error = FirstError(work.Read("tarvek.log").value_or(""));
-  for (int left = kVerifyTries; left > 0 && !end.after; --left) {
-    try {
-      WaitForFreeLock(patient, {&work});
-      const Bmc bmc = IdentifyBmc(patient);
-      ReadFailure failure;
-      const std::optional<Served> served = ReadServed(patient, bmc, &failure);
-      end.unread = failure.what;
-      if (!served) continue;
-      end.after = served->records;
-      end.version_after = served->version;
-      RememberServed(patient, bmc, *served, served->records == plan.input);
-    } catch (const Stop& stop) {
-      end.unread = stop.result.message.what;
-    } catch (const SystemError& error) {
-      end.unread = inspect::Escaped(error.what()) + ".";
-    }
-  }
+  for (int left = kVerifyTries; left > 0 && !end.after; --left) ReadAfter(patient, run, plan, &end);
   return Conclude(session, plan, end);
 }
 

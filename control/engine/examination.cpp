@@ -114,6 +114,32 @@ void CheckBoard(const Session& session, const Request& request, const Input& inp
          std::string(AdviceFor("SDRC04")->remedy), "SDRC04");
 }
 
+inspect::SetPair PairOf(const Served& served, const Input& input) {
+  const auto decoded = [](const inspect::RecordSet& set) {
+    inspect::DecodedSet result;
+    result.set = set;
+    result.decoded = inspect::DecodeAll(set);
+    for (std::size_t i = 1; i <= set.records.size(); ++i) {
+      result.numbers.push_back(static_cast<int>(i));
+    }
+    inspect::KeepSelected(&result);
+    return result;
+  };
+  return {decoded(served.set), decoded(input.set)};
+}
+
+}  // namespace
+
+void AddDifference(const Served& served, const Input& input, Result* result) {
+  const inspect::SetPair pair = PairOf(served, input);
+  const inspect::Difference difference = inspect::CompareSets(pair);
+  result->more["difference"] =
+      inspect::DifferenceJson(pair.old_set.Shown(), pair.new_set.Shown(), difference);
+  result->more["difference_text"] = inspect::DifferenceText(pair, difference, false);
+}
+
+namespace {
+
 [[noreturn]] void StopNothing(const Session& session, const std::string& what,
                               const std::string& remedy, const Examination& found, bool identical) {
   Result result = Unchanged(session, ExitStatus::kNothing, Outcome::kNothing, what, remedy);
@@ -121,6 +147,9 @@ void CheckBoard(const Session& session, const Request& request, const Input& inp
   if (found.served) {
     result.version_before = found.served->version;
     result.version_after = found.served->version;
+  }
+  if (!identical && found.served && session.command == "plan") {
+    AddDifference(*found.served, found.input, &result);
   }
   if (identical) {
     result.in_service = InService::kInput;
@@ -191,20 +220,6 @@ void ReadBefore(const Session& session, const Request& request, Examination* fou
   }
 }
 
-inspect::SetPair PairOf(const Served& served, const Input& input) {
-  const auto decoded = [](const inspect::RecordSet& set) {
-    inspect::DecodedSet result;
-    result.set = set;
-    result.decoded = inspect::DecodeAll(set);
-    for (std::size_t i = 1; i <= set.records.size(); ++i) {
-      result.numbers.push_back(static_cast<int>(i));
-    }
-    inspect::KeepSelected(&result);
-    return result;
-  };
-  return {decoded(served.set), decoded(input.set)};
-}
-
 /// The tool holds its last word back, and its progress file after that.
 constexpr int kHold = 30;    // seconds
 constexpr int kLinger = 10;  // seconds
@@ -241,12 +256,6 @@ Examination Examine(const Session& session, const Request& request, const Direct
 std::string DifferenceTextOf(const Served& served, const Input& input, bool color) {
   const inspect::SetPair pair = PairOf(served, input);
   return inspect::DifferenceText(pair, inspect::CompareSets(pair), color);
-}
-
-Json DifferenceJsonOf(const Served& served, const Input& input) {
-  const inspect::SetPair pair = PairOf(served, input);
-  return inspect::DifferenceJson(pair.old_set.Shown(), pair.new_set.Shown(),
-                                 inspect::CompareSets(pair));
 }
 
 }  // namespace tarvek::control

@@ -29,6 +29,8 @@ Examination Examine(const Session& session, const Request& request, const Direct
 /// What an update changes: the records served, against those of INPUT.
 /// @param color  for a terminal.
 std::string DifferenceTextOf(const Served& served, const Input& input, bool color);
-Json DifferenceJsonOf(const Served& served, const Input& input);
+/// Adds what an update changes to a result: `difference`, as `tarvek-sdr diff --json` has it, and
+/// `difference_text`.
+void AddDifference(const Served& served, const Input& input, Result* result);
 
 }  // namespace tarvek::control

@@ -1,12 +1,16 @@
 #include "control/engine/lead.h"
 
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
 #include <ctime>
 
 #include "control/engine/conclusion.h"
 #include "control/engine/examination.h"
 #include "control/engine/lock_gate.h"
 #include "control/engine/run_files.h"
-#include "control/messages/advice.h"
+#include "control/runs/machine_state.h"
 #include "control/system/child.h"
 #include "control/system/watch.h"
 #include "inspect/text/escape.h"
@@ -14,6 +18,8 @@
 namespace tarvek::control {
 namespace {
 
+constexpr const char* kLogDirectory = "/var/log/tarvek";
+constexpr unsigned kLogMode = 0750;
 constexpr const char* kLock = "lock";
 constexpr const char* kBallast = "ballast";
 constexpr const char* kHanded = "handed";
@@ -21,17 +27,22 @@ constexpr std::size_t kBallastBytes = std::size_t{1} << 20U;
 constexpr int kSecond = 1000;     // milliseconds
 constexpr long kHandedOver = 60;  // seconds until a service that was started leads its run
 
-/// Writes the result down. Where the disk is full the run stays open, and the next command that
-/// finds it gives it its result.
-void Finish(const Session& session, const Run& run, Result* result) {
-  result->run = run.id();
-  if (run.Work().Has("tarvek.log")) result->log = run.LogPath();
-  run.directory().Remove(kBallast);
-  try {
-    run.Save(*result);
-  } catch (const SystemError&) {
-    session.sink.Show(ReadProgress(run));
-  }
+/// Adds a line to the log of all runs. It is there for people: a run without it is a run all the
+/// same.
+void Log(const Session& session, const Result& result) {
+  if (session.store.state().path() != kDefaultStateDirectory) return;
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  localtime_r(&now, &parts);
+  constexpr std::size_t kTextSize = 64;
+  std::array<char, kTextSize> time{};
+  std::strftime(time.data(), time.size(), "%Y-%m-%dT%H:%M:%S%z", &parts);
+  const std::string line = std::string(time.data()) + ' ' + result.run.value_or("-") + ' ' +
+                           result.command + ' ' + OutcomeName(result.outcome) + ' ' +
+                           std::to_string(static_cast<int>(result.status)) + ' ' +
+                           InServiceName(result.in_service) + ": " + result.message.what + '\n';
+  const Descriptor log = Directory::OpenOrMake(kLogDirectory, kLogMode).Append("tarvekctl.log");
+  if (write(log.get(), line.data(), line.size()) < 0) return;
 }
 
 /// Saves what is served: read a second time, so that what is kept is what both readings gave.
@@ -132,8 +143,10 @@ Result Settle(const Session& session, const Run& run) {
   Session its = session;
   its.command = request.command.empty() ? "update" : request.command;
   if (!request.tool.empty()) its.tool = request.tool;
-  Result result = plan ? VerifyRun(its, run, *plan, ResultCode(run.Work()) == "OK") : Killed(its);
-  Finish(its, run, &result);
+  // A run that nobody saw end, and that has no last word, was killed.
+  const std::string code = ResultCode(run.Work());
+  Result result = plan ? VerifyRun(its, run, *plan, code.empty() || code == "OK") : Killed(its);
+  EndRun(its, run, &result);
   return result;
 }
 
@@ -158,14 +171,39 @@ bool IsHandedOver(const Run& run) {
 
 }  // namespace
 
-std::optional<BmcLock> BmcLock::Try(const RunStore& store) {
+std::optional<BmcLock> BmcLock::Try(const RunStore& store, const std::string& run) {
   Descriptor held = store.state().TryLock(kLock);
   if (!held) return std::nullopt;
+  // Who it is for is told to others; where it cannot be, they take it for a reader's, and wait.
+  if (ftruncate(held.get(), 0) != 0 || pwrite(held.get(), run.data(), run.size(), 0) < 0) {
+    return BmcLock(std::move(held));
+  }
   return BmcLock(std::move(held));
+}
+
+// Where the disk is full the run stays open, and the next command that finds it gives it its
+// result.
+void EndRun(const Session& session, const Run& run, Result* result) {
+  result->run = run.id();
+  if (run.Work().Has("tarvek.log")) result->log = run.LogPath();
+  run.directory().Remove(kBallast);
+  ChangeMachineState(session.store.state(), [&](MachineState* machine) {
+    machine->running.reset();
+    machine->last = {run.id(), static_cast<int>(result->status), std::time(nullptr)};
+  });
+  try {
+    run.Save(*result);
+    Log(session, *result);
+  } catch (const SystemError&) {
+    return;
+  }
 }
 
 Result LeadRun(const Session& session, const Led& led) {
   Result result;
+  led.run.directory().Remove(kHanded);
+  ChangeMachineState(session.store.state(),
+                     [&](MachineState* machine) { machine->running = led.run.id(); });
   try {
     result = Go(session, led);
   } catch (const Stop& stop) {
@@ -175,7 +213,7 @@ Result LeadRun(const Session& session, const Led& led) {
                        inspect::Escaped(error.what()) + ".",
                        "Make room or give rights there: tarvekctl doctor.");
   }
-  Finish(session, led.run, &result);
+  EndRun(session, led.run, &result);
   return result;
 }
 
@@ -198,7 +236,7 @@ Result FollowRun(const Session& session, const Run& run) {
     if (!IsHandedOver(run)) {
       const Descriptor lead = run.TakeLead();
       std::optional<BmcLock> lock;
-      if (lead) lock = BmcLock::Try(session.store);
+      if (lead) lock = BmcLock::Try(session.store, run.id());
       // Another may have led it to its end in between.
       if (lock && !run.directory().Has(Run::kResult)) return AdoptRun(session, run);
     }
@@ -210,16 +248,30 @@ Result FollowRun(const Session& session, const Run& run) {
   }
 }
 
-std::optional<Run> RunGoingOn(const RunStore& store, const std::string& mine) {
+std::optional<Run> RunWithLock(const RunStore& store) {
+  const std::string id = store.state().Read(kLock).value_or("");
+  std::optional<Run> run = store.Find(id);
+  if (run && run->directory().Has(Run::kResult)) run.reset();
+  return run;
+}
+
+std::optional<Run> RunWithoutLock(const RunStore& store, const std::string& mine) {
   for (Run& run : store.Unfinished()) {
     if (run.id() == mine) continue;
     try {
-      if (IsHandedOver(run) || !run.TakeLead() || Child::FindIn(run.Work())) return std::move(run);
+      // Those that are led wait for the lock themselves.
+      if (IsHandedOver(run) || (run.TakeLead() && Child::FindIn(run.Work()))) {
+        return std::move(run);
+      }
     } catch (const SystemError&) {
       continue;  // it is being made, or removed
     }
   }
   return std::nullopt;
+}
+
+void HandOver(const Run& run) {
+  run.directory().Write(kHanded, std::to_string(std::time(nullptr)));
 }
 
 void SettleRuns(const Session& session, const std::string& mine) {

@@ -13,7 +13,8 @@ namespace tarvek::control {
 class BmcLock {
  public:
   /// Takes it when it is free.
-  static std::optional<BmcLock> Try(const RunStore& store);
+  /// @param run  the id of the run that it is for; empty: something that only reads.
+  static std::optional<BmcLock> Try(const RunStore& store, const std::string& run);
 
  private:
   explicit BmcLock(Descriptor held) : held_(std::move(held)) {}
@@ -27,9 +28,11 @@ struct Led {
   Request request;
 };
 
-/// Does all of a run whose copies are in place, and leaves its result there.
-/// @param lock  given back before the result is told.
+/// Does all of a run whose copies are in place, and leaves its result there. Needs the BMC's lock.
 Result LeadRun(const Session& session, const Led& led);
+
+/// Leaves a run's result there, and adds its id and its log to it.
+void EndRun(const Session& session, const Run& run, Result* result);
 
 /// Takes over a run whose leader is gone: waits until its program has ended, reads the BMC, and
 /// leaves the result there. Interrupts end only the waiting.
@@ -41,10 +44,15 @@ Result AdoptRun(const Session& session, const Run& run);
 /// @throws Stop  interrupted; the run goes on.
 Result FollowRun(const Session& session, const Run& run);
 
-/// The run that is going on now: led by another program, or without a leader while its program
-/// runs.
-/// @param mine  a run that does not count; empty: none.
-std::optional<Run> RunGoingOn(const RunStore& store, const std::string& mine);
+/// The run for which another program holds the BMC's lock; absent when it only reads.
+std::optional<Run> RunWithLock(const RunStore& store);
+
+/// A run that goes on without holding the BMC's lock: its leader is gone while its program runs, or
+/// a service was asked to lead it. Needs the BMC's lock.
+std::optional<Run> RunWithoutLock(const RunStore& store, const std::string& mine);
+
+/// Says of a run that another program is to lead it, which has not come yet.
+void HandOver(const Run& run);
 
 /// Gives a result to each run that nobody leads and whose program has ended. Needs the BMC's lock.
 void SettleRuns(const Session& session, const std::string& mine);

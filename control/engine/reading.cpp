@@ -5,7 +5,7 @@
 
 #include "control/engine/lock_gate.h"
 #include "control/messages/advice.h"
-#include "control/runs/served_state.h"
+#include "control/runs/machine_state.h"
 #include "inspect/input/input_error.h"
 #include "inspect/input/load.h"
 #include "inspect/input/log_catcher.h"
@@ -166,7 +166,6 @@ std::optional<Served> ReadServed(const Session& session, const Bmc& bmc, ReadFai
 }
 
 void RememberServed(const Session& session, const Bmc& bmc, const Served& served, bool programmed) {
-  const std::optional<ServedState> before = ReadServedState(session.store.state());
   ServedState now;
   now.product = bmc.device.ProductText();
   now.driver = bmc.driver;
@@ -177,16 +176,17 @@ void RememberServed(const Session& session, const Bmc& bmc, const Served& served
   now.script = served.script;
   now.digest = DigestOf(served.records);
   now.read = std::time(nullptr);
-  if (programmed) {
-    now.programmed = now.digest;
-  } else if (before) {
-    now.programmed = before->programmed;
-  }
-  try {
-    SaveServedState(session.store.state(), now);
-  } catch (const SystemError&) {
-    // It is read again the next time.
-  }
+  ChangeMachineState(session.store.state(), [&](MachineState* machine) {
+    if (machine->served) now.programmed = machine->served->programmed;
+    if (programmed) now.programmed = now.digest;
+    machine->served = now;
+    machine->readable = true;
+  });
+}
+
+void RememberUnreadable(const Session& session) {
+  ChangeMachineState(session.store.state(),
+                     [](MachineState* machine) { machine->readable = false; });
 }
 
 }  // namespace tarvek::control

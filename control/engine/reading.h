@@ -54,6 +54,9 @@ std::optional<Served> ReadServed(const Session& session, const Bmc& bmc, ReadFai
 /// @param programmed  the set is what a good run left.
 void RememberServed(const Session& session, const Bmc& bmc, const Served& served, bool programmed);
 
+/// Keeps that the BMC could not be read.
+void RememberUnreadable(const Session& session);
+
 /// Waits until a program has ended. The first interrupt becomes one TERM to it.
 /// @param each  called at least once a second.
 /// @return how it ended.

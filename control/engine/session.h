@@ -40,7 +40,7 @@ struct Session {
 /// A command that ends here, with its result.
 class Stop : public std::exception {
  public:
-  explicit Stop(Result result) : result(std::move(result)) {}
+  explicit Stop(Result what_it_came_to) : result(std::move(what_it_came_to)) {}
   const char* what() const noexcept override { return result.message.what.c_str(); }
 
   Result result;

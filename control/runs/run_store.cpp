@@ -8,7 +8,7 @@ namespace tarvek::control {
 namespace {
 
 constexpr const char* kRequest = "request.json";
-constexpr std::size_t kMostJson = std::size_t{1} << 20U;  // bytes
+constexpr std::size_t kMostJson = std::size_t{16} << 20U;  // bytes
 
 /// An id is a name of ours: digits, small letters and "-", and so nothing that leads elsewhere.
 bool IsId(const std::string& id) {
@@ -40,6 +40,7 @@ Json RequestJson(const Request& request) {
           {"keep_backup", request.keep_backup},
           {"break_lock", request.break_lock},
           {"listed", request.listed},
+          {"digest", request.digest},
           {"began", request.began}};
 }
 
@@ -54,6 +55,7 @@ Request RequestFromJson(const Json& json) {
   json.at("keep_backup").get_to(request.keep_backup);
   json.at("break_lock").get_to(request.break_lock);
   json.at("listed").get_to(request.listed);
+  json.at("digest").get_to(request.digest);
   json.at("began").get_to(request.began);
   return request;
 }

@@ -1,14 +1,14 @@
 // The runs on this machine: a directory each, which holds all that the run needs and leaves.
 //
-//   STATE/lock            who works with the BMC now: held while a program does
-//   STATE/state.json      what the BMC served when it was last read
+//   STATE/lock            held by the program that works with the BMC; the id of its run
+//   STATE/state.json      what the BMC served when it was last read (machine_state.h)
 //   STATE/backups/ID.BAK  what it served before run ID
 //   STATE/runs/ID/        one run
 //     runner              held by the program that leads the run
 //     request.json        what was asked for
 //     phase.json          how far it is
-//     before, input       the records served before, and those that are to be: hexadecimal lines
-//     programming         there since the tool was started to write
+//     handed              a service was asked to lead the run
+//     programming         what is to be written over what; there since the tool may write
 //     work/               the tool's working directory: its inputs, logs and result files
 //     output              what the tool wrote on its console
 //     result.json         what the run came to; there when it has ended
@@ -36,6 +36,7 @@ struct Request {
   bool keep_backup = true;
   bool break_lock = false;
   bool listed = true;  // the boards of a hardware list count; else the image's own product
+  std::string digest;  // of what was copied
   long began = 0;      // seconds since 1970
 };
 

@@ -1,0 +1,249 @@
+// `plan`, `update`, `restore`, and what leads a run that was made ready.
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+
+#include "control/commands.h"
+#include "control/engine/examination.h"
+#include "control/engine/lead.h"
+#include "control/messages/advice.h"
+#include "control/system/child.h"
+
+namespace tarvek::control {
+namespace {
+
+constexpr int kPause = 100;  // milliseconds
+constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::seconds kResumePatience{60};
+constexpr int kServiceStart = 20000;  // milliseconds
+
+Request RequestOf(const Options& options) {
+  Request request;
+  request.command = options.command;
+  request.input = options.input;
+  request.tool = options.tool;
+  const bool restore = options.verb == Verb::kRestore;
+  request.force = options.force || restore;
+  request.reprogram = options.reprogram;
+  request.allow_findings = options.allow_findings || restore;
+  request.keep_backup = !options.no_backup;
+  request.break_lock = options.break_lock;
+  request.listed = !restore || !options.boards.empty();
+  request.began = std::time(nullptr);
+  return request;
+}
+
+/// Copies what the request needs.
+void CopyFiles(const Session& session, const Options& options, const Directory& work,
+               Request* request) {
+  request->digest = CopyInput(session, options.input, work);
+  if (options.verb == Verb::kRestore && !work.Has("input.BIN")) {
+    Refuse(session, ExitStatus::kBadInput, options.input + " is no backup image.",
+           "Program it as INPUT: tarvekctl update " + options.input + ".");
+  }
+  if (request->listed) CopyBoards(session, options.boards, options.input, work);
+  work.Write("ZetaInfo.xml", "");
+}
+
+bool SameInput(const Run& run, const Request& request) {
+  try {
+    const Request other = run.ReadRequest();
+    return other.digest == request.digest && other.command == request.command;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+/// The BMC's lock, or a run of the same INPUT that is under way.
+struct Way {
+  std::optional<BmcLock> lock;
+  std::optional<Run> under_way;
+};
+
+/// Waits for readers, not for runs.
+/// @throws Stop  busy: another run is under way.
+Way FindWay(const Session& session, const std::string& mine, const Request& request,
+            std::chrono::seconds patience) {
+  const auto end = std::chrono::steady_clock::now() + patience;
+  for (;;) {
+    Way way;
+    way.lock = BmcLock::Try(session.store, mine);
+    std::optional<Run> other =
+        way.lock ? RunWithoutLock(session.store, mine) : RunWithLock(session.store);
+    if (way.lock && !other) return way;
+    if (other) {
+      way.lock.reset();
+      if (!SameInput(*other, request)) {
+        StopBusy(session, "Run " + other->id() + " is under way.",
+                 "Wait for it: tarvekctl wait " + other->id() + ".");
+      }
+      way.under_way = std::move(other);
+      return way;
+    }
+    if (std::chrono::steady_clock::now() >= end) {
+      StopBusy(session, "Another tarvekctl is reading the BMC.",
+               "Run the command again when it has ended.");
+    }
+    if (WaitFor(-1, session.stops, kPause) == Woken::kInterrupted) StopInterrupted(session);
+  }
+}
+
+/// Whether systemd runs this machine and could lead the run: it would not see a simulated BMC, and
+/// knows only the default places.
+bool ServiceFits(const Session& session, const Options& options) {
+  return access("/run/systemd/system", F_OK) == 0 && std::getenv("BMCSIM_STATE") == nullptr &&
+         session.store.state().path() == kDefaultStateDirectory &&
+         options.self == "/usr/sbin/tarvekctl";
+}
+
+/// Lets the run go on by itself.
+Result Detach(const Session& session, const Options& options, Led* led) {
+  HandOver(led->run);
+  const std::string& id = led->run.id();
+  bool started = false;
+  if (ServiceFits(session, options)) {
+    led->lead.Close();
+    const std::string unit = "tarvek-update@" + id + ".service";
+    started = RunQuietly("/usr/bin/systemctl", {"start", "--no-block", unit}, session.interrupts,
+                         kServiceStart) == 0;
+    if (!started) led->lead = led->run.TakeLead();
+  }
+  if (!started) {
+    StartDetached(options.self,
+                  {"--state-dir", session.store.state().path(), "resume", id, "--lead", "3"},
+                  led->lead.get(), session.interrupts);
+  }
+  Result result =
+      Unchanged(session, ExitStatus::kDone, Outcome::kDone, "Run " + id + " goes on by itself.",
+                "Wait for it: tarvekctl wait " + id + ".");
+  result.run = id;
+  return result;
+}
+
+/// A run that has not been led yet, and goes when it is not.
+class NewRun {
+ public:
+  NewRun(const Session& session, Request request)
+      : store_(session.store), led_{session.store.New(&lead_), {}, std::move(request)} {
+    led_.lead = std::move(lead_);
+  }
+  ~NewRun() {
+    if (!kept_) store_.Remove(led_.run);
+  }
+  NewRun(const NewRun&) = delete;
+  NewRun& operator=(const NewRun&) = delete;
+
+  Led& led() { return led_; }
+  void Keep() { kept_ = true; }
+
+ private:
+  const RunStore& store_;
+  Descriptor lead_;
+  Led led_;
+  bool kept_ = false;
+};
+
+}  // namespace
+
+Result RunPlan(const Session& session, const Options& options) {
+  Request request = RequestOf(options);
+  std::string name;
+  const Directory work = session.store.Scratch(&name);
+  struct Sweeper {
+    const RunStore& store;
+    const std::string& name;
+    ~Sweeper() { store.RemoveScratch(name); }
+  } const sweeper{session.store, name};
+  CopyFiles(session, options, work, &request);
+  const Way way = FindWay(session, "", request, kPatience);
+  if (way.under_way) {
+    StopBusy(session, "Run " + way.under_way->id() + " writes this INPUT now.",
+             "Wait for it: tarvekctl wait " + way.under_way->id() + ".");
+  }
+  SettleRuns(session, "");
+  const Examination found = Examine(session, request, work);
+  Result result = Unchanged(
+      session, ExitStatus::kDone, Outcome::kDone, "An update with INPUT would program it.",
+      "Go on: tarvekctl update " + options.input + ", with the same options.");
+  if (found.input.compares_only) {
+    result.status = ExitStatus::kNothing;
+    result.outcome = Outcome::kNothing;
+    result.message.what = "The script only compares: an update with it writes nothing.";
+  } else {
+    result.more["requests"] = found.requests;
+    result.more["seconds"] = found.seconds;
+  }
+  if (found.served) {
+    result.version_before = found.served->version;
+    result.version_after = found.served->version;
+    if (!found.input.compares_only) {
+      result.differs = found.served->records != found.input.records;
+      AddDifference(*found.served, found.input, &result);
+    }
+  }
+  Json findings = Json::array();
+  for (const inspect::Finding& finding : found.input.findings) {
+    findings.push_back(FindingText(finding, options.input));
+  }
+  result.more["findings"] = std::move(findings);
+  return result;
+}
+
+Result RunUpdate(const Session& session, const Options& options) {
+  NewRun made(session, RequestOf(options));
+  Led& led = made.led();
+  CopyFiles(session, options, led.run.Work(), &led.request);
+  led.run.Save(led.request);
+  Way way = FindWay(session, led.run.id(), led.request, kPatience);
+  if (way.under_way) {
+    if (!options.detach) return FollowRun(session, *way.under_way);
+    Result result = Unchanged(session, ExitStatus::kDone, Outcome::kDone,
+                              "Run " + way.under_way->id() + " writes this INPUT already.",
+                              "Wait for it: tarvekctl wait " + way.under_way->id() + ".");
+    result.run = way.under_way->id();
+    return result;
+  }
+  SettleRuns(session, led.run.id());
+  SweepScratch(session.store);
+  if (options.detach) {
+    Examine(session, led.request, led.run.Work());
+    made.Keep();
+    way.lock.reset();
+    return Detach(session, options, &led);
+  }
+  made.Keep();
+  Result result = LeadRun(session, led);
+  session.store.Prune(options.keep);
+  return result;
+}
+
+Result RunResume(const Session& session, const Options& options) {
+  std::optional<Run> run = session.store.Find(options.input);
+  if (!run) {
+    Refuse(session, ExitStatus::kUsage, "There is no run " + options.input + ".",
+           "See the runs: tarvekctl history.");
+  }
+  Descriptor lead(options.lead);
+  if (!lead) lead = run->TakeLead();
+  if (!lead) StopBusy(session, "Run " + run->id() + " is led already.", "Wait for it.");
+  if (std::optional<Result> result = run->ReadResult()) return *result;
+  Led led{std::move(*run), std::move(lead), {}};
+  led.request = led.run.ReadRequest();
+  Session its = session;
+  its.command = led.request.command;
+  its.tool = led.request.tool;
+  its.break_lock = led.request.break_lock;
+  const Request nobody;  // no run is the same: this one is to be led
+  try {
+    const Way way = FindWay(its, led.run.id(), nobody, kResumePatience);
+    SettleRuns(its, led.run.id());
+    return LeadRun(its, led);
+  } catch (Stop& stop) {
+    EndRun(its, led.run, &stop.result);
+    return stop.result;
+  }
+}
+
+}  // namespace tarvek::control
