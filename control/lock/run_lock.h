@@ -54,9 +54,9 @@ struct LockReport {
 LockReport InspectLock(const LockPlaces& places = {});
 
 enum class BreakResult {
-  kBroken,  // the lock was removed
-  kGone,    // it was gone already, or another one has taken its place
-  kHeld,  // a process holds it, another program is breaking it, or neither can be told: left alone
+  kBroken,     // the lock was removed
+  kGone,       // it was gone already, or another one has taken its place
+  kHeld,       // somebody holds it or breaks it, or that cannot be told: left alone
   kForbidden,  // it may not be removed
 };
 
