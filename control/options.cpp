@@ -34,13 +34,6 @@ std::string FindTool(const std::string& self) {
   return beside;
 }
 
-std::string Absolute(const std::string& path) {
-  if (path.empty() || path.front() == '/') return path;
-  std::array<char, PATH_MAX> here{};
-  if (getcwd(here.data(), here.size()) == nullptr) return path;
-  return std::string(here.data()) + '/' + path;
-}
-
 void AddCommon(CLI::App* app, Options* options, std::string* color) {
   app->add_flag("--json", options->json, "Write JSON, one object a line");
   app->add_option("--state-dir", options->state_directory, "Where runs and backups are kept")
@@ -170,12 +163,19 @@ void Settle(const std::string& color, Options* options) {
   options->color = UsesColor(color);
   options->self = PathOfSelf();
   if (options->tool.empty()) options->tool = FindTool(options->self);
-  options->tool = Absolute(options->tool);
+  options->tool = AbsolutePath(options->tool);
   if (options->state_directory.empty()) options->state_directory = kDefaultStateDirectory;
-  options->state_directory = Absolute(options->state_directory);
+  options->state_directory = AbsolutePath(options->state_directory);
 }
 
 }  // namespace
+
+std::string AbsolutePath(const std::string& path) {
+  if (path.empty() || path.front() == '/') return path;
+  std::array<char, PATH_MAX> here{};
+  if (getcwd(here.data(), here.size()) == nullptr) return path;
+  return std::string(here.data()) + '/' + path;
+}
 
 int ParseCommandLine(int argc, const char* const argv[], Options* options) {
   CLI::App app("Reads, plans, updates and restores this server's sensor data records.",

@@ -45,6 +45,9 @@ struct Options {
   int lead = -1;           // of resume: a descriptor that is the run's lead
 };
 
+/// @return a path as it is from everywhere.
+std::string AbsolutePath(const std::string& path);
+
 /// Reads the command line.
 /// @param options  out: what it asks for; the verb is kNone when there is nothing left to do.
 /// @return the exit status of a run that ends here: 0 after --help or --version, 64 after wrong

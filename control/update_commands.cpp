@@ -126,7 +126,7 @@ Result Detach(const Session& session, const Options& options, Led* led) {
 class NewRun {
  public:
   NewRun(const Session& session, Request request)
-      : store_(session.store), led_{session.store.New(&lead_), {}, std::move(request)} {
+      : store_(session.store), led_{session.store.New(&lead_), Descriptor(), std::move(request)} {
     led_.lead = std::move(lead_);
   }
   ~NewRun() {
@@ -195,7 +195,9 @@ Result RunUpdate(const Session& session, const Options& options) {
   NewRun made(session, RequestOf(options));
   Led& led = made.led();
   CopyFiles(session, options, led.run.Work(), &led.request);
-  led.run.Save(led.request);
+  Request kept = led.request;
+  kept.input = AbsolutePath(options.input);
+  led.run.Save(kept);
   Way way = FindWay(session, led.run.id(), led.request, kPatience);
   if (way.under_way) {
     if (!options.detach) return FollowRun(session, *way.under_way);

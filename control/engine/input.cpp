@@ -1,14 +1,13 @@
 #include "control/engine/input.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 
+#include "control/system/small_file.h"
 #include "inspect/decoded_set.h"
 #include "inspect/input/input_error.h"
 #include "inspect/input/load.h"
@@ -55,33 +54,12 @@ std::string DirectoryOf(const std::string& path) {
 /// Reads a regular file.
 /// @param why  receives why it cannot be read.
 std::optional<std::string> ReadFile(const std::string& path, std::size_t most, std::string* why) {
-  const Descriptor fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat info {};
-  if (!fd || fstat(fd.get(), &info) != 0) {
-    *why = std::strerror(errno);
-    return std::nullopt;
-  }
-  if (!S_ISREG(info.st_mode)) {
-    *why = "it is no regular file";
-    return std::nullopt;
-  }
-  std::string bytes;
-  constexpr std::size_t kPiece = std::size_t{1} << 16U;
-  for (;;) {
-    const std::size_t had = bytes.size();
-    bytes.resize(had + kPiece);
-    const ssize_t count = read(fd.get(), bytes.data() + had, kPiece);
-    if (count < 0 && errno != EINTR) {
-      *why = std::strerror(errno);
-      return std::nullopt;
-    }
-    bytes.resize(had + (count > 0 ? static_cast<std::size_t>(count) : 0));
-    if (count == 0) return bytes;
-    if (bytes.size() > most) {
-      *why = "it is too large";
-      return std::nullopt;
-    }
-  }
+  SmallFile file = ReadSmallFile(AT_FDCWD, path, most);
+  if (file.error == 0 && file.whole) return std::move(file.bytes);
+  *why = file.error == EINVAL ? "it is no regular file"
+         : file.error != 0    ? std::strerror(file.error)
+                              : "it is too large";
+  return std::nullopt;
 }
 
 const char* CopyName(Format format) {

@@ -92,12 +92,12 @@ class MapsReader {
 /// @return why that cannot be told, or 0.
 int SearchMaps(const std::string& path, const FileIdentity& file, bool* found) {
   const Descriptor maps(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!maps.IsOpen()) return errno;
+  if (!maps) return errno;
   MapsReader reader(file);
   for (;;) {
     constexpr std::size_t kPiece = 16384;
     std::array<char, kPiece> piece{};
-    const ssize_t count = read(maps.Get(), piece.data(), piece.size());
+    const ssize_t count = read(maps.get(), piece.data(), piece.size());
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return count == 0 ? 0 : errno;
     *found = reader.Take({piece.data(), static_cast<std::size_t>(count)});

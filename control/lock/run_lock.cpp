@@ -40,21 +40,21 @@ class LockDirectory {
  public:
   explicit LockDirectory(const std::string& path)
       : directory_(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-        error_(directory_.IsOpen() ? 0 : errno) {}
+        error_(directory_ ? 0 : errno) {}
 
   Look AtName() const {
     if (error_ != 0) return {error_, false, {}, {}};
     struct stat status {};
-    return Told(fstatat(directory_.Get(), kLockFile, &status, AT_SYMLINK_NOFOLLOW), status);
+    return Told(fstatat(directory_.get(), kLockFile, &status, AT_SYMLINK_NOFOLLOW), status);
   }
 
   /// Opens the lock; what takes a link's or a pipe's place meanwhile is not followed or waited for.
   Descriptor Open() const {
     constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    return Descriptor(openat(directory_.Get(), kLockFile, kFlags));
+    return Descriptor(openat(directory_.get(), kLockFile, kFlags));
   }
 
-  bool Remove() const { return unlinkat(directory_.Get(), kLockFile, 0) == 0; }
+  bool Remove() const { return unlinkat(directory_.get(), kLockFile, 0) == 0; }
 
  private:
   Descriptor directory_;
@@ -63,7 +63,7 @@ class LockDirectory {
 
 Look AtDescriptor(const Descriptor& file) {
   struct stat status {};
-  return Told(fstat(file.Get(), &status), status);
+  return Told(fstat(file.get(), &status), status);
 }
 
 enum class Use { kNobody, kSomebody, kCannotTell };
@@ -73,15 +73,15 @@ enum class Use { kNobody, kSomebody, kCannotTell };
 /// is kept while `file` is open; who opens the file for writing meanwhile waits.
 Use AskForUse(const Descriptor& file) {
   // By default the owner of a lease that somebody waits for is sent a signal that would end it.
-  if (fcntl(file.Get(), F_SETSIG, SIGURG) != 0) return Use::kCannotTell;
-  if (fcntl(file.Get(), F_SETLEASE, F_RDLCK) == 0) return Use::kNobody;
+  if (fcntl(file.get(), F_SETSIG, SIGURG) != 0) return Use::kCannotTell;
+  if (fcntl(file.get(), F_SETLEASE, F_RDLCK) == 0) return Use::kNobody;
   return errno == EAGAIN ? Use::kSomebody : Use::kCannotTell;
 }
 
 /// Whether somebody has a lock in use that no process seen from here has mapped.
 bool IsUsedUnseen(const LockDirectory& directory, const FileIdentity& lock) {
   const Descriptor file = directory.Open();
-  return file.IsOpen() && AtDescriptor(file).Shows(lock) && AskForUse(file) == Use::kSomebody;
+  return file && AtDescriptor(file).Shows(lock) && AskForUse(file) == Use::kSomebody;
 }
 
 LockReport CannotTell(LockReport report, std::string why) {
@@ -144,9 +144,9 @@ BreakResult BreakLock(const FileIdentity& file, const LockPlaces& places) {
   if (!look.Shows(file)) return BreakResult::kGone;
 
   const Descriptor lock = directory.Open();
-  if (!lock.IsOpen()) return WhyNotOpened();
+  if (!lock) return WhyNotOpened();
   if (!AtDescriptor(lock).Shows(file)) return BreakResult::kGone;
-  if (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) return BreakResult::kHeld;
+  if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return BreakResult::kHeld;
   if (!directory.AtName().Shows(file)) return BreakResult::kGone;
   if (MayBeHeld(places, file, lock)) return BreakResult::kHeld;
   if (!directory.AtName().Shows(file)) return BreakResult::kGone;

@@ -5,8 +5,8 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/file.h>
-#include <sys/pidfd.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +20,14 @@ namespace {
 
 constexpr const char* kNullDevice = "/dev/null";
 constexpr int kLockNumber = 3;  // the descriptor by which a program holds its directory's lock
+
+// The C library has these since 2.36, and there not for C++.
+Descriptor OpenPidfd(pid_t pid) {
+  return Descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+}
+void SendSignal(int pidfd, int signal) {
+  syscall(SYS_pidfd_send_signal, pidfd, signal, nullptr, 0);
+}
 
 /// What a program's start is described with, freed with it.
 class SpawnPlan {
@@ -132,7 +140,7 @@ Child Child::Start(const std::string& program, const std::vector<std::string>& a
   plan.Output(output);
   plan.KeepOnly(lock.get(), kLockNumber);
   const pid_t pid = plan.Start(program, arguments, entries.data());
-  Descriptor pidfd(pidfd_open(pid, 0));
+  Descriptor pidfd = OpenPidfd(pid);
   if (!pidfd) throw SystemError(program, "cannot be waited for", errno);
   return {pid, std::move(pidfd), true};
 }
@@ -147,7 +155,7 @@ std::optional<Child> Child::FindIn(const Directory& directory) {
     const std::string pid = static_cast<const char*>(entry->d_name);
     if (pid.find_first_not_of("0123456789") != std::string::npos) continue;
     if (!WorksIn(pid, place) || !HoldsLock(pid, place)) continue;
-    Descriptor pidfd(pidfd_open(std::atoi(pid.c_str()), 0));
+    Descriptor pidfd = OpenPidfd(std::atoi(pid.c_str()));
     // The number may be another process's by now.
     if (!pidfd || !WorksIn(pid, place)) continue;
     found = Child(std::atoi(pid.c_str()), std::move(pidfd), false);
@@ -157,7 +165,7 @@ std::optional<Child> Child::FindIn(const Directory& directory) {
   return found;
 }
 
-void Child::Signal(int signal) const { pidfd_send_signal(pidfd_.get(), signal, nullptr, 0); }
+void Child::Signal(int signal) const { SendSignal(pidfd_.get(), signal); }
 
 ChildEnd Child::Reap() const {
   if (!ours_) return {};
@@ -184,7 +192,7 @@ int RunQuietly(const std::string& program, const std::vector<std::string>& argum
     plan.NoOutput();
     plan.KeepNone();
     const pid_t pid = plan.Start(program, arguments, environ);
-    const Descriptor pidfd(pidfd_open(pid, 0));
+    const Descriptor pidfd = OpenPidfd(pid);
     if (!pidfd || WaitFor(pidfd.get(), nullptr, milliseconds) != Woken::kReadable) return -1;
     int status = 0;
     if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;

@@ -41,21 +41,6 @@ int WriteAll(int fd, std::string_view bytes) {
 SystemError::SystemError(const std::string& path, const std::string& what, int number)
     : std::runtime_error(path + ": " + what + ": " + std::strerror(number)), error(number) {}
 
-Descriptor::~Descriptor() { Close(); }
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  if (this != &other) {
-    Close();
-    fd_ = std::exchange(other.fd_, -1);
-  }
-  return *this;
-}
-
-void Descriptor::Close() {
-  if (fd_ >= 0) close(fd_);
-  fd_ = -1;
-}
-
 Directory Directory::Open(const std::string& path) {
   Descriptor fd(open(path.c_str(), kDirectoryFlags));
   if (!fd) throw SystemError(path, "cannot be entered", errno);
@@ -181,7 +166,7 @@ Descriptor Directory::TryLock(const std::string& name) const {
   if (errno != EWOULDBLOCK && errno != EINTR) {
     throw SystemError(PathOf(name), "cannot be locked", errno);
   }
-  return {};
+  return Descriptor();
 }
 
 void Directory::Reserve(const std::string& name, std::size_t bytes) const {

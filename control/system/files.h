@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "control/system/descriptor.h"
+
 namespace tarvek::control {
 
 /// Something that the system would not do. what() is for people, "PATH: cannot be made: ...".
@@ -17,23 +19,6 @@ class SystemError : public std::runtime_error {
  public:
   SystemError(const std::string& path, const std::string& what, int number);
   int error;  // as errno has it
-};
-
-/// A file descriptor that is closed with it.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor();
-  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept;
-
-  int get() const { return fd_; }
-  explicit operator bool() const { return fd_ >= 0; }
-  void Close();
-
- private:
-  int fd_ = -1;
 };
 
 class Directory {

@@ -18,16 +18,16 @@ SmallFile Failure(int error) { return {error, {}, true}; }
 
 SmallFile ReadSmallFile(int directory, const std::string& path, std::size_t most) {
   const Descriptor file(openat(directory, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!file.IsOpen()) return Failure(errno);
+  if (!file) return Failure(errno);
   struct stat status {};
-  if (fstat(file.Get(), &status) != 0) return Failure(errno);
+  if (fstat(file.get(), &status) != 0) return Failure(errno);
   if (S_ISDIR(status.st_mode)) return Failure(EISDIR);
   if (!S_ISREG(status.st_mode)) return Failure(EINVAL);
   SmallFile result;
   for (;;) {
     constexpr std::size_t kPiece = 16384;
     std::array<char, kPiece> piece{};
-    const ssize_t count = read(file.Get(), piece.data(), piece.size());
+    const ssize_t count = read(file.get(), piece.data(), piece.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return Failure(errno);
     if (count == 0) return result;
