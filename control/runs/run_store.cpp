@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <ctime>
 
 namespace tarvek::control {
@@ -17,15 +18,20 @@ bool IsId(const std::string& id) {
          id.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyz-") == std::string::npos;
 }
 
+/// An id: when, to the microsecond, and three digits that tell runs of the same moment apart.
 std::string NewId() {
-  const std::time_t now = std::time(nullptr);
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
   std::tm parts{};
-  gmtime_r(&now, &parts);
-  constexpr std::size_t kTextSize = 32;
-  std::array<char, kTextSize> text{};
-  std::strftime(text.data(), text.size(), "%Y%m%d-%H%M%S-", &parts);
-  constexpr std::size_t kDigits = 6;
-  return text.data() + RandomDigits(kDigits);
+  gmtime_r(&now.tv_sec, &parts);
+  constexpr std::size_t kTextSize = 48;
+  constexpr long kNanoseconds = 1000;  // in a microsecond
+  std::array<char, kTextSize> time{};
+  const std::size_t size = std::strftime(time.data(), time.size(), "%Y%m%d-%H%M%S-", &parts);
+  std::snprintf(time.data() + size, time.size() - size, "%05lx",
+                static_cast<unsigned long>(now.tv_nsec / kNanoseconds));
+  constexpr std::size_t kDigits = 3;
+  return time.data() + RandomDigits(kDigits);
 }
 
 }  // namespace

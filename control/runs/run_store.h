@@ -82,7 +82,7 @@ class RunStore {
   const Directory& state() const { return state_; }
   const Directory& backups() const { return backups_; }
 
-  /// Makes a run with an id of its own, "20261121-223501-a1b2c3", and takes its lead.
+  /// Makes a run with an id of its own, "20261121-223501-1e240a3b", and takes its lead.
   Run New(Descriptor* lead) const;
   /// @return a run; absent when there is none of that id.
   std::optional<Run> Find(const std::string& id) const;
