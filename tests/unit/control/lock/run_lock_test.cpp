@@ -318,7 +318,7 @@ TEST(BreakLock, GivesWayToAnotherProgramThatBreaksIt) {
   const LockMachine machine;
   const FileIdentity lock = machine.MakeLock();
   const Descriptor other(open(machine.LockPath().c_str(), O_RDONLY));
-  ASSERT_EQ(flock(other.Get(), LOCK_EX), 0);
+  ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
   EXPECT_EQ(BreakLock(lock, machine.Places()), BreakResult::kHeld);
   EXPECT_TRUE(machine.LockExists());
 }
