@@ -13,6 +13,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 namespace tarvek::control {
 namespace {
@@ -176,6 +177,18 @@ void Directory::Reserve(const std::string& name, std::size_t bytes) const {
   if (error == 0) return;
   Remove(name);
   throw SystemError(PathOf(name), "cannot be written", error);
+}
+
+void Directory::Rename(const std::string& from, const std::string& to) const {
+  if (renameat(fd_.get(), from.c_str(), fd_.get(), to.c_str()) != 0) {
+    throw SystemError(PathOf(to), "cannot be made", errno);
+  }
+}
+
+long Directory::Age(const std::string& name) const {
+  struct stat info {};
+  if (fstatat(fd_.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
+  return std::time(nullptr) - info.st_mtim.tv_sec;
 }
 
 void Directory::Remove(const std::string& name) const { unlinkat(fd_.get(), name.c_str(), 0); }

@@ -64,6 +64,11 @@ class Directory {
   /// Makes a file of `bytes` bytes that take their room on the disk.
   void Reserve(const std::string& name, std::size_t bytes) const;
 
+  /// Gives a file or directory another name; what has that name is replaced if it can be.
+  void Rename(const std::string& from, const std::string& to) const;
+  /// @return how long ago something was last changed, in seconds; 0 when it is not there.
+  long Age(const std::string& name) const;
+
   /// Removes a file, or nothing.
   void Remove(const std::string& name) const;
   /// Removes a file or a directory with all that is in it; what cannot be removed stays.
