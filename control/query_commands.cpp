@@ -254,7 +254,7 @@ Result RunBackup(const Session& session, const Options& options) {
                   "See that nothing else writes to the BMC, then run the command again.");
   }
   if (options.overwrite) {
-    folder.Write(name, second.image);
+    folder.WriteDurably(name, second.image);
   } else {
     folder.WriteNew(name, second.image);
   }

@@ -72,7 +72,7 @@ Request RequestFromJson(const Json& json) {
 }
 
 void Run::Save(const Request& request) const {
-  directory_.Write(kRequest, JsonLine(RequestJson(request)));
+  directory_.WriteDurably(kRequest, JsonLine(RequestJson(request)));
 }
 
 Request Run::ReadRequest() const {
@@ -86,7 +86,7 @@ std::optional<Result> Run::ReadResult() const {
 }
 
 void Run::Save(const Result& result) const {
-  directory_.Write(kResult, JsonLine(ResultJson(result)));
+  directory_.WriteDurably(kResult, JsonLine(ResultJson(result)));
 }
 
 RunStore::RunStore(const std::string& state_directory)

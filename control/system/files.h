@@ -47,13 +47,13 @@ class Directory {
   /// @throws SystemError  for what is no regular file, cannot be read, or is longer than `most`.
   std::optional<std::string> Read(const std::string& name, std::size_t most = kMostBytes) const;
 
-  /// Writes a file whole: under its name stands what stood there before, or all of `bytes`, also
-  /// after the power has failed.
+  /// Writes a file whole: under its name stands what stood there before, or all of `bytes`.
   /// @throws SystemError.
   void Write(const std::string& name, std::string_view bytes, unsigned mode = kPrivateMode) const;
+  /// Likewise, also after the power has failed: for what is relied on later.
+  void WriteDurably(const std::string& name, std::string_view bytes) const;
   /// Likewise, but fails (EEXIST) when there is something of that name.
-  void WriteNew(const std::string& name, std::string_view bytes,
-                unsigned mode = kPrivateMode) const;
+  void WriteNew(const std::string& name, std::string_view bytes) const;
 
   /// Opens a file for appending, and makes it if need be.
   Descriptor Append(const std::string& name) const;
@@ -80,7 +80,8 @@ class Directory {
 
  private:
   Directory(Descriptor fd, std::string path) : fd_(std::move(fd)), path_(std::move(path)) {}
-  std::string WriteTemporary(std::string_view bytes, unsigned mode) const;
+  std::string WriteTemporary(std::string_view bytes, unsigned mode, bool durable) const;
+  void Replace(const std::string& temporary, const std::string& name) const;
 
   Descriptor fd_;
   std::string path_;
