@@ -244,7 +244,7 @@ Expected RanInterrupted() {
 
 const std::vector<Case> kUpdates{
     {"Done", Newer, {"update", "new.sdr"}, Programmed()},
-    {"DoneOptionsFirst", Newer, {"--force", "update", "new.sdr"}, Usage()},
+    {"DoneOptionsFirst", Newer, {"--force", "update", "new.sdr"}, Programmed()},
     {"DoneDowngradeForced", Older, {"update", "--force", "new.sdr"}, Programmed("01.04")},
     {"DoneSameVersionForced",
      SameVersionOtherBytes,
