@@ -93,7 +93,9 @@ class Objects : public ProgressSink {
 
   void Show(const Progress& progress) override {
     if (shown_ && Same(last_, progress)) return;
+    const std::string run = progress.run.empty() ? last_.run : progress.run;
     last_ = progress;
+    last_.run = run;
     shown_ = true;
     Json json{{"schema", 1},
               {"command", command_},
@@ -101,7 +103,7 @@ class Objects : public ProgressSink {
               {"phase", progress.phase},
               {"percent", progress.percent},
               {"seconds_left", nullptr}};
-    if (!progress.run.empty()) json["run"] = progress.run;
+    if (!run.empty()) json["run"] = run;
     if (progress.seconds_left) json["seconds_left"] = *progress.seconds_left;
     Say(JsonLine(json));
   }
