@@ -95,11 +95,16 @@ std::string Words(const Result& result, const Options& options) {
   return text;
 }
 
-/// Tells what a command came to: complaints on standard error, all else on standard output.
+/// Tells what a command came to: complaints on standard error, all else on standard output. Where
+/// it cannot be told, the exit status still does.
 void Tell(const Result& result, const Options& options) {
-  tarvek::inspect::StandardOutput output;
-  output.Write(Words(result, options));
-  output.Finish();
+  try {
+    tarvek::inspect::StandardOutput output;
+    output.Write(Words(result, options));
+    output.Finish();
+  } catch (const tarvek::inspect::OutputError& error) {
+    std::cerr << "tarvekctl: " << error.what() << '\n';
+  }
   if (IsComplaint(result) && !options.json) std::cerr << "tarvekctl: " << MessageText(result);
 }
 

@@ -51,8 +51,8 @@ bool ReadAnew(const Session& session, const Bmc& bmc) {
   const std::optional<BmcLock> lock = BmcLock::Try(session.store, "");
   if (!lock || RunWithoutLock(session.store, "")) return false;
   SettleRuns(session, "");
-  SweepScratch(session.store);
-  WaitForFreeLock(session, {});
+  session.store.Sweep();
+  WaitForFreeLock(session);
   ReadFailure failure;
   const std::optional<Served> served = ReadServed(session, bmc, &failure);
   if (!served && failure.busy) return false;
@@ -114,13 +114,13 @@ BmcLock LockForReading(const Session& session) {
     const std::optional<Run> run =
         lock ? RunWithoutLock(session.store, "") : RunWithLock(session.store);
     if (run) {
-      StopBusy(session, "Run " + run->id() + " is under way.",
-               "Wait for it: tarvekctl wait " + run->id() + ".");
+      StopInUse(session, "Run " + run->id() + " is under way.",
+                "Wait for it: tarvekctl wait " + run->id() + ".");
     }
     if (lock) return std::move(*lock);
     if (std::chrono::steady_clock::now() >= end) {
-      StopBusy(session, "Another tarvekctl is reading the BMC.",
-               "Run the command again when it has ended.");
+      StopInUse(session, "Another tarvekctl is reading the BMC.",
+                "Run the command again when it has ended.");
     }
     if (WaitFor(-1, session.stops, kPause) == Woken::kInterrupted) StopInterrupted(session);
   }
@@ -130,7 +130,7 @@ Served ReadOrFail(const Session& session, const Bmc& bmc) {
   ReadFailure failure;
   std::optional<Served> served = ReadServed(session, bmc, &failure);
   if (served) return std::move(*served);
-  if (failure.busy) StopBusy(session, failure.what, failure.remedy);
+  if (failure.busy) StopInUse(session, failure.what, failure.remedy);
   Result result =
       Unchanged(session, ExitStatus::kBmcFailed, Outcome::kFailed, failure.what, failure.remedy);
   if (failure.too_large) {
@@ -240,8 +240,8 @@ Result RunBackup(const Session& session, const Options& options) {
   }
   const BmcLock lock = LockForReading(session);
   SettleRuns(session, "");
-  SweepScratch(session.store);
-  WaitForFreeLock(session, {});
+  session.store.Sweep();
+  WaitForFreeLock(session);
   const Bmc bmc = IdentifyBmc(session);
   if (bmc.info.records == 0) {
     throw Stop(Unchanged(session, ExitStatus::kNothing, Outcome::kNothing,
@@ -254,7 +254,7 @@ Result RunBackup(const Session& session, const Options& options) {
                   "See that nothing else writes to the BMC, then run the command again.");
   }
   if (options.overwrite) {
-    folder.Write(name, second.image);
+    folder.WriteDurably(name, second.image);
   } else {
     folder.WriteNew(name, second.image);
   }

@@ -31,6 +31,7 @@ Request RequestOf(const Options& options) {
   request.keep_backup = !options.no_backup;
   request.break_lock = options.break_lock;
   request.listed = !restore || !options.boards.empty();
+  request.keep = options.keep;
   request.began = std::time(nullptr);
   return request;
 }
@@ -76,15 +77,15 @@ Way FindWay(const Session& session, const std::string& mine, const Request& requ
     if (other) {
       way.lock.reset();
       if (!SameInput(*other, request)) {
-        StopBusy(session, "Run " + other->id() + " is under way.",
-                 "Wait for it: tarvekctl wait " + other->id() + ".");
+        StopInUse(session, "Run " + other->id() + " is under way.",
+                  "Wait for it: tarvekctl wait " + other->id() + ".");
       }
       way.under_way = std::move(other);
       return way;
     }
     if (std::chrono::steady_clock::now() >= end) {
-      StopBusy(session, "Another tarvekctl is reading the BMC.",
-               "Run the command again when it has ended.");
+      StopInUse(session, "Another tarvekctl is reading the BMC.",
+                "Run the command again when it has ended.");
     }
     if (WaitFor(-1, session.stops, kPause) == Woken::kInterrupted) StopInterrupted(session);
   }
@@ -100,7 +101,6 @@ bool ServiceFits(const Session& session, const Options& options) {
 
 /// Lets the run go on by itself.
 Result Detach(const Session& session, const Options& options, Led* led) {
-  HandOver(led->run);
   const std::string& id = led->run.id();
   bool started = false;
   if (ServiceFits(session, options)) {
@@ -159,8 +159,8 @@ Result RunPlan(const Session& session, const Options& options) {
   CopyFiles(session, options, work, &request);
   const Way way = FindWay(session, "", request, kPatience);
   if (way.under_way) {
-    StopBusy(session, "Run " + way.under_way->id() + " writes this INPUT now.",
-             "Wait for it: tarvekctl wait " + way.under_way->id() + ".");
+    StopInUse(session, "Run " + way.under_way->id() + " writes this INPUT now.",
+              "Wait for it: tarvekctl wait " + way.under_way->id() + ".");
   }
   SettleRuns(session, "");
   const Examination found = Examine(session, request, work);
@@ -208,9 +208,10 @@ Result RunUpdate(const Session& session, const Options& options) {
     return result;
   }
   SettleRuns(session, led.run.id());
-  SweepScratch(session.store);
+  session.store.Sweep();
   if (options.detach) {
     Examine(session, led.request, led.run.Work());
+    HandOver(led.run);
     made.Keep();
     way.lock.reset();
     return Detach(session, options, &led);
@@ -229,7 +230,7 @@ Result RunResume(const Session& session, const Options& options) {
   }
   Descriptor lead(options.lead);
   if (!lead) lead = run->TakeLead();
-  if (!lead) StopBusy(session, "Run " + run->id() + " is led already.", "Wait for it.");
+  if (!lead) StopInUse(session, "Run " + run->id() + " is led already.", "Wait for it.");
   if (std::optional<Result> result = run->ReadResult()) return *result;
   Led led{std::move(*run), std::move(lead), {}};
   led.request = led.run.ReadRequest();
@@ -241,7 +242,9 @@ Result RunResume(const Session& session, const Options& options) {
   try {
     const Way way = FindWay(its, led.run.id(), nobody, kResumePatience);
     SettleRuns(its, led.run.id());
-    return LeadRun(its, led);
+    Result result = LeadRun(its, led);
+    its.store.Prune(led.request.keep);
+    return result;
   } catch (Stop& stop) {
     EndRun(its, led.run, &stop.result);
     return stop.result;

@@ -20,8 +20,10 @@ const char* GravityName(Gravity gravity);
 
 /// One thing that was looked at.
 struct Finding {
-  std::string
-      subject;  // a word that never changes: "node", "modules", "virtual-machine", "bmc" ...
+  /// A word that never changes: "node", "modules", "container", "virtual-machine", "bmc",
+  /// "manufacturer", "boards", "requests", "programs", "lock", "shared-memory", "tool",
+  /// "state-directory" or "space".
+  std::string subject;
   Gravity gravity = Gravity::kGood;
   std::string sentence;  // what is so; not escaped
   std::string remedy;    // what to do; empty for what is good
@@ -32,10 +34,12 @@ struct DoctorOptions {
   std::string tool;                   // the path of tarvek
   std::string state_directory;        // of tarvekctl
   std::optional<std::string> boards;  // a hardware list
-  std::string root;                   // put before /proc, /sys, /lib/modules, /etc; for tests
+  std::string root;                   // put before the system's directories but /dev; for tests
 };
 
-/// Looks at everything. Sends only requests that change nothing. Takes no lock.
+/// Looks at everything. Sends only requests that change nothing. Takes no lock. A driver's node is
+/// told by opening it. Without one, nothing is said about the BMC.
+/// @return one finding a subject at most; what was found so far when an interrupt comes.
 std::vector<Finding> Examine(const DoctorOptions& options, const Interrupts* interrupts);
 
 }  // namespace tarvek::control

@@ -121,7 +121,7 @@ void ReadAfter(const Session& session, const Run& run, const Plan& plan, End* en
     const Directory work = run.Work();
     end->code = ResultCode(work);
     end->error = FirstError(work.Read("tarvek.log").value_or(""));
-    WaitForFreeLock(session, {&work});
+    WaitForFreeLock(session);
     const Bmc bmc = IdentifyBmc(session);
     ReadFailure failure;
     const std::optional<Served> served = ReadServed(session, bmc, &failure);
@@ -154,6 +154,8 @@ Result Conclude(const Session& session, const Plan& plan, const End& end) {
   }
   if (result.in_service == InService::kInput) {
     result.status = ExitStatus::kDone;
+  } else if (!end.after && end.code == "Duplex") {
+    result.status = ExitStatus::kBusy;  // the other run is at work
   } else if (result.in_service == InService::kUnknown) {
     result.status = ExitStatus::kInterrupted;
   } else {

@@ -199,7 +199,7 @@ void Judge(const Session& session, const Request& request, const Examination& fo
 void ReadBefore(const Session& session, const Request& request, Examination* found) {
   ReadFailure failure;
   found->served = ReadServed(session, found->bmc, &failure);
-  if (!found->served && failure.busy) StopBusy(session, failure.what, failure.remedy);
+  if (!found->served && failure.busy) StopInUse(session, failure.what, failure.remedy);
   const std::string way_out = "Save it by other means, then go on without a backup: --no-backup.";
   if (!found->served && failure.too_large) {
     if (!request.keep_backup) return;
@@ -237,7 +237,7 @@ Examination Examine(const Session& session, const Request& request, const Direct
   }
   found.bmc = IdentifyBmc(session);
   CheckBoard(session, request, found.input, found.bmc, work);
-  WaitForFreeLock(session, {&work});
+  WaitForFreeLock(session);
   session.sink.Show({"", "reading", 1, {}});
   const auto began = std::chrono::steady_clock::now();
   ReadBefore(session, request, &found);

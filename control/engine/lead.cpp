@@ -51,7 +51,7 @@ std::string SaveBackup(const Session& session, const Run& run, const Examination
   session.sink.Show(ReadProgress(run));
   ReadFailure failure;
   const std::optional<Served> again = ReadServed(session, found.bmc, &failure);
-  if (!again && failure.busy) StopBusy(session, failure.what, failure.remedy);
+  if (!again && failure.busy) StopInUse(session, failure.what, failure.remedy);
   if (!again) FailUnchanged(session, failure.what, failure.remedy);
   if (again->records != found.served->records) {
     FailUnchanged(
@@ -284,18 +284,6 @@ void SettleRuns(const Session& session, const std::string& mine) {
     } catch (const SystemError&) {
       continue;  // it is being made, or removed
     }
-  }
-}
-
-void SweepScratch(const RunStore& store) {
-  for (const std::string& name : store.state().Names()) {
-    if (name.rfind(".scratch-", 0) != 0 && name.rfind(".new-", 0) != 0) continue;
-    try {
-      if (name.rfind(".scratch-", 0) == 0 && Child::FindIn(store.state().Sub(name))) continue;
-    } catch (const SystemError&) {
-      continue;
-    }
-    store.RemoveScratch(name);
   }
 }
 

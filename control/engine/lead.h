@@ -57,7 +57,4 @@ void HandOver(const Run& run);
 /// Gives a result to each run that nobody leads and whose program has ended. Needs the BMC's lock.
 void SettleRuns(const Session& session, const std::string& mine);
 
-/// Removes what commands that were killed left behind. Needs the BMC's lock.
-void SweepScratch(const RunStore& store);
-
 }  // namespace tarvek::control

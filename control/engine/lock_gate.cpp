@@ -7,6 +7,7 @@
 #include <array>
 #include <chrono>
 #include <optional>
+#include <vector>
 
 #include "control/lock/run_lock.h"
 #include "inspect/text/escape.h"
@@ -53,6 +54,21 @@ bool LeftIn(const Directory& work, const LockReport& lock) {
   return last && !Before(*last, lock.made);
 }
 
+/// Whether a child of tarvekctl's left this lock. Nobody holds it, so none of them runs any more.
+bool IsOurs(const RunStore& store, const LockReport& lock) {
+  std::vector<Directory> places;
+  try {
+    for (const std::string& name : store.Scratches()) places.push_back(store.state().Sub(name));
+    for (const std::string& id : store.Ids()) {
+      if (const std::optional<Run> run = store.Find(id)) places.push_back(run->Work());
+    }
+  } catch (const SystemError&) {
+    // One goes that another command has done with.
+  }
+  return std::any_of(places.begin(), places.end(),
+                     [&lock](const Directory& work) { return LeftIn(work, lock); });
+}
+
 std::string NameOf(const LockReport& lock) {
   if (!lock.holder) return "another program";
   return "process " + std::to_string(lock.holder->pid) + " (" +
@@ -72,22 +88,20 @@ std::string NameOf(const LockReport& lock) {
                    inspect::Escaped(lock.why) + ".",
                "Run tarvekctl as root on the machine itself: tarvekctl doctor.");
     default:
-      StopBusy(session, "The single-run lock is held by " + NameOf(lock) + ".",
-               "Wait until it has ended, then run the command again: tarvekctl status tells.");
+      StopInUse(session, "The single-run lock is held by " + NameOf(lock) + ".",
+                "Wait until it has ended, then run the command again: tarvekctl status tells.");
   }
 }
 
 }  // namespace
 
-void WaitForFreeLock(const Session& session, const std::vector<const Directory*>& ours) {
+void WaitForFreeLock(const Session& session) {
   const auto end = std::chrono::steady_clock::now() + kPatience;
   for (;;) {
     const LockReport lock = InspectLock();
     if (lock.state == LockState::kFree) return;
     if (lock.state == LockState::kStale) {
-      const bool left = std::any_of(ours.begin(), ours.end(),
-                                    [&lock](const Directory* work) { return LeftIn(*work, lock); });
-      if (!left && !session.break_lock) StopAt(session, lock);
+      if (!IsOurs(session.store, lock) && !session.break_lock) StopAt(session, lock);
       const BreakResult broken = BreakLock(lock.file);
       if (broken == BreakResult::kBroken || broken == BreakResult::kGone) continue;
       StopAt(session, lock);

@@ -52,7 +52,7 @@ Json OrNull(const std::optional<std::string>& text) { return text ? Json(*text) 
 }  // namespace
 
 void SavePlan(const Run& run, const Plan& plan) {
-  run.directory().Write(
+  run.directory().WriteDurably(
       Run::kProgramming,
       JsonLine({{"input", ToLines(plan.input)},
                 {"before", plan.before ? Json(ToLines(*plan.before)) : Json(nullptr)},

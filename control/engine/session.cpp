@@ -35,6 +35,14 @@ void StopBusy(const Session& session, const std::string& what, const std::string
   throw Stop(Unchanged(session, ExitStatus::kBusy, Outcome::kBusy, what, remedy));
 }
 
+void StopInUse(const Session& session, const std::string& what, const std::string& remedy) {
+  Result result = Unchanged(session, ExitStatus::kBusy, Outcome::kBusy, what, remedy);
+  result.changed.reset();
+  result.in_service = InService::kUnknown;
+  result.message.state = "This command changed nothing; what the other program does is not known.";
+  throw Stop(std::move(result));
+}
+
 void StopInterrupted(const Session& session) {
   throw Stop(Unchanged(session, ExitStatus::kInterrupted, Outcome::kInterrupted,
                        "The command was interrupted before anything was written.",

@@ -55,8 +55,12 @@ Result Unchanged(const Session& session, ExitStatus status, Outcome outcome, std
                          const std::string& remedy, const std::string& result_code = "");
 [[noreturn]] void FailUnchanged(const Session& session, const std::string& what,
                                 const std::string& remedy, const std::string& result_code = "");
+/// A lock is in the way that no program is known to hold.
 [[noreturn]] void StopBusy(const Session& session, const std::string& what,
                            const std::string& remedy);
+/// Another program is at work, and may be changing what the BMC serves.
+[[noreturn]] void StopInUse(const Session& session, const std::string& what,
+                            const std::string& remedy);
 [[noreturn]] void StopInterrupted(const Session& session);
 
 }  // namespace tarvek::control

@@ -9,6 +9,9 @@ namespace tarvek::control {
 namespace {
 
 constexpr const char* kRequest = "request.json";
+constexpr const char* kUnnamed = ".new-";      // before a run's id, until it is led
+constexpr const char* kScratch = ".scratch-";  // before a scratch directory's own name
+constexpr long kLeftBehind = 3600;             // seconds: nothing that is in use is so old
 constexpr std::size_t kMostJson = std::size_t{16} << 20U;  // bytes
 
 /// An id is a name of ours: digits, small letters and "-", and so nothing that leads elsewhere.
@@ -47,6 +50,7 @@ Json RequestJson(const Request& request) {
           {"break_lock", request.break_lock},
           {"listed", request.listed},
           {"digest", request.digest},
+          {"keep", request.keep},
           {"began", request.began}};
 }
 
@@ -62,12 +66,13 @@ Request RequestFromJson(const Json& json) {
   json.at("break_lock").get_to(request.break_lock);
   json.at("listed").get_to(request.listed);
   json.at("digest").get_to(request.digest);
+  json.at("keep").get_to(request.keep);
   json.at("began").get_to(request.began);
   return request;
 }
 
 void Run::Save(const Request& request) const {
-  directory_.Write(kRequest, JsonLine(RequestJson(request)));
+  directory_.WriteDurably(kRequest, JsonLine(RequestJson(request)));
 }
 
 Request Run::ReadRequest() const {
@@ -81,7 +86,7 @@ std::optional<Result> Run::ReadResult() const {
 }
 
 void Run::Save(const Result& result) const {
-  directory_.Write(kResult, JsonLine(ResultJson(result)));
+  directory_.WriteDurably(kResult, JsonLine(ResultJson(result)));
 }
 
 RunStore::RunStore(const std::string& state_directory)
@@ -90,11 +95,13 @@ RunStore::RunStore(const std::string& state_directory)
       backups_(state_.SubOrMake("backups", Directory::kPrivateDirectory)) {}
 
 Run RunStore::New(Descriptor* lead) const {
-  std::string id = NewId();
-  Run run(id, runs_.MakeSub(id, Directory::kPrivateDirectory));
+  const std::string id = NewId();
+  const std::string unnamed = kUnnamed + id;
+  const Run run(id, runs_.MakeSub(unnamed, Directory::kPrivateDirectory));
   *lead = run.TakeLead();
   run.directory().MakeSub(Run::kWork, Directory::kPrivateDirectory);
-  return run;
+  runs_.Rename(unnamed, id);
+  return {id, runs_.Sub(id)};
 }
 
 std::optional<Run> RunStore::Find(const std::string& id) const {
@@ -130,8 +137,24 @@ void RunStore::Prune(std::size_t keep) const {
 
 Directory RunStore::Scratch(std::string* name) const {
   constexpr std::size_t kDigits = 16;
-  *name = ".scratch-" + RandomDigits(kDigits);
+  *name = kScratch + RandomDigits(kDigits);
   return state_.MakeSub(*name, Directory::kPrivateDirectory);
+}
+
+std::vector<std::string> RunStore::Scratches() const {
+  std::vector<std::string> names = state_.Names();
+  names.erase(std::remove_if(names.begin(), names.end(),
+                             [](const auto& name) { return name.rfind(kScratch, 0) != 0; }),
+              names.end());
+  return names;
+}
+
+void RunStore::Sweep() const {
+  for (const Directory* const directory : {&state_, &runs_, &backups_}) {
+    for (const std::string& name : directory->Names()) {
+      if (name.front() == '.' && directory->Age(name) >= kLeftBehind) directory->RemoveAll(name);
+    }
+  }
 }
 
 }  // namespace tarvek::control

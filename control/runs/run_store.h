@@ -35,9 +35,10 @@ struct Request {
   bool allow_findings = false;
   bool keep_backup = true;
   bool break_lock = false;
-  bool listed = true;  // the boards of a hardware list count; else the image's own product
-  std::string digest;  // of what was copied
-  long began = 0;      // seconds since 1970
+  bool listed = true;    // the boards of a hardware list count; else the image's own product
+  std::string digest;    // of what was copied
+  std::size_t keep = 0;  // how many runs are kept behind it
+  long began = 0;        // seconds since 1970
 };
 
 Json RequestJson(const Request& request);
@@ -82,7 +83,8 @@ class RunStore {
   const Directory& state() const { return state_; }
   const Directory& backups() const { return backups_; }
 
-  /// Makes a run with an id of its own, "20261121-223501-1e240a3b", and takes its lead.
+  /// Makes a run with an id of its own, "20261121-223501-1e240a3b", and takes its lead: nobody
+  /// finds it without one.
   Run New(Descriptor* lead) const;
   /// @return a run; absent when there is none of that id.
   std::optional<Run> Find(const std::string& id) const;
@@ -97,6 +99,10 @@ class RunStore {
   /// A directory for what is needed now and not later.
   Directory Scratch(std::string* name) const;
   void RemoveScratch(const std::string& name) const { state_.RemoveAll(name); }
+  /// The names of the scratch directories, those of programs that were killed among them.
+  std::vector<std::string> Scratches() const;
+  /// Removes what programs that were killed left behind an hour ago or more.
+  void Sweep() const;
 
  private:
   Directory state_;

@@ -13,6 +13,9 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+
+#include "control/system/small_file.h"
 
 namespace tarvek::control {
 namespace {
@@ -100,50 +103,43 @@ bool Directory::Has(const std::string& name) const {
 }
 
 std::optional<std::string> Directory::Read(const std::string& name, std::size_t most) const {
-  const Descriptor fd(
-      openat(fd_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!fd && errno == ENOENT) return std::nullopt;
-  struct stat info {};
-  if (!fd || fstat(fd.get(), &info) != 0) throw SystemError(PathOf(name), "cannot be read", errno);
-  if (!S_ISREG(info.st_mode)) throw SystemError(PathOf(name), "cannot be read", EINVAL);
-  std::string bytes;
-  constexpr std::size_t kPiece = std::size_t{1} << 16U;
-  for (;;) {
-    const std::size_t had = bytes.size();
-    if (had > most) throw SystemError(PathOf(name), "cannot be read", EFBIG);
-    bytes.resize(had + kPiece);
-    const ssize_t count = read(fd.get(), bytes.data() + had, kPiece);
-    const int error = errno;
-    bytes.resize(had + (count > 0 ? static_cast<std::size_t>(count) : 0));
-    if (count == 0) return bytes;
-    if (count < 0 && error != EINTR) throw SystemError(PathOf(name), "cannot be read", error);
-  }
+  SmallFile file = ReadSmallFile(fd_.get(), name, most, O_NOFOLLOW);
+  if (file.error == ENOENT) return std::nullopt;
+  if (!file.whole) file.error = EFBIG;
+  if (file.error != 0) throw SystemError(PathOf(name), "cannot be read", file.error);
+  return std::move(file.bytes);
 }
 
-std::string Directory::WriteTemporary(std::string_view bytes, unsigned mode) const {
+std::string Directory::WriteTemporary(std::string_view bytes, unsigned mode, bool durable) const {
   constexpr std::size_t kDigits = 16;
   const std::string name = ".new-" + RandomDigits(kDigits);
   Descriptor fd(
       openat(fd_.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
   int error = fd ? WriteAll(fd.get(), bytes) : errno;
-  if (error == 0 && fsync(fd.get()) != 0) error = errno;
+  if (error == 0 && durable && fsync(fd.get()) != 0) error = errno;
   if (error == 0) return name;
   if (fd) unlinkat(fd_.get(), name.c_str(), 0);
   throw SystemError(path_, "cannot be written to", error);
 }
 
+void Directory::Replace(const std::string& temporary, const std::string& name) const {
+  if (renameat(fd_.get(), temporary.c_str(), fd_.get(), name.c_str()) == 0) return;
+  const int error = errno;
+  unlinkat(fd_.get(), temporary.c_str(), 0);
+  throw SystemError(PathOf(name), "cannot be written", error);
+}
+
 void Directory::Write(const std::string& name, std::string_view bytes, unsigned mode) const {
-  const std::string temporary = WriteTemporary(bytes, mode);
-  if (renameat(fd_.get(), temporary.c_str(), fd_.get(), name.c_str()) != 0) {
-    const int error = errno;
-    unlinkat(fd_.get(), temporary.c_str(), 0);
-    throw SystemError(PathOf(name), "cannot be written", error);
-  }
+  Replace(WriteTemporary(bytes, mode, false), name);
+}
+
+void Directory::WriteDurably(const std::string& name, std::string_view bytes) const {
+  Replace(WriteTemporary(bytes, kPrivateMode, true), name);
   fsync(fd_.get());
 }
 
-void Directory::WriteNew(const std::string& name, std::string_view bytes, unsigned mode) const {
-  const std::string temporary = WriteTemporary(bytes, mode);
+void Directory::WriteNew(const std::string& name, std::string_view bytes) const {
+  const std::string temporary = WriteTemporary(bytes, kPrivateMode, true);
   const int linked = linkat(fd_.get(), temporary.c_str(), fd_.get(), name.c_str(), 0);
   const int error = errno;
   unlinkat(fd_.get(), temporary.c_str(), 0);
@@ -176,6 +172,18 @@ void Directory::Reserve(const std::string& name, std::size_t bytes) const {
   if (error == 0) return;
   Remove(name);
   throw SystemError(PathOf(name), "cannot be written", error);
+}
+
+void Directory::Rename(const std::string& from, const std::string& to) const {
+  if (renameat(fd_.get(), from.c_str(), fd_.get(), to.c_str()) != 0) {
+    throw SystemError(PathOf(to), "cannot be made", errno);
+  }
+}
+
+long Directory::Age(const std::string& name) const {
+  struct stat info {};
+  if (fstatat(fd_.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
+  return std::time(nullptr) - info.st_mtim.tv_sec;
 }
 
 void Directory::Remove(const std::string& name) const { unlinkat(fd_.get(), name.c_str(), 0); }

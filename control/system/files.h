@@ -47,13 +47,13 @@ class Directory {
   /// @throws SystemError  for what is no regular file, cannot be read, or is longer than `most`.
   std::optional<std::string> Read(const std::string& name, std::size_t most = kMostBytes) const;
 
-  /// Writes a file whole: under its name stands what stood there before, or all of `bytes`, also
-  /// after the power has failed.
+  /// Writes a file whole: under its name stands what stood there before, or all of `bytes`.
   /// @throws SystemError.
   void Write(const std::string& name, std::string_view bytes, unsigned mode = kPrivateMode) const;
+  /// Likewise, also after the power has failed: for what is relied on later.
+  void WriteDurably(const std::string& name, std::string_view bytes) const;
   /// Likewise, but fails (EEXIST) when there is something of that name.
-  void WriteNew(const std::string& name, std::string_view bytes,
-                unsigned mode = kPrivateMode) const;
+  void WriteNew(const std::string& name, std::string_view bytes) const;
 
   /// Opens a file for appending, and makes it if need be.
   Descriptor Append(const std::string& name) const;
@@ -63,6 +63,11 @@ class Directory {
 
   /// Makes a file of `bytes` bytes that take their room on the disk.
   void Reserve(const std::string& name, std::size_t bytes) const;
+
+  /// Gives a file or directory another name; what has that name is replaced if it can be.
+  void Rename(const std::string& from, const std::string& to) const;
+  /// @return how long ago something was last changed, in seconds; 0 when it is not there.
+  long Age(const std::string& name) const;
 
   /// Removes a file, or nothing.
   void Remove(const std::string& name) const;
@@ -75,7 +80,8 @@ class Directory {
 
  private:
   Directory(Descriptor fd, std::string path) : fd_(std::move(fd)), path_(std::move(path)) {}
-  std::string WriteTemporary(std::string_view bytes, unsigned mode) const;
+  std::string WriteTemporary(std::string_view bytes, unsigned mode, bool durable) const;
+  void Replace(const std::string& temporary, const std::string& name) const;
 
   Descriptor fd_;
   std::string path_;

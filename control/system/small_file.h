@@ -16,6 +16,7 @@ struct SmallFile {
 /// EINVAL, a directory with EISDIR.
 /// @param directory  what a relative path begins at; AT_FDCWD: the working directory.
 /// @param most       so many bytes are read at most.
-SmallFile ReadSmallFile(int directory, const std::string& path, std::size_t most);
+/// @param flags      more flags for opening it, such as O_NOFOLLOW.
+SmallFile ReadSmallFile(int directory, const std::string& path, std::size_t most, int flags = 0);
 
 }  // namespace tarvek::control

@@ -1,12 +1,15 @@
 // Asks the machine's BMC and prints what came of it, for tests that run it on a simulated one:
 // asking_program ask|probe|interrupted MILLISECONDS
+// asking_program doctor ROOT TOOL STATE_DIRECTORY [BOARDS]
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include "control/bmc/bmc.h"
+#include "control/doctor/doctor.h"
 
 namespace {
 
@@ -14,6 +17,10 @@ using tarvek::control::AskBmc;
 using tarvek::control::BmcFailure;
 using tarvek::control::BmcReport;
 using tarvek::control::DeviceId;
+using tarvek::control::DoctorOptions;
+using tarvek::control::Examine;
+using tarvek::control::Finding;
+using tarvek::control::GravityName;
 using tarvek::control::Interrupts;
 using tarvek::control::Probe;
 using tarvek::control::ProbeCommands;
@@ -71,11 +78,24 @@ void SendTermLater() {
   if (timer_settime(timer, 0, &moment, nullptr) != 0) std::abort();
 }
 
+void ExamineMachine(const std::vector<std::string>& words) {
+  DoctorOptions options;
+  options.root = words.at(0);
+  options.tool = words.at(1);
+  options.state_directory = words.at(2);
+  if (words.size() > 3) options.boards = words[3];
+  for (const Finding& finding : Examine(options, nullptr)) {
+    std::printf("%s: %s: %s [%s]\n", finding.subject.c_str(), GravityName(finding.gravity),
+                finding.sentence.c_str(), finding.command.c_str());
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) return EXIT_FAILURE;
+  if (argc < 3) return EXIT_FAILURE;
   const std::string verb = argv[1];
+  if (verb == "doctor") ExamineMachine({argv + 2, argv + argc});
   const int limit = std::atoi(argv[2]);
   if (verb == "ask") Print(AskBmc(nullptr, limit));
   if (verb == "interrupted") {

@@ -1,0 +1,52 @@
+#include "control/doctor/finding.h"
+
+#include <system_error>
+
+namespace tarvek::control {
+
+const char* GravityName(Gravity gravity) {
+  switch (gravity) {
+    case Gravity::kGood:
+      return "good";
+    case Gravity::kNote:
+      return "note";
+    case Gravity::kProblem:
+      break;
+  }
+  return "problem";
+}
+
+Finding Good(const char* subject, std::string sentence) {
+  return {subject, Gravity::kGood, std::move(sentence), {}, {}};
+}
+
+Finding Note(const char* subject, std::string sentence, std::string remedy, std::string command) {
+  return {subject, Gravity::kNote, std::move(sentence), std::move(remedy), std::move(command)};
+}
+
+Finding Problem(const char* subject, std::string sentence, std::string remedy,
+                std::string command) {
+  return {subject, Gravity::kProblem, std::move(sentence), std::move(remedy), std::move(command)};
+}
+
+std::string ErrorWords(int error) { return std::generic_category().message(error); }
+
+std::string ShellWord(const std::string& path) {
+  constexpr const char* kPlain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_@%+=:,./-";
+  if (!path.empty() && path.find_first_not_of(kPlain) == std::string::npos) return path;
+  std::string word = "'";
+  for (const char c : path) word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return word + "'";
+}
+
+std::string Enumeration(const std::vector<std::string>& words) {
+  std::string text;
+  for (std::size_t n = 0; n < words.size(); ++n) {
+    const bool last = n + 1 == words.size();
+    text += (n == 0 ? "" : last ? " and " : ", ") + words[n];
+  }
+  return text;
+}
+
+}  // namespace tarvek::control
