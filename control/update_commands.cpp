@@ -104,11 +104,15 @@ Result Detach(const Session& session, const Options& options, Led* led) {
   const std::string& id = led->run.id();
   bool started = false;
   if (ServiceFits(session, options)) {
+    HandOverToService(led->run);
     led->lead.Close();
     const std::string unit = "tarvek-update@" + id + ".service";
     started = RunQuietly("/usr/bin/systemctl", {"start", "--no-block", unit}, session.interrupts,
                          kServiceStart) == 0;
-    if (!started) led->lead = led->run.TakeLead();
+    if (!started) {
+      led->lead = led->run.TakeLead();
+      HandOver(led->run);
+    }
   }
   if (!started) {
     StartDetached(options.self,

@@ -23,6 +23,7 @@ constexpr unsigned kLogMode = 0750;
 constexpr const char* kLock = "lock";
 constexpr const char* kBallast = "ballast";
 constexpr const char* kHanded = "handed";
+constexpr const char* kWithLead = "with its lead";
 constexpr std::size_t kBallastBytes = std::size_t{1} << 20U;
 constexpr int kSecond = 1000;     // milliseconds
 constexpr long kHandedOver = 60;  // seconds until a service that was started leads its run
@@ -163,9 +164,10 @@ Result Settle(const Session& session, const Run& run) {
   throw Stop(std::move(result));
 }
 
-/// Whether a service was asked to lead the run, and has not come yet.
+/// Whether another program is to lead the run, and has not come yet.
 bool IsHandedOver(const Run& run) {
   const std::optional<std::string> text = run.directory().Read(kHanded);
+  if (text == kWithLead) return !run.TakeLead();
   long since = 0;
   if (!text ||
       std::from_chars(text->data(), text->data() + text->size(), since).ec != std::errc()) {
@@ -276,7 +278,9 @@ std::optional<Run> RunWithoutLock(const RunStore& store, const std::string& mine
   return std::nullopt;
 }
 
-void HandOver(const Run& run) {
+void HandOver(const Run& run) { run.directory().Write(kHanded, kWithLead); }
+
+void HandOverToService(const Run& run) {
   run.directory().Write(kHanded, std::to_string(std::time(nullptr)));
 }
 
