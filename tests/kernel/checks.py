@@ -765,6 +765,123 @@ class Decoders(Booted):
             self.assertEqual(self.inspect("diff", "-", place.name), b"No differences.\n")
 
 
+class Controlled(Booted):
+    """What tarvekctl said: facts about every scenario that is told with it."""
+
+    def result_of(self, name):
+        """The result that a command with --json ended with."""
+        run = self.run_of(name)
+        self.assertTrue(run.console.endswith("}\n"), run.console + run.text("errors"))
+        ended = json.loads(run.console.splitlines()[-1])
+        self.assertEqual(ended["status"], run.status)
+        return ended
+
+    def assert_result(self, name, **expected):
+        ended = self.result_of(name)
+        self.assertEqual({key: ended.get(key, "(missing)") for key in expected}, expected, ended)
+        return ended
+
+
+class Control(Controlled):
+    """tarvekctl"""
+
+    machine = Machine("control", faults="oem-add@50: cc C1", on_both=False)
+
+    def dumped(self, name):
+        """The records as ipmitool dumped them at that moment."""
+        return hex_lines(sdr_sets.split_records(self.record.files[name]))
+
+    def test_ends(self):
+        """no command leaves the lock, or a file beside INPUT, or complains beside its JSON"""
+        self.assertEqual(len(self.record.run_names()), 8)
+        for name in self.record.run_names():
+            run = self.run_of(name)
+            self.assertEqual(run.lock, "free", name)
+            self.assertEqual(run.text("errors"), "", name)
+            self.assertEqual(set(run.files), {"console", "errors", "status", "seconds", "lock"})
+        self.assertEqual(self.record.files["inputs-before"], self.record.files["inputs-after"])
+
+    def test_doctor(self):
+        """doctor finds nothing missing, and the kernel's driver in its place"""
+        findings = self.assert_result("doctor", status=0, outcome="done", changed=False)["findings"]
+        gravities = {finding["subject"]: finding["gravity"] for finding in findings}
+        self.assertEqual(gravities.pop("virtual-machine"), "note")
+        self.assertEqual(set(gravities.values()), {"good"}, findings)
+        said = {finding["subject"]: finding["sentence"] for finding in findings}
+        self.assertEqual(said["node"], "The driver's node is /dev/ipmi0.")
+        for module in ("ipmi_msghandler", "ipmi_si", "ipmi_devintf"):
+            self.assertIn(module + " loaded", said["modules"])
+        self.assertIn("product 01a3, manufacturer 119,", said["bmc"])
+        self.assertIn(" 41 records", said["bmc"])
+        self.assertEqual(said["boards"], "mchk_fil names the product 01a3.")
+        self.assertEqual(said["space"].split(" are free in ")[1], "/var/lib.")
+
+    def test_plan(self):
+        """plan tells what the update does, and keeps no run"""
+        planned = self.assert_result(
+            "plan", status=0, outcome="done", changed=False, in_service="previous", differs=True,
+            version_before="01.02", version_after="01.02", run=None, backup=None)
+        self.assertGreater(planned["requests"], 1000)
+        self.assertGreaterEqual(planned["seconds"], HOLD_SECONDS + FAREWELL_SECONDS)
+        self.assertEqual(self.record.files["runs-after-plan"], b"")
+
+    def test_failed(self):
+        """an update whose BMC refuses a piece ends with status 1, and the old records in service"""
+        failed = self.assert_result(
+            "failed", status=1, outcome="failed", changed=False, in_service="previous",
+            differs=True, version_before="01.02", version_after="01.02", result_code="SDR077")
+        refusal = BAD_OEM_CODE.removeprefix("Error, ") + "C1"
+        self.assertEqual(failed["error"], {"number": 77, "text": refusal})
+
+    def test_update(self):
+        """update writes INPUT, reads it back, and keeps a backup"""
+        updated = self.assert_result(
+            "update", status=0, outcome="done", changed=True, in_service="input", differs=False,
+            version_before="01.02", version_after="01.03", result_code="Complete", error=None)
+        self.assertEqual(updated["backup"], f"/var/lib/tarvek/backups/{updated['run']}.BAK")
+        self.assertEqual(self.dumped("updated"), hex_lines(BOARD))
+
+    def test_progress(self):
+        """its progress is told phase by phase, and rises while the BMC is programmed"""
+        told = [json.loads(line) for line in self.run_of("update").console.splitlines()[:-1]]
+        self.assertEqual([phase for phase, _ in itertools.groupby(line["phase"] for line in told)],
+                         ["checking", "reading", "saving", "programming", "verifying"])
+        percents = [line["percent"] for line in told if line["phase"] == "programming"]
+        self.assertEqual(percents, sorted(percents))
+        self.assertGreaterEqual(len(set(percents)), 3, percents)
+        self.assertEqual((percents[0], percents[-1]), (10, 90))
+
+    def test_status(self):
+        """status then tells the new version, and no drift"""
+        self.assert_result("status", status=0, board="01a3", script=None, driver="openipmi",
+                           version_after="01.03", percent=None, drift=False, run=None)
+
+    def test_again(self):
+        """another update with INPUT has nothing to do"""
+        self.assert_result("again", status=2, outcome="nothing", changed=False, in_service="input",
+                           differs=False, version_before="01.03", backup=None)
+
+    def test_restore(self):
+        """restore of the backup brings the old records back, byte for byte"""
+        self.assert_result("restore", status=0, outcome="done", changed=True, in_service="input",
+                           version_before="01.03", version_after="01.02", result_code="Complete")
+        self.assertEqual(len(self.dumped("before")), 41)
+        self.assertEqual(self.record.repository, self.dumped("before"))
+
+    def test_brackets(self):
+        """the spare repository is opened by the three runs that write, and closed by each"""
+        self.assertEqual(self.phases(), [SPARED_BEGIN, SPARED_FAILED, SPARED_BEGIN, SPARED_DONE,
+                                         SPARED_BEGIN, SPARED_DONE])
+        self.assertIn("Spare copy          closed\n", self.record.description)
+
+    def test_history(self):
+        """history tells of the four runs"""
+        runs = self.assert_result("history", status=0)["runs"]
+        self.assertEqual([(run["command"], run["outcome"], run["in_service"]) for run in runs],
+                         [("update", "failed", "previous"), ("update", "done", "input"),
+                          ("update", "nothing", "input"), ("restore", "done", "input")])
+
+
 class Foreign(Guest):
     """QEMU's own BMC"""
 
@@ -812,5 +929,5 @@ CASES = (
     Cancelled, CancelledQuery, CancelledClear, CancelledAdd, CancelledRead,
     RefusedBegin, RefusedReserve, RefusedClear, RefusedAdd, RefusedRead, RefusedCommit,
     Overlong, Misaddressed, Late, StuckKcs, StuckBt, Waiting, Dead,
-    Witness, Decoders, Foreign, Absent,
+    Witness, Decoders, Control, Foreign, Absent,
 )

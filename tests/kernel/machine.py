@@ -25,7 +25,7 @@ KERNEL_ARGUMENTS = (
 )
 STAMP = re.compile(r"\d{4}/\d\d/\d\d \d\d:\d\d:\d\d  ")
 
-# Programs of the host that the guests need, besides the tool itself.
+# Programs of the host that the guests need, besides those that ship.
 GUEST_PROGRAMS = ("busybox", "ipmitool", "ipmi-sensors")
 
 
@@ -110,10 +110,11 @@ class Record:
 class Workshop:
     """Builds what all machines share, and runs them."""
 
-    def __init__(self, directory, tarvek, bmcsim, inputs):
+    def __init__(self, directory, tarvek, tarvekctl, bmcsim, inputs):
         """`directory` takes everything; `inputs` maps names of input files to their bytes."""
         self.directory = pathlib.Path(directory)
         self.tarvek = pathlib.Path(tarvek).resolve()
+        self.tarvekctl = pathlib.Path(tarvekctl).resolve()
         self.bmcsim = pathlib.Path(bmcsim).resolve()
         self.inputs = self.directory / "inputs"
         self.inputs.mkdir()
@@ -129,7 +130,7 @@ class Workshop:
 
     def _build_initrd(self):
         root = self.directory / "root"
-        for name in ("bin", "dev", "proc", "sys", "modules"):
+        for name in ("bin", "usr/sbin", "dev", "proc", "sys", "modules", "var/lib"):
             (root / name).mkdir(parents=True)
         shutil.copy(GUEST / "init", root)
         shutil.copy(GUEST / "functions.sh", root)
@@ -137,13 +138,10 @@ class Workshop:
         shutil.copytree(self.inputs, root / "inputs")
         for module in debian_kernel.MODULES:
             shutil.copy(self.kernel / (module + ".ko"), root / "modules")
-        programs = [self.tarvek] + [_program(name) for name in GUEST_PROGRAMS]
-        for program in programs:
-            shutil.copy(program, root / "bin")
-            for library in _libraries(program):
-                place = root / library.relative_to("/")
-                place.parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy(library, place)
+        for name, program in (("tarvek", self.tarvek), ("tarvekctl", self.tarvekctl)):
+            _add_program(program, root / "usr/sbin" / name, root)
+        for name in GUEST_PROGRAMS:
+            _add_program(_program(name), root / "bin" / name, root)
         names = subprocess.run(["find", "."], cwd=root, check=True, stdout=subprocess.PIPE).stdout
         with open(self.initrd, "wb") as archive:
             subprocess.run(["cpio", "--quiet", "-o", "-H", "newc", "-R", "0:0"], cwd=root,
@@ -170,7 +168,7 @@ class Workshop:
 
     def _qemu_arguments(self, place, machine):
         arguments = [
-            "-accel", "tcg", "-machine", "pc", "-m", "256", "-smp", "1",
+            "-accel", "tcg", "-machine", "pc", "-m", "512", "-smp", "1",
             "-nodefaults", "-no-user-config", "-display", "none", "-no-reboot",
             "-kernel", self.kernel / "kernel", "-initrd", self.initrd,
             "-append", f"{KERNEL_ARGUMENTS} scenario={machine.scenario}",
@@ -329,6 +327,15 @@ def _program(name):
     if path is None:
         raise FileNotFoundError(f"there is no program {name}")
     return pathlib.Path(path)
+
+
+def _add_program(program, place, root):
+    """Puts a program at a place of a guest's, and what it needs to where it is on this host."""
+    shutil.copy(program, place)
+    for library in _libraries(program):
+        there = root / library.relative_to("/")
+        there.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(library, there)
 
 
 def _libraries(program):
