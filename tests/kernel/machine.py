@@ -15,6 +15,7 @@ import debian_kernel
 
 HERE = pathlib.Path(__file__).resolve().parent
 GUEST = HERE / "guest"
+UNIT = HERE.parents[1] / "packaging" / "systemd" / "tarvek-update@.service"
 
 PATIENCE_SECONDS = 280  # for one machine's whole life
 KILLED = -9
@@ -29,6 +30,16 @@ STAMP = re.compile(r"\d{4}/\d\d/\d\d \d\d:\d\d:\d\d  ")
 GUEST_PROGRAMS = ("busybox", "ipmitool", "ipmi-sensors")
 
 
+# What of the host's systemd the guests need that have it: programs, and units of the boot.
+SYSTEMD = pathlib.Path("/lib/systemd")
+SYSTEMD_PROGRAMS = ("/lib/systemd/systemd", "/lib/systemd/systemd-journald", "/usr/bin/journalctl",
+                    "/usr/bin/systemctl")
+SYSTEMD_UNITS = ("sysinit.target", "basic.target", "local-fs.target", "paths.target",
+                 "shutdown.target", "slices.target", "sockets.target", "swap.target",
+                 "timers.target", "umount.target", "systemd-journald.service",
+                 "systemd-journald.socket", "systemd-journald-dev-log.socket")
+
+
 @dataclasses.dataclass(frozen=True)
 class Machine:
     """What a machine is, and what happens on it."""
@@ -40,6 +51,7 @@ class Machine:
     interface: str = "isa-ipmi-kcs"  # the QEMU device between machine and BMC
     device: str = "ipmi-bmc-extern"  # the QEMU device that is its BMC; "" for none
     on_both: bool = True  # the scenario says nothing about time: simulate it as well
+    systemd: bool = False  # it runs systemd, and the scenario is one of its services
     bmc_returns: bool = False  # a BMC that died is started again when the guest says that it may
 
 
@@ -122,6 +134,7 @@ class Workshop:
             (self.inputs / name).write_bytes(content)
         self.kernel = debian_kernel.fetch()
         self.initrd = self.directory / "initrd"
+        self.systemd_initrd = self.directory / "initrd.systemd"
         self._build_initrd()
         self._running = set()
         self._closed = False
@@ -132,8 +145,8 @@ class Workshop:
         root = self.directory / "root"
         for name in ("bin", "usr/sbin", "dev", "proc", "sys", "modules", "var/lib"):
             (root / name).mkdir(parents=True)
-        shutil.copy(GUEST / "init", root)
-        shutil.copy(GUEST / "functions.sh", root)
+        for name in ("init", "life", "functions.sh"):
+            shutil.copy(GUEST / name, root)
         shutil.copytree(GUEST / "scenarios", root / "scenarios")
         shutil.copytree(self.inputs, root / "inputs")
         for module in debian_kernel.MODULES:
@@ -142,10 +155,28 @@ class Workshop:
             _add_program(program, root / "usr/sbin" / name, root)
         for name in GUEST_PROGRAMS:
             _add_program(_program(name), root / "bin" / name, root)
-        names = subprocess.run(["find", "."], cwd=root, check=True, stdout=subprocess.PIPE).stdout
-        with open(self.initrd, "wb") as archive:
-            subprocess.run(["cpio", "--quiet", "-o", "-H", "newc", "-R", "0:0"], cwd=root,
-                           input=names, stdout=archive, check=True)
+        self.initrd.write_bytes(_archive(root))
+        # The kernel unpacks archives that follow one another.
+        self.systemd_initrd.write_bytes(self.initrd.read_bytes() + _archive(self._systemd_root()))
+
+    def _systemd_root(self):
+        """What a guest with systemd has besides the others."""
+        root = self.directory / "systemd-root"
+        units = root / "lib/systemd/system"
+        for place in (units, root / "etc", root / "tmp", root / "var/tmp"):
+            place.mkdir(parents=True)
+        for program in SYSTEMD_PROGRAMS:
+            place = root / program.lstrip("/")
+            place.parent.mkdir(parents=True, exist_ok=True)
+            _add_program(pathlib.Path(program), place, root)
+        for unit in SYSTEMD_UNITS:
+            shutil.copy(SYSTEMD / "system" / unit, units)
+        shutil.copytree(GUEST / "systemd", units, dirs_exist_ok=True)
+        template = UNIT.with_name(UNIT.name + ".in").read_text()
+        (units / UNIT.name).write_text(
+            template.replace("@CMAKE_INSTALL_FULL_SBINDIR@", "/usr/sbin"))
+        (root / "etc/machine-id").write_text("0123456789abcdef0123456789abcdef\n")
+        return root
 
     def boot(self, name, machine):
         """Runs the machine to its end; gives its Record."""
@@ -170,8 +201,10 @@ class Workshop:
         arguments = [
             "-accel", "tcg", "-machine", "pc", "-m", "512", "-smp", "1",
             "-nodefaults", "-no-user-config", "-display", "none", "-no-reboot",
-            "-kernel", self.kernel / "kernel", "-initrd", self.initrd,
-            "-append", f"{KERNEL_ARGUMENTS} scenario={machine.scenario}",
+            "-kernel", self.kernel / "kernel",
+            "-initrd", self.systemd_initrd if machine.systemd else self.initrd,
+            "-append", f"{KERNEL_ARGUMENTS} scenario={machine.scenario}"
+                       + (" manager=systemd" if machine.systemd else ""),
             "-serial", f"file:{place / 'console'}", "-serial", f"file:{place / 'results.tar'}",
         ]
         if not machine.device:
@@ -327,6 +360,13 @@ def _program(name):
     if path is None:
         raise FileNotFoundError(f"there is no program {name}")
     return pathlib.Path(path)
+
+
+def _archive(root):
+    """A directory as the kernel's initial file system."""
+    names = subprocess.run(["find", "."], cwd=root, check=True, stdout=subprocess.PIPE).stdout
+    return subprocess.run(["cpio", "--quiet", "-o", "-H", "newc", "-R", "0:0"], cwd=root,
+                          input=names, check=True, stdout=subprocess.PIPE).stdout
 
 
 def _add_program(program, place, root):
