@@ -26,7 +26,8 @@ constexpr std::size_t kMostBoards = std::size_t{1} << 20U;
 constexpr const char* kBoards = "mchk_fil";
 
 // The names that the tool itself uses in its working directory, and those of the copies.
-constexpr std::array kTaken{"mchk_fil",
+constexpr std::array kTaken{".killed",
+                            "mchk_fil",
                             "sdrversion_HW",
                             "tarvek.log",
                             "tarvek_version.log",

@@ -105,6 +105,7 @@ Result Program(const Session& session, const Led& led, const Plan& plan, int sec
                        [&] { session.sink.Show(ReadProgress(run)); });
   }
   run.directory().Remove(kBallast);
+  if (end.signal != 0) NoteKilled(work);
   return VerifyRun(session, run, plan, interrupted || WasInterrupted(end, work));
 }
 

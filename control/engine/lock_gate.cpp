@@ -15,6 +15,7 @@
 namespace tarvek::control {
 namespace {
 
+constexpr const char* kKilled = ".killed";
 constexpr int kPause = 100;  // milliseconds
 constexpr std::chrono::seconds kPatience{10};
 
@@ -39,8 +40,8 @@ bool TookAndKept(const std::string& log) {
 }
 
 /// Whether the tool made this lock in `work` and was killed there: the lock was made while it ran,
-/// and it has written since what it writes only with the lock. As long as it ran, nobody else could
-/// make one.
+/// and it has written since what it writes only with the lock, or was seen to be killed since. As
+/// long as it ran, nobody else could make one.
 bool LeftIn(const Directory& work, const LockReport& lock) {
   const std::optional<timespec> started = Written(work, "mchk_fil");
   if (!started || Before(lock.made, *started)) return false;
@@ -51,7 +52,9 @@ bool LeftIn(const Directory& work, const LockReport& lock) {
       (!last || Before(*last, *logged))) {
     last = logged;
   }
-  return last && !Before(*last, lock.made);
+  if (last && !Before(*last, lock.made)) return true;
+  const std::optional<timespec> killed = Written(work, kKilled);
+  return killed && !Before(*killed, lock.made);
 }
 
 /// Whether a child of tarvekctl's left this lock. Nobody holds it, so none of them runs any more.
@@ -111,6 +114,14 @@ void WaitForFreeLock(const Session& session) {
     const bool reads = lock.state == LockState::kHeld && lock.holder && lock.holder->only_reads;
     if (!reads || std::chrono::steady_clock::now() >= end) StopAt(session, lock);
     if (WaitFor(-1, session.stops, kPause) == Woken::kInterrupted) StopInterrupted(session);
+  }
+}
+
+void NoteKilled(const Directory& work) {
+  try {
+    work.Write(kKilled, "");
+  } catch (const SystemError&) {
+    // What the tool wrote may tell.
   }
 }
 

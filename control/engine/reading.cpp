@@ -89,7 +89,10 @@ std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFai
     if (taken > kLongestReading + kCloseToForever) child.Signal(SIGKILL);
   });
   // A killed reader leaves the lock.
-  if (end.signal != 0) WaitForFreeLock(session);
+  if (end.signal != 0) {
+    NoteKilled(work);
+    WaitForFreeLock(session);
+  }
   if (interrupted) StopInterrupted(session);
   if (!work.Has(kImage)) {
     *failure = FailureOf(work, end);

@@ -87,6 +87,12 @@ class Trial {
   void JudgeState();
   void JudgeUse();
   void Violated(const std::string& what) { verdict_.violations.push_back(what); }
+  /// Whether nothing was in the way of a second try at reading.
+  bool IsKnowable() const {
+    const bool confined = scenario_.plan.empty() || scenario_.plan_in != 0;
+    return confined && scenario_.failing.empty() && scenario_.disk_kib == 0 &&
+           !scenario_.strangers_lock && !replaced_;
+  }
   bool MayBe(const Set& set) const { return served_ == set || (replaced_ && kept_ == set); }
 
   const Scenario& scenario_;
@@ -402,6 +408,9 @@ void Trial::JudgeTruth(const Json& result) {
   if (in_service == "input" && !MayBe(input_)) Violated("in_service \"input\" is not true");
   const bool previous = MayBe(before_) || (again_ && MayBe(input_));
   if (in_service == "previous" && !previous) Violated("in_service \"previous\" is not true");
+  if (in_service == "unknown" && IsKnowable() && result.at("status") != 5) {
+    Violated("in_service \"unknown\" though it could be read");
+  }
   const bool other = served_ != before_ && served_ != input_;
   if (in_service == "other" && !other) Violated("in_service \"other\" is not true");
   const Json& changed = result.at("changed");
