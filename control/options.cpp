@@ -27,7 +27,7 @@ std::string PathOfSelf() {
 
 /// The tool beside this program, or where packages put it.
 std::string FindTool(const std::string& self) {
-  const std::string beside = self.substr(0, self.rfind('/') + 1) + "tarvek";
+  std::string beside = self.substr(0, self.rfind('/') + 1) + "tarvek";
   for (const std::string& path : {beside, std::string("/usr/sbin/tarvek")}) {
     if (access(path.c_str(), X_OK) == 0) return path;
   }
