@@ -192,10 +192,13 @@ Result RunPlan(const Session& session, const Options& options) {
     }
   }
   Json findings = Json::array();
+  std::string lines;
   for (const inspect::Finding& finding : found.input.findings) {
-    findings.push_back(FindingText(finding, options.input));
+    findings.push_back(FindingJson(finding, options.input));
+    lines += FindingText(finding, options.input) + '\n';
   }
   result.more["findings"] = std::move(findings);
+  result.more["findings_text"] = std::move(lines);
   return result;
 }
 

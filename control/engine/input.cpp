@@ -209,6 +209,16 @@ void CopyBoards(const Session& session, const std::string& path, const std::stri
   work.Write(kBoards, *bytes);
 }
 
+Json FindingJson(const inspect::Finding& finding, const std::string& original) {
+  Json json{{"rule", std::string(finding.rule)},
+            {"severity", std::string(inspect::SeverityName(finding.severity))}};
+  if (finding.record) json["record"] = *finding.record;
+  if (finding.name) json["name"] = *finding.name;
+  json["place"] = inspect::ToText(Original(finding.place, original));
+  json["message"] = finding.message;
+  return json;
+}
+
 std::string FindingText(const inspect::Finding& finding, const std::string& original) {
   std::string text = Escaped(inspect::ToText(Original(finding.place, original))) + ": " +
                      std::string(inspect::SeverityName(finding.severity)) + ": ";

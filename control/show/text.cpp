@@ -39,7 +39,8 @@ std::string StatusText(const Result& result) {
 }
 
 std::string PlanText(const Result& result) {
-  std::string text = result.more.value("difference_text", "");
+  std::string text =
+      result.more.value("findings_text", "") + result.more.value("difference_text", "");
   if (result.more.contains("requests")) {
     text += "An update takes about " + result.more.at("requests").dump() + " requests and " +
             result.more.at("seconds").dump() + " seconds.\n";
