@@ -10,6 +10,7 @@
 #include "control/engine/lead.h"
 #include "control/messages/advice.h"
 #include "control/system/child.h"
+#include "inspect/text/escape.h"
 
 namespace tarvek::control {
 namespace {
@@ -247,6 +248,7 @@ Result RunResume(const Session& session, const Options& options) {
   led.request = led.run.ReadRequest();
   Session its = session;
   its.command = led.request.command;
+  its.again = "tarvekctl " + its.command + ' ' + inspect::Escaped(led.request.input);
   its.tool = led.request.tool;
   its.break_lock = led.request.break_lock;
   const Request nobody;  // no run is the same: this one is to be led

@@ -83,14 +83,13 @@ std::string NameOf(const LockReport& lock) {
     case LockState::kStale:
       StopBusy(session,
                "The single-run lock is there, and no process holds it: a run of tarvek was killed.",
-               "See that no tarvek runs, then type: tarvekctl " + session.command +
-                   " --break-lock, with the same arguments.");
+               "See that no tarvek runs, then type: " + session.again + " --break-lock.");
     case LockState::kCannotTell:
       StopBusy(session,
                "The single-run lock is there, and whether a process holds it cannot be told: " +
                    inspect::Escaped(lock.why) + ".",
-               "See that no tarvek runs, then type: tarvekctl " + session.command +
-                   " --break-lock, with the same arguments: it removes what nobody has open.");
+               "See that no tarvek runs, then type: " + session.again +
+                   " --break-lock. It removes what nobody has open.");
     default:
       StopInUse(session, "The single-run lock is held by " + NameOf(lock) + ".",
                 "Wait until it has ended, then run the command again: tarvekctl status tells.");

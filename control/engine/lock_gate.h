@@ -12,8 +12,8 @@ namespace tarvek::control {
 /// @throws Stop  when it is not free: busy.
 void WaitForFreeLock(const Session& session);
 
-/// Says of a directory of the tool that this program saw a signal end it there: a lock that was made
-/// while it ran, and that nobody holds, is its own.
+/// Says of a directory of the tool that this program saw a signal end it there: a lock that was
+/// made while it ran, and that nobody holds, is its own.
 void NoteKilled(const Directory& work);
 
 }  // namespace tarvek::control
