@@ -64,7 +64,10 @@ std::string ErrorWords(const End& end) {
 std::string WhatHappened(const Result& result, const Plan& plan, const End& end) {
   if (result.status == ExitStatus::kDone) {
     if (plan.before && *plan.before == plan.input) {
-      return "INPUT was written again, read back and found equal.";
+      return end.code == "Complete"
+                 ? "INPUT was written again, read back and found equal."
+                 : "INPUT is in service as before, though the run did not end well" +
+                       ErrorWords(end) + ".";
     }
     return end.code == "Complete"
                ? "INPUT was written, read back and found equal."
@@ -108,8 +111,19 @@ void ConcludeComparison(const End& end, Result* result) {
     result->differs = false;
     result->message.what = "The BMC serves the records that the script compares.";
     result->message.remedy = "Nothing.";
-  } else if (!end.interrupted && result->in_service == InService::kPrevious) {
-    result->differs = true;
+    result->changed = false;
+  } else {
+    result->differs.reset();
+    if (end.code == "SDR032") result->differs = true;
+  }
+}
+
+/// The first error in a run's log, if there is one to be read.
+std::optional<NumberedError> ErrorOf(const Run& run) {
+  try {
+    return FirstError(run.Work().Read("tarvek.log").value_or(""));
+  } catch (const SystemError&) {
+    return std::nullopt;
   }
 }
 
@@ -117,9 +131,8 @@ void ConcludeComparison(const End& end, Result* result) {
 /// nothing may end here as if it had not.
 void ReadAfter(const Session& session, const Run& run, const Plan& plan, End* end) {
   try {
-    const Directory work = run.Work();
-    end->code = ResultCode(work);
-    end->error = FirstError(work.Read("tarvek.log").value_or(""));
+    end->code = ResultCode(run);
+    end->error = ErrorOf(run);
     WaitForFreeLock(session);
     const Bmc bmc = IdentifyBmc(session);
     ReadFailure failure;
