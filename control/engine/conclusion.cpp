@@ -63,16 +63,13 @@ std::string ErrorWords(const End& end) {
 
 std::string WhatHappened(const Result& result, const Plan& plan, const End& end) {
   if (result.status == ExitStatus::kDone) {
-    if (plan.before && *plan.before == plan.input) {
-      return end.code == "Complete"
-                 ? "INPUT was written again, read back and found equal."
-                 : "INPUT is in service as before, though the run did not end well" +
-                       ErrorWords(end) + ".";
+    if (end.code != "Complete") {
+      return "INPUT is in service, read back and found equal, though the run did not end well" +
+             ErrorWords(end) + ".";
     }
-    return end.code == "Complete"
-               ? "INPUT was written, read back and found equal."
-               : "INPUT is in service, read back and found equal, though the run did not end well" +
-                     ErrorWords(end) + ".";
+    return plan.before && *plan.before == plan.input
+               ? "INPUT was written again, read back and found equal."
+               : "INPUT was written, read back and found equal.";
   }
   if (result.in_service == InService::kUnknown && !end.unread.empty()) {
     return "What the BMC serves could not be read after the run: " + end.unread;
@@ -103,18 +100,18 @@ std::string WhatToDo(const Session& session, const Result& result, const End& en
 }
 
 /// A script that only compares: the tool's own word is the one that counts.
-void ConcludeComparison(const End& end, Result* result) {
+void ConcludeComparison(const Plan& plan, const End& end, Result* result) {
+  constexpr const char* kDoesNotMatch = "SDR032";
   if (end.code == "Complete") {
     result->status = ExitStatus::kNothing;
     result->outcome = Outcome::kNothing;
+    result->changed = false;
     result->in_service = InService::kInput;
     result->differs = false;
     result->message.what = "The BMC serves the records that the script compares.";
     result->message.remedy = "Nothing.";
-    result->changed = false;
-  } else {
-    result->differs.reset();
-    if (end.code == "SDR032") result->differs = true;
+  } else if (end.after) {
+    result->differs = end.code == kDoesNotMatch || *end.after != plan.input;
   }
 }
 
@@ -176,7 +173,7 @@ Result Conclude(const Session& session, const Plan& plan, const End& end) {
   result.outcome = OutcomeOf(result.status, end);
   result.message.what = WhatHappened(result, plan, end);
   result.message.remedy = WhatToDo(session, result, end);
-  if (plan.compares_only) ConcludeComparison(end, &result);
+  if (plan.compares_only) ConcludeComparison(plan, end, &result);
   result.message.state = StateSentence(result.in_service, result.changed);
   if (result.changed.value_or(false)) result.more["difference_text"] = plan.difference;
   return result;
