@@ -183,6 +183,7 @@ Result RunPlan(const Session& session, const Options& options) {
       AddDifference(*found.served, found.input, &result);
     }
   }
+  AddVersion(found.input, &result);
   Json findings = Json::array();
   for (const inspect::Finding& finding : found.input.findings) {
     findings.push_back(FindingText(finding, options.input));
