@@ -27,7 +27,7 @@ std::string PathOfSelf() {
 
 /// The tool beside this program, or where packages put it.
 std::string FindTool(const std::string& self) {
-  const std::string beside = self.substr(0, self.rfind('/') + 1) + "tarvek";
+  std::string beside = self.substr(0, self.rfind('/') + 1) + "tarvek";
   for (const std::string& path : {beside, std::string("/usr/sbin/tarvek")}) {
     if (access(path.c_str(), X_OK) == 0) return path;
   }
@@ -109,6 +109,30 @@ Verbs AddVerbs(CLI::App* app, Options* options) {
   resume->add_option("--lead", options->lead, "The descriptor that is its lead");
   resume->group("");  // for services: not shown
   return verbs;
+}
+
+/// The words of the command line as CLI11 takes a vector: the last one first. The verb comes before
+/// its options, wherever it was typed: it is the first word that is neither an option nor the value
+/// of one.
+std::vector<std::string> VerbLast(int argc, const char* const argv[]) {
+  constexpr std::array<std::string_view, 9> kWithValue{"--state-dir", "--tool", "--color",
+                                                       "--boards",    "--keep", "--format",
+                                                       "--output",    "-o",     "--lead"};
+  std::vector<std::string> words(argv + 1, argv + argc);
+  const auto takes_value = [&](const std::string& word) {
+    return std::find(kWithValue.begin(), kWithValue.end(), word) != kWithValue.end();
+  };
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (words[i] == "--") break;
+    if (words[i].empty() || words[i].front() != '-') {
+      std::rotate(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(i),
+                  words.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+      break;
+    }
+    if (takes_value(words[i])) ++i;
+  }
+  std::reverse(words.begin(), words.end());
+  return words;
 }
 
 bool UsesColor(const std::string& when) {
@@ -196,7 +220,7 @@ int ParseCommandLine(int argc, const char* const argv[], Options* options) {
   options->json = std::any_of(argv, argv + argc,
                               [](const char* word) { return std::string_view(word) == "--json"; });
   try {
-    app.parse(argc, argv);
+    app.parse(VerbLast(argc, argv));
   } catch (const CLI::ParseError& error) {
     return EndParse(app, error, *options);
   }

@@ -67,6 +67,12 @@ bool ReadAnew(const Session& session, const Bmc& bmc) {
   return true;
 }
 
+/// Gives runs that were left by their leaders their results.
+void SettleLeftRuns(const Session& session) {
+  if (session.store.Unfinished().empty()) return;
+  if (const std::optional<BmcLock> lock = BmcLock::Try(session.store, "")) SettleRuns(session, "");
+}
+
 std::optional<Run> RunUnderWay(const RunStore& store) {
   const std::optional<BmcLock> lock = BmcLock::Try(store, "");
   return lock ? RunWithoutLock(store, "") : RunWithLock(store);
@@ -225,6 +231,7 @@ Result RunStatus(const Session& session, const Options& options) {
     RememberUnreadable(session);
     throw;
   }
+  if (!run) SettleLeftRuns(session);
   const MachineState machine = ReadMachineState(session.store.state());
   bool known = machine.served && StillHolds(*machine.served, bmc);
   if (!known && !run) known = ReadAnew(session, bmc);

@@ -180,6 +180,10 @@ Result RunPlan(const Session& session, const Options& options) {
     result.version_after = found.served->version;
     if (!found.input.compares_only) {
       result.differs = found.served->records != found.input.records;
+      if (!*result.differs) {
+        result.in_service = InService::kInput;
+        result.message.state = StateSentence(InService::kInput, false);
+      }
       AddDifference(*found.served, found.input, &result);
     }
   }

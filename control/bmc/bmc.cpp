@@ -20,11 +20,11 @@ std::string NameOf(const ReadingRequest& request) {
 }
 
 Probe NotTried(std::string name, const std::string& why) {
-  return {std::move(name), false, false, -1, "not tried: " + why};
+  return {std::move(name), false, false, false, -1, "not tried: " + why};
 }
 
 Probe Told(const ReadingRequest& request, const Reply& reply) {
-  Probe probe{NameOf(request), true, false, -1, reply.detail};
+  Probe probe{NameOf(request), true, false, false, -1, reply.detail};
   if (reply.failure == BmcFailure::kNoDriver) return NotTried(probe.request, reply.detail);
   if (!reply.HasAnswer()) return probe;
   probe.completion_code = CompletionCode(request, reply.answer);
@@ -67,6 +67,7 @@ Probe ProbeReserve(Image info) {
                "it cancels the reservations of other programs");
   if (info.empty()) return probe;
   probe.known = (RepositoryInfoOf(info).operations & kReserveSupported) != 0;
+  probe.denied = !probe.known;
   probe.detail +=
       probe.known ? "; the BMC says that it has it" : "; the BMC says that it has it not";
   return probe;

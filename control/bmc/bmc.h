@@ -74,6 +74,7 @@ struct Probe {
   bool tried = false;   // it was sent
   bool known = false;   // it was carried out, or refused for another reason than being unknown; one
                         // that was not sent: the BMC says of itself that it has it
+  bool denied = false;  // it was not sent, and the BMC says of itself that it has it not
   int completion_code = -1;  // -1: not answered
   std::string detail;        // what was wrong with the answer, or why it was not sent
 };

@@ -94,8 +94,10 @@ Finding RequestsFinding(const std::vector<Probe>& probes) {
   std::vector<std::string> missing;
   std::vector<std::string> details;  // of the missing ones
   std::vector<std::string> unneeded;
+  std::vector<std::string> denied;
   std::vector<std::string> left;
   for (const Probe& probe : probes) {
+    if (probe.denied) denied.push_back(probe.request);
     // A backup does without Get slot information.
     const bool needed = probe.request.rfind("Get slot information", 0) != 0;
     if (!probe.tried) {
@@ -119,7 +121,11 @@ Finding RequestsFinding(const std::vector<Probe>& probes) {
   if (!unneeded.empty()) {
     sentence += " Not known: " + Enumeration(unneeded) + ", which is done without.";
   }
-  return Good(kRequests, sentence + " Not tried: " + Enumeration(left) + ".");
+  sentence += " Not tried: " + Enumeration(left) + ".";
+  if (denied.empty()) return Good(kRequests, sentence);
+  return Note(kRequests, sentence + " It says that it has not " + Enumeration(denied) + ".",
+              "Updates need that: see first whether a backup can be made.",
+              "tarvekctl backup FILE.BAK");
 }
 
 }  // namespace tarvek::control

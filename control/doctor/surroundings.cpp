@@ -60,10 +60,8 @@ bool HasFlag(std::string_view processors, std::string_view flag) {
 }  // namespace
 
 std::string ContainerKind(const SurroundingTexts& texts) {
-  if (const std::string kind = FirstLine(texts.systemd_container); !kind.empty()) return kind;
-  if (const std::string kind = Variable(texts.first_environment, "container"); !kind.empty()) {
-    return kind;
-  }
+  if (std::string kind = FirstLine(texts.systemd_container); !kind.empty()) return kind;
+  if (std::string kind = Variable(texts.first_environment, "container"); !kind.empty()) return kind;
   if (texts.has_docker_mark) return "docker";
   return texts.has_podman_mark ? "podman" : "";
 }

@@ -77,7 +77,8 @@ std::string WhatHappened(const Result& result, const Plan& plan, const End& end)
   if (end.interrupted) return "The run was interrupted.";
   const Advice* const advice = AdviceFor(end.code);
   if (advice != nullptr && end.code != "OK" && end.code != "Complete") {
-    return std::string(advice->what) + ErrorWords(end);
+    const std::string_view sentence = advice->what.substr(0, advice->what.size() - 1);
+    return std::string(sentence) + ErrorWords(end) + '.';
   }
   return "The run ended without having programmed INPUT" + ErrorWords(end) + ".";
 }

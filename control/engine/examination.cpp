@@ -183,7 +183,8 @@ void Judge(const Session& session, const Request& request, const Examination& fo
              "Give it one, or program it whatever the versions are: --force.", "SDRC07");
     case Verdict::kIdentical:
       StopNothing(session, "The BMC serves the records of INPUT already, byte for byte.",
-                  "Nothing. To write them all the same, type the command with --force --reprogram.",
+                  std::string("Nothing. To write them all the same, type the command with ") +
+                      (session.command == "restore" ? "--reprogram." : "--force --reprogram."),
                   found, true);
     case Verdict::kSame:
       StopNothing(session,

@@ -86,7 +86,8 @@ std::string NameOf(const LockReport& lock) {
       StopBusy(session,
                "The single-run lock is there, and whether a process holds it cannot be told: " +
                    inspect::Escaped(lock.why) + ".",
-               "Run tarvekctl as root on the machine itself: tarvekctl doctor.");
+               "See that no tarvek runs, then type: tarvekctl " + session.command +
+                   " --break-lock, with the same arguments: it removes what nobody has open.");
     default:
       StopInUse(session, "The single-run lock is held by " + NameOf(lock) + ".",
                 "Wait until it has ended, then run the command again: tarvekctl status tells.");
@@ -100,7 +101,8 @@ void WaitForFreeLock(const Session& session) {
   for (;;) {
     const LockReport lock = InspectLock();
     if (lock.state == LockState::kFree) return;
-    if (lock.state == LockState::kStale) {
+    if (lock.state == LockState::kStale || lock.state == LockState::kCannotTell) {
+      // Before it is removed the kernel is asked whether anybody has it open.
       if (!IsOurs(session.store, lock) && !session.break_lock) StopAt(session, lock);
       const BreakResult broken = BreakLock(lock.file);
       if (broken == BreakResult::kBroken || broken == BreakResult::kGone) continue;

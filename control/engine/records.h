@@ -22,7 +22,8 @@ std::string ToLines(const RecordList& records);
 /// @throws std::runtime_error  for what is no such text.
 RecordList FromLines(std::string_view lines);
 
-/// A number by which sets are told apart, 16 hexadecimal digits (FNV-1a). No proof against malice.
+/// A number by which sets are told apart, 16 hexadecimal digits (like FNV-1a, by words).
+/// No proof against malice.
 std::string DigestOf(const RecordList& records);
 
 /// The part of a version text that versions are compared by: of 17 characters or more the five from

@@ -112,7 +112,7 @@ Progress ReadProgress(const Run& run) {
 
 std::string ResultCode(const Directory& work) {
   for (const char* const name : {"Update_force.xml", "Update_normal.xml"}) {
-    const std::string code =
+    std::string code =
         Between(work.Read(name, kMostBytes).value_or(""), "<result_code>", "</result_code>");
     if (!code.empty()) return code;
   }

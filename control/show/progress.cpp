@@ -46,6 +46,13 @@ bool Same(const Progress& a, const Progress& b) {
   return a.phase == b.phase && a.percent == b.percent && a.seconds_left == b.seconds_left;
 }
 
+/// Progress as it goes on from what was shown: it never falls, and a run stays the run that it was.
+Progress Rising(Progress progress, const Progress& last) {
+  progress.percent = std::max(progress.percent, last.percent);
+  if (progress.run.empty()) progress.run = last.run;
+  return progress;
+}
+
 class Bar : public ProgressSink {
  public:
   Bar() = default;
@@ -56,7 +63,7 @@ class Bar : public ProgressSink {
   }
 
   void Show(const Progress& progress) override {
-    const Progress next = Rising(progress);
+    const Progress next = Rising(progress, last_);
     if (shown_ && Same(last_, next)) return;
     last_ = next;
     shown_ = true;
@@ -65,11 +72,6 @@ class Bar : public ProgressSink {
 
  private:
   static constexpr const char* kClear = "\r\x1b[K";
-
-  Progress Rising(Progress progress) const {
-    progress.percent = std::max(progress.percent, last_.percent);
-    return progress;
-  }
 
   Progress last_;
   bool shown_ = false;
@@ -92,17 +94,14 @@ class Objects : public ProgressSink {
   explicit Objects(std::string command) : command_(std::move(command)) {}
 
   void Show(const Progress& progress) override {
-    if (shown_ && Same(last_, progress)) return;
-    last_ = progress;
+    const Progress next = Rising(progress, last_);
+    if (shown_ && Same(last_, next)) return;
+    last_ = next;
     shown_ = true;
-    Json json{{"schema", 1},
-              {"command", command_},
-              {"run", nullptr},
-              {"phase", progress.phase},
-              {"percent", progress.percent},
-              {"seconds_left", nullptr}};
-    if (!progress.run.empty()) json["run"] = progress.run;
-    if (progress.seconds_left) json["seconds_left"] = *progress.seconds_left;
+    Json json{{"schema", 1},         {"command", command_},     {"run", nullptr},
+              {"phase", next.phase}, {"percent", next.percent}, {"seconds_left", nullptr}};
+    if (!next.run.empty()) json["run"] = next.run;
+    if (next.seconds_left) json["seconds_left"] = *next.seconds_left;
     Say(JsonLine(json));
   }
 

@@ -25,6 +25,18 @@ constexpr int kLockNumber = 3;  // the descriptor by which a program holds its d
 Descriptor OpenPidfd(pid_t pid) {
   return Descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
 }
+
+/// The descriptor of a child that was started: it must be had, or nobody knew when it ends. Only a
+/// system that is short of memory or files refuses, and not for long.
+Descriptor MustOpenPidfd(pid_t pid) {
+  constexpr int kPause = 10;  // milliseconds
+  for (;;) {
+    Descriptor pidfd = OpenPidfd(pid);
+    if (pidfd) return pidfd;
+    WaitFor(-1, nullptr, kPause);
+  }
+}
+
 void SendSignal(int pidfd, int signal) {
   syscall(SYS_pidfd_send_signal, pidfd, signal, nullptr, 0);
 }
@@ -125,6 +137,8 @@ bool HoldsLock(const std::string& pid, const struct stat& directory) {
 
 Child Child::Start(const std::string& program, const std::vector<std::string>& arguments,
                    const Directory& directory, int output, const Interrupts& interrupts) {
+  // What could fail behind the start is tried before it: a program that was started is waited for.
+  if (!OpenPidfd(getpid())) throw SystemError(program, "could not be waited for", errno);
   // Of a description of its own: the lock lives as long as the program.
   const Descriptor lock(openat(directory.fd(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!lock || flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -140,9 +154,7 @@ Child Child::Start(const std::string& program, const std::vector<std::string>& a
   plan.Output(output);
   plan.KeepOnly(lock.get(), kLockNumber);
   const pid_t pid = plan.Start(program, arguments, entries.data());
-  Descriptor pidfd = OpenPidfd(pid);
-  if (!pidfd) throw SystemError(program, "cannot be waited for", errno);
-  return {pid, std::move(pidfd), true};
+  return {pid, MustOpenPidfd(pid), true};
 }
 
 std::optional<Child> Child::FindIn(const Directory& directory) {

@@ -35,6 +35,9 @@ Interrupts::Interrupts() {
 
 Interrupts::~Interrupts() {
   if (fd_ >= 0) close(fd_);
+  // One that came and was never counted would strike now, and take the exit status with it.
+  std::signal(SIGINT, SIG_IGN);
+  std::signal(SIGTERM, SIG_IGN);
   sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 

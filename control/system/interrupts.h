@@ -7,7 +7,8 @@
 namespace tarvek::control {
 
 /// While it lives, INT and TERM end nothing: they are counted and can be waited for. HUP and PIPE
-/// are ignored: a terminal or a reader that goes away ends no run. One at a time.
+/// are ignored: a terminal or a reader that goes away ends no run. One at a time. When it goes, INT
+/// and TERM stay ignored: what a command came to is settled then, and its exit status tells it.
 class Interrupts {
  public:
   Interrupts();

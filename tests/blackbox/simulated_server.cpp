@@ -90,21 +90,23 @@ std::vector<std::string> SimulatedServer::Launch(const std::vector<std::string>&
   return words;
 }
 
-/// What the launcher does, but for another process.
-Started SimulatedServer::StartDirectly(const std::vector<std::string>& arguments,
-                                       const RunOptions& options, bool traced) const {
-  const bool maker = options.driver == "maker";
+Surroundings SimulatedServer::Beneath(const RunOptions& options) const {
   const char* const sanitizer = std::getenv("ASAN_OPTIONS");
-  Surroundings surroundings{options.input, {}, options.limits, options.closed, traced};
+  Surroundings surroundings{options.input, {}, options.limits, options.closed, false};
   surroundings.environment = {
       {bmcsim::kStateVariable, (state_ / "bmc").string()},
       {bmcsim::kTraceVariable, options.traced ? (state_ / "trace").string() : ""},
-      {bmcsim::kClockVariable, "virtual:" + std::to_string(kEpoch)},
-      {maker ? bmcsim::kMakerNodeVariable : bmcsim::kOpenIpmiNodeVariable,
-       maker ? bmcsim::kMakerNode : bmcsim::kDefaultOpenIpmiNode},
+      {bmcsim::kClockVariable,
+       options.clock.empty() ? "virtual:" + std::to_string(kEpoch) : options.clock},
       {bmcsim::kFaultVariable, options.fault},
       {"ASAN_OPTIONS", (sanitizer == nullptr ? std::string() : std::string(sanitizer) + ":") +
                            "verify_asan_link_order=0"}};
+  if (options.driver == "maker") {
+    surroundings.environment.emplace_back(bmcsim::kMakerNodeVariable, bmcsim::kMakerNode);
+  } else if (options.driver != "none") {
+    surroundings.environment.emplace_back(bmcsim::kOpenIpmiNodeVariable,
+                                          bmcsim::kDefaultOpenIpmiNode);
+  }
   std::string libraries = BMCSIM_LIBRARY;
   if (!options.failing.empty()) {
     libraries = std::string(FAILING_CALLS_LIBRARY) + ":" + libraries;
@@ -113,6 +115,14 @@ Started SimulatedServer::StartDirectly(const std::vector<std::string>& arguments
                                           (state_ / "calls").string());
   }
   surroundings.environment.emplace_back("LD_PRELOAD", libraries);
+  return surroundings;
+}
+
+/// What the launcher does, but for another process.
+Started SimulatedServer::StartDirectly(const std::vector<std::string>& arguments,
+                                       const RunOptions& options, bool traced) const {
+  Surroundings surroundings = Beneath(options);
+  surroundings.traced = traced;
   std::vector<std::string> words{TARVEK_PROGRAM};
   words.insert(words.end(), arguments.begin(), arguments.end());
   return StartProgram(words, (directory_ / options.directory).string(), surroundings);

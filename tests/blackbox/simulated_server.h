@@ -16,10 +16,10 @@ namespace blackbox {
 using Bytes = std::vector<std::uint8_t>;
 
 struct RunOptions {
-  std::string driver = "openipmi";
-  std::string fault;      // a fault plan; empty: none
-  std::string input;      // standard input
-  std::string directory;  // working directory below the server's; empty: the server's own
+  std::string driver = "openipmi";  // "none": no node exists
+  std::string fault;                // a fault plan; empty: none
+  std::string input;                // standard input
+  std::string directory;            // working directory below the server's; empty: the server's own
   std::vector<std::string> launcher;  // further arguments for the launcher
 
   // Of a run without the launcher alone, which puts the simulator under the tool directly and
@@ -29,6 +29,7 @@ struct RunOptions {
   std::vector<std::pair<__rlimit_resource, rlim_t>> limits;
   std::vector<int> closed;  // descriptors that the tool does not have
   bool traced = true;       // a trace costs a descriptor
+  std::string clock;        // as --clock; empty: a virtual one that starts at kEpoch and stands
 };
 
 /// Where the virtual clock starts: 2001-09-09 01:46:40 UTC.
@@ -89,7 +90,12 @@ class SimulatedServer : public ::testing::Test {
   static bool LockExists();
   static void RemoveLock();
 
+  /// What puts the BMC under a program without the launcher.
+  Surroundings Beneath(const RunOptions& options) const;
+
   const std::filesystem::path& directory() const { return directory_; }
+  /// Where the BMC's state, its trace and the directory stand.
+  const std::filesystem::path& base() const { return state_; }
   std::string Path(const std::string& name) const { return (directory_ / name).string(); }
 
  private:

@@ -1,6 +1,6 @@
 // Asks the machine's BMC and prints what came of it, for tests that run it on a simulated one:
 // asking_program ask|probe|interrupted MILLISECONDS
-// asking_program doctor ROOT TOOL STATE_DIRECTORY [BOARDS]
+// asking_program doctor|doctor-interrupted ROOT TOOL STATE_DIRECTORY [BOARDS]
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -62,8 +62,10 @@ void Print(const BmcReport& report) {
 
 void Print(const Probe& probe) {
   std::printf("%s: %s %s %02X [%s]\n", probe.request.c_str(), probe.tried ? "tried" : "-",
-              probe.known ? "known" : "-", static_cast<unsigned>(probe.completion_code) & 0xFFFFU,
-              probe.detail.c_str());
+              probe.known    ? "known"
+              : probe.denied ? "denied"
+                             : "-",
+              static_cast<unsigned>(probe.completion_code) & 0xFFFFU, probe.detail.c_str());
 }
 
 /// In a moment of real time, whatever the simulated clock shows.
@@ -78,13 +80,13 @@ void SendTermLater() {
   if (timer_settime(timer, 0, &moment, nullptr) != 0) std::abort();
 }
 
-void ExamineMachine(const std::vector<std::string>& words) {
+void ExamineMachine(const std::vector<std::string>& words, const Interrupts* interrupts) {
   DoctorOptions options;
   options.root = words.at(0);
   options.tool = words.at(1);
   options.state_directory = words.at(2);
   if (words.size() > 3) options.boards = words[3];
-  for (const Finding& finding : Examine(options, nullptr)) {
+  for (const Finding& finding : Examine(options, interrupts)) {
     std::printf("%s: %s: %s [%s]\n", finding.subject.c_str(), GravityName(finding.gravity),
                 finding.sentence.c_str(), finding.command.c_str());
   }
@@ -95,7 +97,13 @@ void ExamineMachine(const std::vector<std::string>& words) {
 int main(int argc, char** argv) {
   if (argc < 3) return EXIT_FAILURE;
   const std::string verb = argv[1];
-  if (verb == "doctor") ExamineMachine({argv + 2, argv + argc});
+  if (verb == "doctor") ExamineMachine({argv + 2, argv + argc}, nullptr);
+  if (verb == "doctor-interrupted") {
+    const Interrupts interrupts;
+    SendTermLater();
+    ExamineMachine({argv + 2, argv + argc}, &interrupts);
+    std::printf("%d\n", interrupts.Count());
+  }
   const int limit = std::atoi(argv[2]);
   if (verb == "ask") Print(AskBmc(nullptr, limit));
   if (verb == "interrupted") {

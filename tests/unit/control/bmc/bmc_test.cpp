@@ -215,7 +215,7 @@ TEST(ProbeCommands, ARequestIsKnownAlsoWhereItCannotBeCarriedOut) {
 TEST(ProbeCommands, TellsWhetherTheBmcSaysThatItHasReservations) {
   SimulatedMachine machine;
   EXPECT_NE(Ask(machine, {"--fault", "get-sdr-repository-info: data 16=FD"}, "probe")
-                .find("(0Ah/22h): - - FFFF [not tried: it cancels the reservations of other "
+                .find("(0Ah/22h): - denied FFFF [not tried: it cancels the reservations of other "
                       "programs; the BMC says that it has it not]\n"),
             std::string::npos);
   EXPECT_NE(Ask(machine, {"--fault", "get-sdr-repository-info: cc C1"}, "probe")

@@ -75,10 +75,10 @@ TEST(BoardsFinding, TellsWhetherTheListNamesTheProduct) {
 }
 
 TEST(RequestsFinding, ARequestThatTheBmcDoesNotKnowIsAProblem) {
-  std::vector<Probe> probes{{"Get Device ID (06h/01h)", true, true, 0, ""},
-                            {"Get SDR (0Ah/23h)", true, true, 0xCB, "Get SDR was refused"},
-                            {"Get slot information (3Eh/E0h)", true, false, 0xC1, "refused"},
-                            {"SparedSDR (3Eh/10h)", false, false, -1, "not tried: ..."}};
+  std::vector<Probe> probes{{"Get Device ID (06h/01h)", true, true, false, 0, ""},
+                            {"Get SDR (0Ah/23h)", true, true, false, 0xCB, "Get SDR was refused"},
+                            {"Get slot information (3Eh/E0h)", true, false, false, 0xC1, "refused"},
+                            {"SparedSDR (3Eh/10h)", false, false, false, -1, "not tried: ..."}};
   const Finding good = RequestsFinding(probes);
   EXPECT_EQ(good.subject, "requests");
   EXPECT_EQ(good.gravity, Gravity::kGood);
@@ -86,12 +86,22 @@ TEST(RequestsFinding, ARequestThatTheBmcDoesNotKnowIsAProblem) {
             "The BMC knows what could be tried: Get Device ID (06h/01h) and Get SDR (0Ah/23h). Not "
             "known: Get slot information (3Eh/E0h), which is done without. Not tried: SparedSDR "
             "(3Eh/10h).");
-  probes[1] = {"Get SDR (0Ah/23h)", true, false, 0xC1,
-               "Get SDR was refused with completion code C1"};
+  probes[1] = {
+      "Get SDR (0Ah/23h)", true, false, false, 0xC1, "Get SDR was refused with completion code C1"};
   const Finding problem = RequestsFinding(probes);
   EXPECT_EQ(problem.gravity, Gravity::kProblem);
   EXPECT_EQ(problem.sentence,
             "The BMC does not do Get SDR (0Ah/23h): Get SDR was refused with completion code C1.");
+}
+
+TEST(RequestsFinding, WhatTheBmcDeniesIsWorthKnowing) {
+  const Finding finding =
+      RequestsFinding({{"Get SDR (0Ah/23h)", true, true, false, 0, ""},
+                       {"Reserve SDR Repository (0Ah/22h)", false, false, true, -1, "not tried"}});
+  EXPECT_EQ(finding.gravity, Gravity::kNote);
+  EXPECT_EQ(finding.sentence,
+            "The BMC knows what could be tried: Get SDR (0Ah/23h). Not tried: Reserve SDR "
+            "Repository (0Ah/22h). It says that it has not Reserve SDR Repository (0Ah/22h).");
 }
 
 }  // namespace

@@ -38,8 +38,9 @@ class Doctor : public ::testing::Test {
   std::string Path(const std::string& name) const { return root_.Path(name); }
   void Write(const std::string& name, const std::string& bytes) { root_.Write(name, bytes); }
 
-  Lines Examine(SimulatedMachine& machine, const Lines& simulator = {}, bool with_boards = true) {
-    Lines words{ASKING_PROGRAM, "doctor", Path("root"), Path("tarvek"), Path("state")};
+  Lines Examine(SimulatedMachine& machine, const Lines& simulator = {}, bool with_boards = true,
+                const char* verb = "doctor") {
+    Lines words{ASKING_PROGRAM, verb, Path("root"), Path("tarvek"), Path("state")};
     if (with_boards) words.push_back(Path("boards"));
     const blackbox::Outcome outcome = machine.Run(words, simulator);
     EXPECT_EQ(outcome.exit_status, 0) << outcome.errors;
@@ -126,6 +127,17 @@ TEST_F(Doctor, ALockThatWasLeftBehindIsTold) {
   tarvek_test::RemoveLock();
   EXPECT_THAT(lines, Contains("lock: problem: A run that is gone has left the lock behind. "
                               "[tarvekctl update INPUT --break-lock]"));
+}
+
+TEST_F(Doctor, AnInterruptEndsTheExamination) {
+  SimulatedMachine machine;
+  for (const char* fault : {"get-device-id: silence", "get-sdr: silence"}) {
+    const Lines lines = Examine(machine, {"--fault", fault}, true, "doctor-interrupted");
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), "1") << fault;
+    EXPECT_THAT(lines, Not(Contains(StartsWith("requests: "))));
+    EXPECT_THAT(lines, Not(Contains(StartsWith("lock: "))));
+  }
 }
 
 TEST(Gravity, HasAName) {
