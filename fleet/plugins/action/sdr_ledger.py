@@ -5,6 +5,7 @@ __metaclass__ = type
 import os
 
 from ansible.errors import AnsibleActionFail
+from ansible.module_utils.parsing.convert_bool import boolean
 from ansible.plugins.action import ActionBase
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import (
@@ -89,8 +90,7 @@ class ActionModule(ActionBase):
 
     def _gate(self, ledger, args, result, task_vars):
         """Refuses while a host is open, has failed, or the waves so far have proven nothing."""
-        del args
-        complaints = gate_complaints(ledger)
+        complaints = gate_complaints(ledger, boolean(args.get('prove', True), strict=False))
         if complaints:
             result.update(failed=True, msg=' '.join(complaints), open=ledger.hosts(book.OPEN))
             return

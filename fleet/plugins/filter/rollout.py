@@ -8,6 +8,9 @@ from ansible.errors import AnsibleFilterError
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import DONE, NOTHING
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import Ledger, stamp
 
+# What of a module's result is kept.
+KEPT = ('changed', 'status', 'in_service', 'version_before', 'version_after', 'run', 'log', 'msg')
+
 _BOARD = re.compile(r'^[0-9A-Fa-f]{4}$')
 
 
@@ -45,12 +48,29 @@ def outcome_of(look, entry, plan, update, saved):
     if update.get('held') is not None:
         return dict(outcome, outcome='held', msg=update['msg'])
     last = update if 'outcome' in update else plan
-    for key in ('changed', 'status', 'in_service', 'version_before', 'version_after', 'run', 'log', 'msg'):
+    for key in KEPT:
         outcome[key] = last.get(key)
     outcome.update(backup=saved.get('fetched'), backup_there=last.get('backup'))
     if last is plan and drifts(plan):
         return dict(outcome, outcome='drift')
     return dict(outcome, outcome=last['outcome'])
+
+
+def restore_outcome_of(update, backup):
+    """What a restore came to on a host that did not fail."""
+    outcome = dict(src=backup, changed=False, in_service='previous')
+    if not backup:
+        return dict(outcome, outcome='skipped', msg='The controller has no backup of it.')
+    if update.get('held') is not None:
+        return dict(outcome, outcome='held', msg=update['msg'])
+    for key in KEPT:
+        outcome[key] = update.get(key)
+    return dict(outcome, outcome=update['outcome'], backup_there=update.get('backup'))
+
+
+def newest_backup(folder, host, until=''):
+    """The newest backup of a host on the controller, of `until` or before; empty where there is none."""
+    return Ledger(folder).newest_backup(host, until)
 
 
 def backup_path(folder, host):
@@ -63,4 +83,6 @@ class FilterModule:
 
     def filters(self):
         """By name."""
-        return dict(input_for=input_for, drifts=drifts, outcome_of=outcome_of, backup_path=backup_path)
+        return dict(input_for=input_for, drifts=drifts, outcome_of=outcome_of,
+                    restore_outcome_of=restore_outcome_of, backup_path=backup_path,
+                    newest_backup=newest_backup)

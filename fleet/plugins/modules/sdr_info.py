@@ -129,8 +129,8 @@ def gather(tarvekctl, params):
     boards = ['--boards', params['boards']] if params['boards'] else []
     doctor = tarvekctl.run('doctor', *boards)
     doctor.setdefault('findings', [])
-    runs = tarvekctl.run('history').get('runs') or [None]
-    return dict(status=status, doctor=doctor, last=runs[0] and brief(runs[0]))
+    runs = tarvekctl.run('history').get('runs') or [None]  # the oldest first
+    return dict(status=status, doctor=doctor, last=runs[-1] and brief(runs[-1]))
 
 
 def main():

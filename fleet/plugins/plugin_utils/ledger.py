@@ -224,14 +224,15 @@ class Ledger:
         """Where a backup of a host goes."""
         return self.path(BACKUPS, file_name(host), time + '.BAK')
 
-    def newest_backup(self, host):
-        """The newest backup of a host; None where there is none."""
+    def newest_backup(self, host, until=''):
+        """The newest backup of a host, of `until` or before; empty where there is none."""
         folder = self.path(BACKUPS, file_name(host))
         try:
-            names = [name for name in os.listdir(folder) if _BACKUP.match(name)]
+            names = [name for name in os.listdir(folder)
+                     if _BACKUP.match(name) and (not until or name[:len(stamp())] <= until)]
         except OSError:
-            return None
-        return os.path.join(folder, max(names)) if names else None
+            return ''
+        return os.path.join(folder, max(names)) if names else ''
 
     # ---- the rollout
 
