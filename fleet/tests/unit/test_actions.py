@@ -103,7 +103,7 @@ def test_the_folder_goes_also_when_the_target_is_lost(files):
 def a_ledger(tmp_path):
     """A ledger with a rollout."""
     ledger = book.Ledger(str(tmp_path / 'fleet'))
-    ledger.begin(os.getpid())
+    ledger.begin(os.getppid())
     return ledger
 
 
@@ -270,6 +270,13 @@ def test_the_gate_counts_waves_and_refuses(ledger):
     ledger.put(book.OPEN, 'a')
     assert ask(ledger, 'gate')['failed']
     assert ledger.waves() == [['a', 'b']]
+
+
+def test_no_wave_begins_without_a_rollout(idle):
+    assert 'not with --limit' in ask(idle, 'gate')['msg']
+    idle.begin(1)
+    assert ask(idle, 'gate')['failed']
+    assert not ask(idle, 'gate', check=True).get('failed')
 
 
 @pytest.mark.parametrize('last, kind', [(result('update', run='R2'), None), (None, None),
