@@ -48,7 +48,8 @@ ReadFailure FailureOf(const Directory& work, const ChildEnd& end) {
   ReadFailure failure;
   const std::string log = work.Read("tarvek.log").value_or("");
   failure.error = FirstError(log);
-  failure.busy = log.find("The update/backup has already been being executed.") != log.npos;
+  failure.busy =
+      log.find("The update/backup has already been being executed.") != std::string::npos;
   failure.remedy = "Look for what is wrong: tarvekctl doctor.";
   if (failure.busy) {
     failure.what = "Another run of tarvek took the single-run lock while the BMC was to be read.";
@@ -88,7 +89,10 @@ std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFai
     if (taken > kLongestReading + kCloseToForever) child.Signal(SIGKILL);
   });
   // A killed reader leaves the lock.
-  if (end.signal != 0) WaitForFreeLock(session);
+  if (end.signal != 0) {
+    NoteKilled(work);
+    WaitForFreeLock(session);
+  }
   if (interrupted) StopInterrupted(session);
   if (!work.Has(kImage)) {
     *failure = FailureOf(work, end);
@@ -99,8 +103,11 @@ std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFai
     served.set = inspect::Load(work.PathOf(kImage), {});
     served.image = work.Read(kImage).value_or("");
   } catch (const inspect::InputError& error) {
-    failure->what = std::string("The image of the BMC's records is wrong: it ") +
-                    inspect::Escaped(error.what()) + ".";
+    // The tool leaves an image that is too large, and tells that it is none.
+    *failure = FailureOf(work, end);
+    if (failure->too_large) return std::nullopt;
+    failure->what = std::string("The image of the BMC's records is wrong (") +
+                    inspect::Escaped(error.what()) + ").";
     failure->remedy = "Run the command again; look for what is wrong: tarvekctl doctor.";
     return std::nullopt;
   }
