@@ -89,8 +89,10 @@ Verbs AddVerbs(CLI::App* app, Options* options) {
       ->option_text("prometheus")
       ->check(CLI::IsMember({"prometheus"}).description(""));
   status->add_option("-o,--output", options->output, "Write them to FILE")->option_text("FILE");
-  AddUpdating(add(Verb::kPlan, "plan", "What an update with INPUT would do; changes nothing"),
-              options);
+  CLI::App* const plan =
+      add(Verb::kPlan, "plan", "What an update with INPUT would do; changes nothing");
+  AddUpdating(plan, options);
+  plan->add_flag("--restore", options->as_restore, "What a restore with INPUT would do, instead");
   CLI::App* const update = add(Verb::kUpdate, "update", "Program INPUT, verified");
   AddUpdating(update, options);
   AddRunning(update, options);

@@ -21,12 +21,17 @@ constexpr std::chrono::seconds kPatience{10};
 constexpr std::chrono::seconds kResumePatience{60};
 constexpr int kServiceStart = 20000;  // milliseconds
 
+/// Whether INPUT is a backup that goes back.
+bool IsRestore(const Options& options) {
+  return options.verb == Verb::kRestore || options.as_restore;
+}
+
 Request RequestOf(const Options& options) {
   Request request;
   request.command = options.command;
   request.input = options.input;
   request.tool = options.tool;
-  const bool restore = options.verb == Verb::kRestore;
+  const bool restore = IsRestore(options);
   request.force = options.force || restore;
   request.reprogram = options.reprogram;
   request.allow_findings = options.allow_findings || restore;
@@ -42,7 +47,7 @@ Request RequestOf(const Options& options) {
 void CopyFiles(const Session& session, const Options& options, const Directory& work,
                Request* request) {
   request->digest = CopyInput(session, options.input, work);
-  if (options.verb == Verb::kRestore && !work.Has("input.BIN")) {
+  if (IsRestore(options) && !work.Has("input.BIN")) {
     Refuse(session, ExitStatus::kBadInput, inspect::Escaped(options.input) + " is no backup image.",
            "Program it as INPUT: tarvekctl update " + inspect::Escaped(options.input) + ".");
   }
@@ -181,9 +186,12 @@ Result RunPlan(const Session& session, const Options& options) {
   }
   SettleRuns(session, "");
   const Examination found = Examine(session, request, work);
-  Result result = Unchanged(
-      session, ExitStatus::kDone, Outcome::kDone, "An update with INPUT would program it.",
-      "Go on: tarvekctl update " + inspect::Escaped(options.input) + ", with the same options.");
+  const std::string verb = options.as_restore ? "restore" : "update";
+  Result result =
+      Unchanged(session, ExitStatus::kDone, Outcome::kDone,
+                (options.as_restore ? "A " : "An ") + verb + " with INPUT would program it.",
+                "Go on: tarvekctl " + verb + " " + inspect::Escaped(options.input) +
+                    ", with the same options.");
   if (found.input.compares_only) {
     result.status = ExitStatus::kNothing;
     result.outcome = Outcome::kNothing;
@@ -204,6 +212,7 @@ Result RunPlan(const Session& session, const Options& options) {
       AddDifference(*found.served, found.input, &result);
     }
   }
+  AddVersion(found.input, &result);
   Json findings = Json::array();
   std::string lines;
   for (const inspect::Finding& finding : found.input.findings) {
