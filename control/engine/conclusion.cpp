@@ -100,7 +100,7 @@ std::string WhatToDo(const Session& session, const Result& result, const End& en
 }
 
 /// A script that only compares: the tool's own word is the one that counts.
-void ConcludeComparison(const Plan& plan, const End& end, Result* result) {
+void ConcludeComparison(const End& end, Result* result) {
   constexpr const char* kDoesNotMatch = "SDR032";
   if (end.code == "Complete") {
     result->status = ExitStatus::kNothing;
@@ -110,8 +110,8 @@ void ConcludeComparison(const Plan& plan, const End& end, Result* result) {
     result->differs = false;
     result->message.what = "The BMC serves the records that the script compares.";
     result->message.remedy = "Nothing.";
-  } else if (end.after) {
-    result->differs = end.code == kDoesNotMatch || *end.after != plan.input;
+  } else {
+    result->differs = end.code == kDoesNotMatch ? std::optional<bool>(true) : std::nullopt;
   }
 }
 
@@ -138,7 +138,8 @@ void ReadAfter(const Session& session, const Run& run, const Plan& plan, End* en
     if (!served) return;
     end->after = served->records;
     end->version_after = served->version;
-    RememberServed(session, bmc, *served, served->records == plan.input);
+    const bool programmed = !plan.compares_only && served->records == plan.input;
+    RememberServed(session, bmc, *served, programmed);
   } catch (const Stop& stop) {
     end->unread = stop.result.message.what;
   } catch (const std::exception& error) {
@@ -173,7 +174,7 @@ Result Conclude(const Session& session, const Plan& plan, const End& end) {
   result.outcome = OutcomeOf(result.status, end);
   result.message.what = WhatHappened(result, plan, end);
   result.message.remedy = WhatToDo(session, result, end);
-  if (plan.compares_only) ConcludeComparison(plan, end, &result);
+  if (plan.compares_only) ConcludeComparison(end, &result);
   result.message.state = StateSentence(result.in_service, result.changed);
   if (result.changed.value_or(false)) result.more["difference_text"] = plan.difference;
   return result;
