@@ -67,7 +67,8 @@ void AddUpdating(CLI::App* verb, Options* options) {
 void AddRunning(CLI::App* verb, Options* options) {
   verb->add_flag("--detach", options->detach, "Print the run's id, and let it go on by itself");
   verb->add_option("--keep", options->keep, "How many runs are kept")
-      ->option_text("N (default: 100)");
+      ->option_text("N (default: 100)")
+      ->check(CLI::NonNegativeNumber.description(""));
 }
 
 using Verbs = std::vector<std::pair<Verb, CLI::App*>>;
@@ -88,8 +89,10 @@ Verbs AddVerbs(CLI::App* app, Options* options) {
       ->option_text("prometheus")
       ->check(CLI::IsMember({"prometheus"}).description(""));
   status->add_option("-o,--output", options->output, "Write them to FILE")->option_text("FILE");
-  AddUpdating(add(Verb::kPlan, "plan", "What an update with INPUT would do; changes nothing"),
-              options);
+  CLI::App* const plan =
+      add(Verb::kPlan, "plan", "What an update with INPUT would do; changes nothing");
+  AddUpdating(plan, options);
+  plan->add_flag("--restore", options->as_restore, "What a restore with INPUT would do, instead");
   CLI::App* const update = add(Verb::kUpdate, "update", "Program INPUT, verified");
   AddUpdating(update, options);
   AddRunning(update, options);

@@ -40,6 +40,7 @@ struct Options {
   bool break_lock = false;
   bool detach = false;
   bool overwrite = false;
+  bool as_restore = false;  // of plan
   std::size_t keep = 100;  // runs
   std::string format;      // of status
   std::string output;      // of status

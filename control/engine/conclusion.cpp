@@ -115,13 +115,21 @@ void ConcludeComparison(const End& end, Result* result) {
   }
 }
 
+/// The first error in a run's log, if there is one to be read.
+std::optional<NumberedError> ErrorOf(const Run& run) {
+  try {
+    return FirstError(run.Work().Read("tarvek.log").value_or(""));
+  } catch (const SystemError&) {
+    return std::nullopt;
+  }
+}
+
 /// Reads what the BMC serves. Whatever fails is told in `end`: the tool may have written, so
 /// nothing may end here as if it had not.
 void ReadAfter(const Session& session, const Run& run, const Plan& plan, End* end) {
   try {
-    const Directory work = run.Work();
-    end->code = ResultCode(work);
-    end->error = FirstError(work.Read("tarvek.log").value_or(""));
+    end->code = ResultCode(run);
+    end->error = ErrorOf(run);
     WaitForFreeLock(session);
     const Bmc bmc = IdentifyBmc(session);
     ReadFailure failure;

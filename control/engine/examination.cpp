@@ -138,6 +138,10 @@ void AddDifference(const Served& served, const Input& input, Result* result) {
   result->more["difference_text"] = inspect::DifferenceText(pair, difference, false);
 }
 
+void AddVersion(const Input& input, Result* result) {
+  result->more["version_input"] = input.version ? Json(*input.version) : Json(nullptr);
+}
+
 namespace {
 
 [[noreturn]] void StopNothing(const Session& session, const std::string& what,
@@ -151,6 +155,7 @@ namespace {
   if (!identical && found.served && session.command == "plan") {
     AddDifference(*found.served, found.input, &result);
   }
+  if (session.command == "plan") AddVersion(found.input, &result);
   if (identical) {
     result.in_service = InService::kInput;
     result.message.state = StateSentence(InService::kInput, false);

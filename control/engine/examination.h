@@ -32,5 +32,7 @@ std::string DifferenceTextOf(const Served& served, const Input& input, bool colo
 /// Adds what an update changes to a result: `difference`, as `tarvek-sdr diff --json` has it, and
 /// `difference_text`.
 void AddDifference(const Served& served, const Input& input, Result* result);
+/// Adds the version that INPUT has, or null, to a result: `version_input`.
+void AddVersion(const Input& input, Result* result);
 
 }  // namespace tarvek::control

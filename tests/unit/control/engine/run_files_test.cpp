@@ -110,13 +110,13 @@ TEST_F(RunFiles, AreWhateverTheyAre) {
 }
 
 TEST_F(RunFiles, HoldTheToolsLastWord) {
-  EXPECT_EQ(ResultCode(run_.Work()), "");
+  EXPECT_EQ(ResultCode(run_), "");
   WriteWork("Update_normal.xml", "<Response><result_code>Complete</result_code><data></data>");
-  EXPECT_EQ(ResultCode(run_.Work()), "Complete");
+  EXPECT_EQ(ResultCode(run_), "Complete");
   WriteWork("Update_force.xml", "<Response><result_code>SDR077</result_code>");
-  EXPECT_EQ(ResultCode(run_.Work()), "SDR077");
+  EXPECT_EQ(ResultCode(run_), "SDR077");
   WriteWork("Update_force.xml", "<Response><result_code>SDR0");
-  EXPECT_EQ(ResultCode(run_.Work()), "Complete");
+  EXPECT_EQ(ResultCode(run_), "Complete");
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ TEST_F(Store, GivesEachRunANameAndItsLead) {
   ASSERT_TRUE(store_.Find(run.id()).has_value());
   EXPECT_THAT(store_.Ids(), ElementsAre(run.id()));
   EXPECT_EQ(store_.Unfinished().size(), 1U);
-  store_.Remove(run);
+  store_.Remove(run.id());
   EXPECT_THAT(store_.Ids(), IsEmpty());
 }
 

@@ -1,0 +1,90 @@
+"""Brings the files of a task to the target, and has the module sdr run there."""
+import os
+
+from ansible.errors import AnsibleActionFail, AnsibleError
+from ansible.module_utils.common.text.converters import to_native
+from ansible.module_utils.parsing.convert_bool import boolean
+from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.remote_folder import RemoteFolderAction
+
+DEFAULT_BOARDS = 'mchk_fil'
+
+
+class ActionModule(RemoteFolderAction):
+    """The action."""
+
+    TRANSFERS_FILES = True
+
+    def run(self, tmp=None, task_vars=None):
+        """Runs the task."""
+        result = super().run(tmp, task_vars)
+        del tmp
+        args = dict(self._task.args)
+        folder = args.pop('ledger', None)
+        if folder and not self._task.check_mode:
+            return self._run_in_rollout(book.Ledger(folder), args, result, task_vars)
+        result.update(self._run_module(args, task_vars))
+        return result
+
+    def _run_in_rollout(self, ledger, args, result, task_vars):
+        """Opens the host before its update; does not begin it after a failure of another."""
+        host = task_vars['inventory_hostname']
+        failed = ledger.failed()
+        if failed:
+            result.update(changed=False, held=failed[0],
+                          msg='Not begun: %s has failed.' % failed[0])
+            return result
+        last = ((task_vars.get('ansible_facts') or {}).get('tarvek_sdr') or {}).get('last') or {}
+        ledger.put(book.OPEN, host, src=str(args.get('src')), run_before=last.get('run'))
+        result.update(self._run_module(args, task_vars))
+        if result.get('failed'):
+            # At once, for those that wait for a free fork; the role notes the whole.
+            ledger.put(book.QUARANTINE, host, outcome='failed', **book.failure_of(result))
+        return result
+
+    def _run_module(self, args, task_vars):
+        if boolean(args.pop('remote_src', False), strict=False):
+            return self._execute_module('tarvek.sdr.sdr', module_args=dict(args, remote_src=True),
+                                        task_vars=task_vars)
+        try:
+            self.make_folder()
+            result = self._execute_module('tarvek.sdr.sdr', module_args=self._transfer(args),
+                                          task_vars=task_vars)
+            # What is told of the copies is meant of the files that people know.
+            return without_folder(result, self.place(''))
+        finally:
+            self.remove_folder()
+
+    def _transfer(self, args):
+        """Copies the files to the target. Returns the arguments with their places there."""
+        if not args.get('src'):
+            raise AnsibleActionFail('src is missing')
+        try:
+            src, boards = self._find(args['src']), args.get('boards')
+            beside = os.path.join(os.path.dirname(src), DEFAULT_BOARDS)
+            if boards:
+                boards = self._find(boards)
+            elif args.get('state') != 'restored' and os.path.exists(beside):
+                boards = beside
+            files = [src] + [self._find(name) for name in book.listed(args.get('files'))]
+        except AnsibleError as error:
+            raise AnsibleActionFail(to_native(error)) from error
+        there = self.put(files + ([boards] if boards else []))
+        changed = dict(args, src=there[src], remote_src=True, files=[])
+        if boards:
+            changed['boards'] = there[boards]
+        return changed
+
+    def _find(self, name):
+        """A file of the controller: as it is named, or where plays have their files."""
+        path = os.path.abspath(os.path.expanduser(name))
+        return path if os.path.isfile(path) else self._find_needle('files', name)
+
+
+def without_folder(value, folder):
+    """A value with a folder's path taken out of every text in it."""
+    if isinstance(value, dict):
+        return dict((key, without_folder(item, folder)) for key, item in value.items())
+    if isinstance(value, list):
+        return [without_folder(item, folder) for item in value]
+    return value.replace(folder, '') if isinstance(value, str) else value

@@ -1,0 +1,133 @@
+"""Keeps the files of a rollout on the controller, see plugin_utils/ledger.py. Asks no target."""
+import os
+
+from ansible.errors import AnsibleActionFail
+from ansible.module_utils.parsing.convert_bool import boolean
+from ansible.plugins.action import ActionBase
+from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import (
+    describe, gate_complaints, settle)
+
+
+class ActionModule(ActionBase):
+    """The action."""
+
+    TRANSFERS_FILES = False
+    STATES = ('begun', 'gate', 'settled', 'concluded', 'failed', 'ended')
+
+    def run(self, tmp=None, task_vars=None):
+        """Runs the task."""
+        result = super().run(tmp, task_vars)
+        del tmp
+        args = self._task.args
+        state = args.get('state')
+        if state not in self.STATES:
+            raise AnsibleActionFail('state is one of %s' % ', '.join(self.STATES))
+        if not args.get('dir'):
+            raise AnsibleActionFail('dir is missing')
+        result['changed'] = False
+        try:
+            getattr(self, '_' + state)(book.Ledger(args['dir']), args, result, task_vars)
+        except (book.LedgerError, OSError) as error:
+            result.update(failed=True, msg=str(error))
+        return result
+
+    # ---- on the controller
+
+    def _begun(self, ledger, args, result, task_vars):
+        """Begins a rollout: nobody else leads one; hosts are cleared and set aside by name."""
+        del task_vars
+        clear, aside = book.listed(args.get('clear')), book.listed(args.get('set_aside'))
+        quarantined = set(ledger.hosts(book.QUARANTINE))
+        unknown = [host for host in clear if host not in quarantined]
+        if unknown:
+            raise book.LedgerError('Not quarantined, so not to be cleared: %s' % ', '.join(unknown))
+        if not self._task.check_mode:
+            # This process is a worker of the one that leads the rollout.
+            result['rollout'] = ledger.begin(os.getppid())
+            for host in clear:
+                ledger.drop(book.OPEN, host)
+                ledger.drop(book.QUARANTINE, host)
+            for host in aside:
+                ledger.put(book.QUARANTINE, host, outcome='set aside', rollout=None,
+                           msg='Set aside by name.')
+        quarantined = sorted((quarantined - set(clear)) | set(aside))
+        still_open = [host for host in ledger.hosts(book.OPEN) if host not in quarantined + clear]
+        if not self._task.check_mode:
+            for host in quarantined:
+                ledger.drop(book.OPEN, host)  # what is known of it is told by its quarantine
+        known = book.listed(args.get('hosts'))
+        result.update(open=still_open, quarantined=quarantined,
+                      open_here=[host for host in still_open if host in known],
+                      quarantined_here=[host for host in quarantined if host in known],
+                      msg=describe([('Left open', still_open), ('Quarantined', quarantined)])
+                      or 'No host is open or quarantined.')
+
+    def _ended(self, ledger, args, result, task_vars):
+        """Ends a rollout, and tells what it came to."""
+        del args, task_vars
+        if self._task.check_mode:
+            result['msg'] = 'Nothing was changed: check mode.'
+            return
+        concluded = ledger.concluded()
+        by_outcome = {}
+        for host, entry in sorted(concluded.items()):
+            by_outcome.setdefault(entry.get('outcome'), []).append(host)
+        reached = set(concluded) | set(ledger.hosts(book.OPEN))
+        missed = [host for wave in ledger.waves() for host in wave if host not in reached]
+        bad = ledger.failed() or ledger.hosts(book.OPEN)
+        named = sorted(by_outcome.items()) + [
+            ('open', ledger.hosts(book.OPEN)), ('not reached', missed),
+            ('quarantined', ledger.hosts(book.QUARANTINE))]
+        result.update(outcomes=by_outcome, not_reached=missed, failed=bool(bad),
+                      msg=describe(named) or 'There was no host.')
+        ledger.end()
+
+    # ---- once a wave
+
+    def _gate(self, ledger, args, result, task_vars):
+        """Refuses while a host is open, has failed, or the waves so far have proven nothing."""
+        if not self._task.check_mode and not ledger.is_led_by(os.getppid()):
+            raise book.LedgerError('The rollout was not begun. Take a part of the inventory with '
+                                   '-e sdr_rollout_hosts=PATTERN, not with --limit, and no task by its own.')
+        complaints = gate_complaints(ledger, boolean(args.get('prove', True), strict=False))
+        if complaints:
+            result.update(failed=True, msg=' '.join(complaints), open=ledger.hosts(book.OPEN))
+            return
+        hosts = list(task_vars.get('ansible_play_batch') or [])
+        if not self._task.check_mode:
+            ledger.add_wave(hosts)
+        result.update(wave=hosts, msg='Nothing holds this wave: %s' % ', '.join(hosts))
+
+    # ---- for one host
+
+    def _settled(self, ledger, args, result, task_vars):
+        """Judges what an earlier rollout left open, by what the host says now."""
+        host = task_vars['inventory_hostname']
+        verdict, outcome = settle(ledger.get(book.OPEN, host), args.get('look') or {})
+        result.update(verdict=verdict, msg=outcome['msg'], failed=verdict in ('open', 'failed'))
+        if self._task.check_mode:
+            return
+        if verdict == 'failed':
+            ledger.fail(host, **outcome)
+        elif verdict == 'not begun':
+            ledger.conclude(host, outcome=verdict, **outcome)
+            ledger.drop(book.OPEN, host)
+        elif verdict != 'open':
+            ledger.conclude(host, outcome=verdict, **outcome)
+
+    def _concluded(self, ledger, args, result, task_vars):
+        """Notes what the rollout came to on a host."""
+        outcome = dict(args.get('outcome') or {})
+        result.update(outcome=outcome.get('outcome'), msg=outcome.get('msg'))
+        if not self._task.check_mode:
+            ledger.conclude(task_vars['inventory_hostname'], **outcome)
+
+    def _failed(self, ledger, args, result, task_vars):
+        """Quarantines a host."""
+        outcome = book.failure_of(args.get('look') or {})
+        outcome['task'] = args.get('task')
+        outcome.setdefault('msg', 'The task "%s" failed.' % args.get('task'))
+        result.update(outcome=dict(outcome, outcome='failed'), msg='Quarantined: %s' % outcome.get('msg'))
+        if not self._task.check_mode:
+            ledger.fail(task_vars['inventory_hostname'], **outcome)

@@ -1,0 +1,40 @@
+"""Writes the report of a fleet on the controller."""
+import os
+
+from ansible.errors import AnsibleActionFail
+from ansible.plugins.action import ActionBase
+from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
+from ansible_collections.tarvek.sdr.plugins.plugin_utils import report
+
+
+class ActionModule(ActionBase):
+    """The action."""
+
+    TRANSFERS_FILES = False
+
+    def run(self, tmp=None, task_vars=None):
+        """Runs the task."""
+        result = super().run(tmp, task_vars)
+        del tmp
+        args = self._task.args
+        for name in ('dir', 'look'):
+            if not args.get(name):
+                raise AnsibleActionFail('%s is missing' % name)
+        ledger = book.Ledger(args['dir'])
+        looks = self._looks(book.listed(args.get('hosts')), args['look'], task_vars['hostvars'])
+        rows = report.rows_of(looks, ledger, args.get('inputs') or {})
+        whole = report.report_of(rows, book.now())
+        folder = os.path.abspath(os.path.expanduser(args.get('dest') or ledger.folder))
+        files = dict((form, os.path.join(folder, 'report.' + form)) for form in report.FORMS)
+        if not self._task.check_mode:
+            for form, path in files.items():
+                book.write_whole(path, report.FORMS[form](whole).encode('utf-8'))
+        result.update(changed=False, files=files, summary=whole['summary'],
+                      msg='%s Report: %s' % (report.in_words(whole), files['html']))
+        return result
+
+    @staticmethod
+    def _looks(hosts, name, hostvars):
+        """What each host that took part said: a list of pairs."""
+        found = ((host, hostvars[host].get(name)) for host in hosts if host in hostvars)
+        return [(host, look) for host, look in found if look is not None]

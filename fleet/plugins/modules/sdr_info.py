@@ -1,0 +1,152 @@
+#!/usr/bin/python
+"""Tells about a server's BMC and its SDR repository."""
+from __future__ import (absolute_import, division, print_function)
+__metaclass__ = type
+
+DOCUMENTATION = r'''
+---
+module: sdr_info
+short_description: Tell what SDR set a server's BMC serves, and what the server lacks for an update
+version_added: "1.7.0"
+description:
+  - Returns what C(tarvekctl status) and C(tarvekctl doctor) say on the target as facts. It changes nothing.
+  - What they find wrong is an answer, not a failure, unless I(strict=true).
+options:
+  wait:
+    description: Whether to wait first for a run that is under way, and to return its result (I(last)).
+    type: bool
+    default: false
+  strict:
+    description: Whether to fail when an update would not work here, or when the BMC cannot be read.
+    type: bool
+    default: false
+  boards:
+    description: A hardware list on the target to look the board up in.
+    type: path
+  executable:
+    description: The C(tarvekctl) of the target.
+    type: path
+    default: /usr/sbin/tarvekctl
+attributes:
+  check_mode:
+    support: full
+    description: Changes nothing in any mode.
+  diff_mode:
+    support: none
+    description: Changes nothing.
+notes:
+  - Needs the rights of root on the target, see C(become).
+author:
+  - the tarvek authors
+'''
+
+EXAMPLES = r'''
+- name: Ask what is served
+  tarvek.sdr.sdr_info:
+  become: true
+
+- name: Tell it
+  ansible.builtin.debug:
+    msg: "Board {{ tarvek_sdr.status.board }} serves {{ tarvek_sdr.status.version_after }}."
+
+- name: Wait for an update that another controller began, and go on only if the server is fit for the next
+  tarvek.sdr.sdr_info:
+    wait: true
+    strict: true
+  become: true
+'''
+
+RETURN = r'''
+ansible_facts:
+  description: The facts.
+  returned: when tarvekctl could be run
+  type: dict
+  contains:
+    tarvek_sdr:
+      description: What is known of the BMC.
+      type: dict
+      contains:
+        status:
+          description:
+            - The result object of C(tarvekctl status), among others with status, message, version_after, board,
+              script, driver, drift, run and percent. Where its status is not 0, what follows message is null.
+          type: dict
+        doctor:
+          description: The result object of C(tarvekctl doctor), with status, message and findings.
+          type: dict
+        last:
+          description: The result object of the newest run on the target, or null; without its difference.
+          type: dict
+msg:
+  description: In a sentence what was found, or why the task failed.
+  returned: always
+  type: str
+status:
+  description: The exit status of the first of the two commands that did not end with 0, else 0.
+  returned: always
+  type: int
+message:
+  description: Its three sentences, what happened, what state the server is in, and what to do.
+  returned: always
+  type: dict
+in_service:
+  description: Previous; nothing is changed by asking.
+  returned: always
+  type: str
+'''
+
+from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import (
+    COMMON_ARGUMENTS, DONE, Tarvekctl, sentences)
+
+ARGUMENTS = dict(
+    COMMON_ARGUMENTS,
+    wait=dict(type='bool', default=False),
+    strict=dict(type='bool', default=False),
+    boards=dict(type='path'),
+)
+
+# What status says only where it reached the BMC.
+STATUS_KEYS = ('board', 'script', 'driver', 'percent', 'drift')
+
+# What of a run is long.
+DIFFERENCES = ('difference', 'difference_text')
+
+
+def brief(result):
+    """A result without its difference."""
+    return dict((key, value) for key, value in result.items() if key not in DIFFERENCES)
+
+
+def gather(tarvekctl, params):
+    """The facts."""
+    status = tarvekctl.run('status')
+    if params['wait'] and status.get('run'):
+        tarvekctl.run('wait', status['run'])
+        status = tarvekctl.run('status')
+    for key in STATUS_KEYS:
+        status.setdefault(key, None)
+    boards = ['--boards', params['boards']] if params['boards'] else []
+    doctor = tarvekctl.run('doctor', *boards)
+    doctor.setdefault('findings', [])
+    runs = tarvekctl.run('history').get('runs') or [None]  # the oldest first
+    return dict(status=status, doctor=doctor, last=runs[-1] and brief(runs[-1]))
+
+
+def main():
+    """The module."""
+    module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
+    facts = gather(Tarvekctl(module), module.params)
+    failing = [facts[part] for part in ('doctor', 'status') if facts[part]['status'] != DONE]
+    telling = failing[0] if failing else facts['status']
+    answer = dict(changed=False, msg=sentences(telling), status=telling['status'],
+                  message=telling['message'], in_service=telling['in_service'])
+    if telling['status'] is not None:
+        answer['ansible_facts'] = dict(tarvek_sdr=facts)
+    if failing and (module.params['strict'] or telling['status'] is None):
+        module.fail_json(**answer)
+    module.exit_json(**answer)
+
+
+if __name__ == '__main__':
+    main()

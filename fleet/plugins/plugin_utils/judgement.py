@@ -1,0 +1,67 @@
+"""What the files of a rollout mean: whether a wave may begin, and what became of a host that was left open."""
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import GOOD, OPEN
+
+DONE = 0
+NOTHING = 2
+_NAMES_SHOWN = 20
+
+
+def names(hosts):
+    """Some names of hosts, and how many there are more."""
+    shown = ', '.join(hosts[:_NAMES_SHOWN])
+    more = len(hosts) - _NAMES_SHOWN
+    return '%s and %d more' % (shown, more) if more > 0 else shown
+
+
+def describe(groups):
+    """Groups of hosts with their titles, in words; without those that are empty."""
+    return ' '.join('%s: %d (%s).' % (title, len(hosts), names(hosts)) for title, hosts in groups if hosts)
+
+
+def gate_complaints(ledger, prove):
+    """Why the next wave may not begin; empty when it may.
+
+    prove: the waves before it must have shown that the update works.
+    """
+    complaints = []
+    failed, left = ledger.failed(), ledger.hosts(OPEN)
+    if failed:
+        complaints.append('Failed in this rollout, and quarantined: %s. Mend them, then clear them by name: '
+                          '-e sdr_rollout_clear=NAME; without that the next run leaves them out.' % names(failed))
+    left = [host for host in left if host not in failed]
+    if left:
+        complaints.append('Their updates were begun and are not known to have ended well: %s. Run the playbook '
+                          'again when they can be reached; or set them aside by name: '
+                          '-e sdr_rollout_set_aside=NAME.' % names(left))
+    outcomes = [entry.get('outcome') for entry in ledger.concluded().values()]
+    if prove and not complaints and ledger.waves() and not any(outcome in GOOD for outcome in outcomes):
+        complaints.append('No host of the waves so far was updated or found up to date, so they have proven '
+                          'nothing. Put a host first that can be updated, or go on all the same: '
+                          '-e sdr_rollout_prove=false.')
+    return complaints
+
+
+def settle(entry, look):
+    """What became of a host that was left open.
+
+    entry: its open file; look: the result of sdr_info, which has waited for a run under way.
+    Returns a verdict and what is to be noted. "open": not known yet; "not begun": nothing was started; "done" and
+    "nothing": its update ended well; "failed": it did not.
+    """
+    if look.get('unreachable'):
+        return 'open', dict(msg='It cannot be reached, so what became of its update is not known. Run the playbook '
+                            'again when it can be; or set it aside by name: -e sdr_rollout_set_aside=NAME.')
+    facts = (look.get('ansible_facts') or {}).get('tarvek_sdr')
+    if look.get('failed') or not facts:
+        return 'open', dict(msg='It could not be asked what became of its update: %s' % look.get('msg'))
+    status, last = facts['status'], facts.get('last')
+    if status.get('run'):
+        return 'open', dict(msg='Run %s is still under way.' % status['run'])
+    if last is None or (last.get('run') and last.get('run') == (entry or {}).get('run_before')):
+        return 'not begun', dict(msg='Its update was not begun: nothing was changed.')
+    kept = dict((key, last.get(key)) for key in
+                ('status', 'in_service', 'message', 'version_before', 'version_after', 'run', 'log', 'backup'))
+    kept['msg'] = ' '.join(last['message'].values())
+    if last['status'] in (DONE, NOTHING):
+        return last['outcome'], kept
+    return 'failed', kept
