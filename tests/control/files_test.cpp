@@ -140,6 +140,12 @@ TEST_F(Files, AtTheMetricsNameAreReplacedAndNotFollowed) {
   EXPECT_EQ(Read("precious"), "precious");
 }
 
+TEST_F(Files, OfAStateThatOthersMayWriteToAreNotTrusted) {
+  fs::permissions(state_directory(), fs::perms::all);
+  EXPECT_EQ(Ctl({"update", "new.sdr"}).outcome.exit_status, 4);
+  EXPECT_EQ(Repository(), before());
+}
+
 TEST_F(Files, OfARunAreItsOwnersAloneAndABackupToo) {
   ASSERT_EQ(Ctl({"update", "new.sdr"}).outcome.exit_status, 0);
   ASSERT_EQ(Ctl({"backup", "new.bak"}).outcome.exit_status, 0);
@@ -219,7 +225,7 @@ class SmallDisk : public Files {
  public:
   void SetUp() override {
     Files::SetUp();
-    if (mount("tmpfs", state_directory().c_str(), "tmpfs", 0, "size=4096k") != 0) {
+    if (mount("tmpfs", state_directory().c_str(), "tmpfs", 0, "size=4096k,mode=700") != 0) {
       GTEST_SKIP() << "no mounts here";
     }
   }

@@ -354,6 +354,17 @@ TEST_F(Processes, BothAreKilledWhileProgramming) {
   ExpectNothingLeft();
 }
 
+TEST_F(Processes, AKilledLeadersQuestionToTheBmcHoldsNothingUp) {
+  // The copy of tarvekctl that asks the BMC stands still, as it does in a driver that hangs.
+  const Started update = StartCtl({"update", "new.sdr"}, Fault("get-device-id: signal STOP"));
+  const pid_t copy = StoppedToolOf(update.pid);
+  KillLeader(update);
+  Await([&] { return IsGone(copy); });
+  waitpid(copy, nullptr, 0);
+  ExpectResult(Ctl({"update", "new.sdr"}), Done());
+  ExpectNothingLeft();
+}
+
 TEST_F(Processes, BothAreKilledWhileReading) {
   pid_t tool = -1;
   const Started update = StartUntilStopped(kWhileReading, &tool);
