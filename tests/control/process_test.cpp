@@ -1,6 +1,7 @@
 // A run, and what befalls the programs that it consists of.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,6 +97,14 @@ class Processes : public ControlServer {
   static void KillLeader(const Started& leader) {
     kill(leader.pid, SIGKILL);
     EXPECT_EQ(blackbox::WaitFor(leader).signal, SIGKILL);
+  }
+
+  /// Waits until a command that follows a run has shown how far that is.
+  static void AwaitProgress(const Started& follower) {
+    Await([&] {
+      struct stat output {};
+      return fstat(follower.output, &output) == 0 && output.st_size > 0;
+    });
   }
 
   static void LetGo(pid_t tool) { kill(tool, SIGCONT); }
@@ -208,8 +217,7 @@ TEST_P(Signals, EndAWaitAndNotTheRun) {
   pid_t leader = -1;
   const std::string run = DetachUntilStopped(&tool, &leader);
   const Started wait = StartCtl({"wait", run});
-  // It shows progress once it follows the run.
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  AwaitProgress(wait);
   kill(wait.pid, GetParam());
   const Said said = Finish(wait);
   ExpectResult(said, StoppedWaiting());
@@ -225,7 +233,7 @@ TEST_P(Signals, EndAnAttachedUpdateAndNotTheRun) {
   pid_t tool = -1;
   const Started first = StartUntilStopped(kWhileProgramming, &tool);
   const Started second = StartCtl({"update", "new.sdr"});
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  AwaitProgress(second);
   kill(second.pid, GetParam());
   ExpectResult(Finish(second), StoppedWaiting());
   EXPECT_FALSE(IsPending(tool, SIGTERM));
@@ -271,7 +279,7 @@ TEST_F(Processes, ARunWhoseLeaderIsKilledIsFinishedByWait) {
   KillLeader(update);
   const std::string run = LastRun();
   const Started wait = StartCtl({"wait", run});
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  AwaitProgress(wait);
   EXPECT_FALSE(IsGone(wait.pid));
   LetGo(tool);
   Reap(tool);
@@ -287,7 +295,7 @@ TEST_F(Processes, ARunWhoseLeaderIsKilledIsFinishedByTheSameUpdate) {
   KillLeader(update);
   const std::string run = LastRun();
   const Started again = StartCtl({"update", "new.sdr"});
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  AwaitProgress(again);
   LetGo(tool);
   Reap(tool);
   const Said said = Finish(again);
@@ -394,7 +402,7 @@ TEST_F(Processes, ASecondUpdateWithTheSameInputAttaches) {
   pid_t tool = -1;
   const Started first = StartUntilStopped(kWhileProgramming, &tool);
   const Started second = StartCtl({"update", "new.sdr"});
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  AwaitProgress(second);
   LetGo(tool);
   const Said one = Finish(first);
   const Said other = Finish(second);
@@ -519,7 +527,7 @@ TEST_F(Processes, ADetachedLeaderThatIsKilledIsReplacedByWait) {
   kill(leader, SIGKILL);
   Reap(leader);
   const Started wait = StartCtl({"wait", run});
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  AwaitProgress(wait);
   LetGo(tool);
   Reap(tool);
   ExpectResult(Finish(wait), Done());
@@ -562,7 +570,7 @@ TEST_F(Processes, WaitShowsProgressUntilTheEnd) {
   pid_t leader = -1;
   const std::string run = DetachUntilStopped(&tool, &leader);
   const Started wait = StartCtl({"wait", run});
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  AwaitProgress(wait);
   LetGo(tool);
   const Said said = Finish(wait);
   ExpectResult(said, Done());

@@ -31,6 +31,7 @@ using Clock = std::chrono::steady_clock;
 using Set = std::vector<std::string>;
 
 constexpr std::chrono::seconds kLimit{60};
+constexpr std::chrono::seconds kSoon{5};  // what a tool without its leader may take
 constexpr useconds_t kLookAgain = 300;
 constexpr const char* kFiller = "filler";
 
@@ -346,13 +347,17 @@ void Trial::AfterKill() {
     case 1: {
       // Until the tool has ended there is nothing to finish.
       Ctl({"status"}, false);
-      for (int i = 0; i < 1000 && !fs::exists(Path("ctl/runs/" + run + "/result.json")); ++i) {
+      const Clock::time_point end = Clock::now() + kSoon;
+      while (!fs::exists(Path("ctl/runs/" + run + "/result.json")) && Clock::now() < end) {
         for (const Process& process : OtherProcesses()) {
           if (process.state == 'T') kill(process.pid, SIGCONT);
           if (process.state == 'Z') waitpid(process.pid, nullptr, WNOHANG);
         }
         usleep(kLookAgain);
         if (OtherProcesses().empty()) Ctl({"status"}, false);
+      }
+      for (const Process& process : OtherProcesses()) {
+        verdict_.evidence += "left: " + process.name + ' ' + process.state + '\n';
       }
       ended_ = Ctl({"show", run}, false);
       if (!fs::exists(Path("ctl/runs/" + run + "/result.json")) && !scenario_.strangers_lock) {
@@ -428,7 +433,8 @@ void Trial::JudgeTruth(const Json& result) {
 
 void Trial::JudgeStatus(int status) {
   const bool writes = scenario_.command == "update" || scenario_.command == "restore";
-  if (writes && status == 0 && !MayBe(input_)) Violated("0 though INPUT is not served");
+  const bool ended = !ended_.result.contains("percent");
+  if (writes && ended && status == 0 && !MayBe(input_)) Violated("0 though INPUT is not served");
   const bool nothing = status == 2 || status == 3 || status == 4;
   if (nothing && !again_ && !MayBe(before_)) Violated("refused, or nothing to do, but changed");
   if (!writes && served_ != before_ && !replaced_) Violated("a reading command has changed it");
