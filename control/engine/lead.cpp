@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdlib>
+#include <charconv>
 #include <ctime>
 
 #include "control/engine/conclusion.h"
@@ -165,8 +165,14 @@ Result Settle(const Session& session, const Run& run) {
 
 /// Whether a service was asked to lead the run, and has not come yet.
 bool IsHandedOver(const Run& run) {
-  const std::optional<std::string> since = run.directory().Read(kHanded);
-  return since && std::time(nullptr) - std::atol(since->c_str()) < kHandedOver;
+  const std::optional<std::string> text = run.directory().Read(kHanded);
+  long since = 0;
+  if (!text ||
+      std::from_chars(text->data(), text->data() + text->size(), since).ec != std::errc()) {
+    return false;
+  }
+  const long passed = std::time(nullptr) - since;
+  return passed >= 0 && passed < kHandedOver;
 }
 
 }  // namespace

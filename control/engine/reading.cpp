@@ -48,7 +48,8 @@ ReadFailure FailureOf(const Directory& work, const ChildEnd& end) {
   ReadFailure failure;
   const std::string log = work.Read("tarvek.log").value_or("");
   failure.error = FirstError(log);
-  failure.busy = log.find("The update/backup has already been being executed.") != log.npos;
+  failure.busy =
+      log.find("The update/backup has already been being executed.") != std::string::npos;
   failure.remedy = "Look for what is wrong: tarvekctl doctor.";
   if (failure.busy) {
     failure.what = "Another run of tarvek took the single-run lock while the BMC was to be read.";

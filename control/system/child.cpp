@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -12,7 +11,8 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
+#include <charconv>
+#include <csignal>
 #include <string_view>
 
 namespace tarvek::control {
@@ -146,6 +146,7 @@ Child Child::Start(const std::string& program, const std::vector<std::string>& a
   }
   const std::vector<std::string> environment = ToolEnvironment();
   std::vector<char*> entries;
+  entries.reserve(environment.size() + 1);
   for (const std::string& entry : environment) entries.push_back(const_cast<char*>(entry.c_str()));
   entries.push_back(nullptr);
 
@@ -164,13 +165,15 @@ std::optional<Child> Child::FindIn(const Directory& directory) {
   if (processes == nullptr) return std::nullopt;
   std::optional<Child> found;
   while (const dirent* const entry = readdir(processes)) {
-    const std::string pid = static_cast<const char*>(entry->d_name);
-    if (pid.find_first_not_of("0123456789") != std::string::npos) continue;
-    if (!WorksIn(pid, place) || !HoldsLock(pid, place)) continue;
-    Descriptor pidfd = OpenPidfd(std::atoi(pid.c_str()));
+    const std::string name = static_cast<const char*>(entry->d_name);
+    pid_t pid = 0;
+    const char* const end = name.data() + name.size();
+    if (std::from_chars(name.data(), end, pid).ptr != end) continue;
+    if (!WorksIn(name, place) || !HoldsLock(name, place)) continue;
+    Descriptor pidfd = OpenPidfd(pid);
     // The number may be another process's by now.
-    if (!pidfd || !WorksIn(pid, place)) continue;
-    found = Child(std::atoi(pid.c_str()), std::move(pidfd), false);
+    if (!pidfd || !WorksIn(name, place)) continue;
+    found = Child(pid, std::move(pidfd), false);
     break;
   }
   closedir(processes);

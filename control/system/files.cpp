@@ -112,7 +112,7 @@ std::optional<std::string> Directory::Read(const std::string& name, std::size_t 
 
 std::string Directory::WriteTemporary(std::string_view bytes, unsigned mode, bool durable) const {
   constexpr std::size_t kDigits = 16;
-  const std::string name = ".new-" + RandomDigits(kDigits);
+  std::string name = ".new-" + RandomDigits(kDigits);
   Descriptor fd(
       openat(fd_.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
   int error = fd ? WriteAll(fd.get(), bytes) : errno;
@@ -188,6 +188,7 @@ long Directory::Age(const std::string& name) const {
 
 void Directory::Remove(const std::string& name) const { unlinkat(fd_.get(), name.c_str(), 0); }
 
+// NOLINTNEXTLINE(misc-no-recursion): as deep as the directories are, and they are our own
 void Directory::RemoveAll(const std::string& name) const {
   if (unlinkat(fd_.get(), name.c_str(), 0) == 0 || (errno != EISDIR && errno != EPERM)) return;
   try {

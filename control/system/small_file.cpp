@@ -17,7 +17,8 @@ SmallFile Failure(int error) { return {error, {}, true}; }
 }  // namespace
 
 SmallFile ReadSmallFile(int directory, const std::string& path, std::size_t most, int flags) {
-  const Descriptor file(openat(directory, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | flags));
+  const Descriptor file(
+      openat(directory, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | flags));
   if (!file) return Failure(errno);
   struct stat status {};
   if (fstat(file.get(), &status) != 0) return Failure(errno);
