@@ -1,19 +1,16 @@
 """Brings the files of a task to the target, and has the module sdr run there."""
-from __future__ import (absolute_import, division, print_function)
-__metaclass__ = type
-
 import os
 
 from ansible.errors import AnsibleActionFail, AnsibleError
 from ansible.module_utils.common.text.converters import to_native
 from ansible.module_utils.parsing.convert_bool import boolean
-from ansible.plugins.action import ActionBase
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.remote_folder import RemoteFolderAction
 
 DEFAULT_BOARDS = 'mchk_fil'
 
 
-class ActionModule(ActionBase):
+class ActionModule(RemoteFolderAction):
     """The action."""
 
     TRANSFERS_FILES = True
@@ -41,7 +38,8 @@ class ActionModule(ActionBase):
         ledger.put(book.OPEN, host, src=str(args.get('src')), run_before=last.get('run'))
         result.update(self._run_module(args, task_vars))
         if result.get('failed'):
-            ledger.fail(host, **book.failure_of(result))
+            # At once, for those that wait for a free fork; the role notes the whole.
+            ledger.put(book.QUARANTINE, host, outcome='failed', **book.failure_of(result))
         return result
 
     def _run_module(self, args, task_vars):
@@ -49,43 +47,33 @@ class ActionModule(ActionBase):
             return self._execute_module('tarvek.sdr.sdr', module_args=dict(args, remote_src=True),
                                         task_vars=task_vars)
         try:
-            self._make_tmp_path()
+            self.make_folder()
             result = self._execute_module('tarvek.sdr.sdr', module_args=self._transfer(args),
                                           task_vars=task_vars)
             # What is told of the copies is meant of the files that people know.
-            folder = self._connection._shell.tmpdir
-            return without_folder(result, self._connection._shell.join_path(folder, ''))
+            return without_folder(result, self.place(''))
         finally:
-            self._remove_tmp_path(self._connection._shell.tmpdir)
+            self.remove_folder()
 
     def _transfer(self, args):
         """Copies the files to the target. Returns the arguments with their places there."""
+        if not args.get('src'):
+            raise AnsibleActionFail('src is missing')
         try:
-            src = self._find(args['src'])
-            boards = args.get('boards')
+            src, boards = self._find(args['src']), args.get('boards')
             beside = os.path.join(os.path.dirname(src), DEFAULT_BOARDS)
             if boards:
                 boards = self._find(boards)
             elif args.get('state') != 'restored' and os.path.exists(beside):
                 boards = beside
             files = [src] + [self._find(name) for name in book.listed(args.get('files'))]
-        except KeyError:
-            raise AnsibleActionFail('src is missing') from None
         except AnsibleError as error:
             raise AnsibleActionFail(to_native(error)) from error
-        if boards:
-            files.append(boards)
-        there = dict((path, self._put(path)) for path in dict.fromkeys(files))
-        self._fixup_perms2([self._connection._shell.tmpdir] + list(there.values()))
+        there = self.put(files + ([boards] if boards else []))
         changed = dict(args, src=there[src], remote_src=True, files=[])
         if boards:
             changed['boards'] = there[boards]
         return changed
-
-    def _put(self, path):
-        there = self._connection._shell.join_path(self._connection._shell.tmpdir,
-                                                  os.path.basename(path))
-        return self._transfer_file(path, there)
 
     def _find(self, name):
         """A file of the controller: as it is named, or where plays have their files."""

@@ -1,20 +1,17 @@
 """Has the module sdr_backup run on the target, and fetches the backup."""
-from __future__ import (absolute_import, division, print_function)
-__metaclass__ = type
-
 import base64
 import hashlib
 import os
 
 from ansible.errors import AnsibleActionFail
 from ansible.module_utils.parsing.convert_bool import boolean
-from ansible.plugins.action import ActionBase
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import write_whole
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.remote_folder import RemoteFolderAction
 
 DONE = 0
 
 
-class ActionModule(ActionBase):
+class ActionModule(RemoteFolderAction):
     """The action."""
 
     def run(self, tmp=None, task_vars=None):
@@ -32,21 +29,22 @@ class ActionModule(ActionBase):
         fetch = os.path.abspath(os.path.expanduser(fetch))
         if os.path.lexists(fetch) and not boolean(args.get('overwrite', False), strict=False):
             raise AnsibleActionFail('%s exists already on the controller' % fetch)
+        if args.get('dest'):
+            return self._save(args, fetch, result, task_vars)
         try:
-            if not args.get('dest'):
-                self._make_tmp_path()
-                args['dest'] = self._connection._shell.join_path(self._connection._shell.tmpdir,
-                                                                 'fetched.BAK')
-                passing = True
-            else:
-                passing = False
-            result.update(self._run_module(args, task_vars))
-            if not result.get('failed') and result.get('status') == DONE:
-                self._fetch(args['dest'], fetch, result, task_vars)
-            if passing:
-                result['backup'] = None
+            self.make_folder()
+            args['dest'] = self.place('fetched.BAK')
+            self._save(args, fetch, result, task_vars)
+            result['backup'] = None
         finally:
-            self._remove_tmp_path(self._connection._shell.tmpdir)
+            self.remove_folder()
+        return result
+
+    def _save(self, args, fetch, result, task_vars):
+        """Saves on the target and fetches, where there is something to save."""
+        result.update(self._run_module(args, task_vars))
+        if not result.get('failed') and result.get('status') == DONE:
+            self._fetch(args['dest'], fetch, result, task_vars)
         return result
 
     def _run_module(self, args, task_vars):

@@ -1,7 +1,4 @@
 """Keeps the files of a rollout on the controller, see plugin_utils/ledger.py. Asks no target."""
-from __future__ import (absolute_import, division, print_function)
-__metaclass__ = type
-
 import os
 
 from ansible.errors import AnsibleActionFail

@@ -1,7 +1,4 @@
 """Writes the report of a fleet on the controller."""
-from __future__ import (absolute_import, division, print_function)
-__metaclass__ = type
-
 import os
 
 from ansible.errors import AnsibleActionFail

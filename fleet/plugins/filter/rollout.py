@@ -1,7 +1,4 @@
 """What the role decides, by what the modules found."""
-from __future__ import (absolute_import, division, print_function)
-__metaclass__ = type
-
 import re
 
 from ansible.errors import AnsibleFilterError
@@ -10,6 +7,9 @@ from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import Ledger, s
 
 # What of a module's result is kept.
 KEPT = ('changed', 'status', 'in_service', 'version_before', 'version_after', 'run', 'log', 'msg')
+
+ON_DRIFT = ('fail', 'report', 'force')
+ON_UNFIT = ('fail', 'skip')
 
 _BOARD = re.compile(r'^[0-9A-Fa-f]{4}$')
 
@@ -27,6 +27,20 @@ def input_for(inputs, board):
                 raise AnsibleFilterError('The board %s has two entries' % key)
             found = entry
     return found
+
+
+def is_due(plan, on_drift):
+    """Whether an update is to be made, by its plan."""
+    if on_drift not in ON_DRIFT:
+        raise AnsibleFilterError('sdr_rollout_on_drift is one of %s, not %r' % (', '.join(ON_DRIFT), on_drift))
+    return plan.get('status') == DONE or (on_drift == 'force' and drifts(plan))
+
+
+def is_strict(on_unfit):
+    """Whether a machine that is not fit for an update fails."""
+    if on_unfit not in ON_UNFIT:
+        raise AnsibleFilterError('sdr_rollout_on_unfit is one of %s, not %r' % (', '.join(ON_UNFIT), on_unfit))
+    return on_unfit == 'fail'
 
 
 def drifts(plan):
@@ -83,6 +97,6 @@ class FilterModule:
 
     def filters(self):
         """By name."""
-        return dict(input_for=input_for, drifts=drifts, outcome_of=outcome_of,
+        return dict(input_for=input_for, drifts=drifts, is_due=is_due, is_strict=is_strict, outcome_of=outcome_of,
                     restore_outcome_of=restore_outcome_of, backup_path=backup_path,
                     newest_backup=newest_backup)

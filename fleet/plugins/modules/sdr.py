@@ -16,20 +16,20 @@ description:
 options:
   src:
     description:
-      - The SDR source file, configuration script or image; with O(state=restored) the backup.
-      - A path on the controller, as for M(ansible.builtin.copy), unless O(remote_src=true). It is copied to the
+      - The SDR source file, configuration script or image; with I(state=restored) the backup.
+      - A path on the controller, as for M(ansible.builtin.copy), unless I(remote_src=true). It is copied to the
         target for the time of the task.
     type: path
     required: true
   boards:
     description:
-      - The list of the boards that O(src) is for. Where it is not given, the file C(mchk_fil) beside O(src).
-      - With O(state=restored) it is needed only for a backup of another product.
+      - The list of the boards that I(src) is for. Where it is not given, the file C(mchk_fil) beside I(src).
+      - With I(state=restored) it is needed only for a backup of another product.
     type: path
   files:
     description:
       - What a configuration script names and therefore has to lie beside it. Only for files of the controller; on the
-        target they are beside O(src) already.
+        target they are beside I(src) already.
     type: list
     elements: path
     default: []
@@ -40,7 +40,7 @@ options:
     type: dict
     default: {}
   remote_src:
-    description: Whether O(src) and O(boards) are on the target already.
+    description: Whether I(src) and I(boards) are on the target already.
     type: bool
     default: false
   force:
@@ -55,8 +55,8 @@ options:
   ledger:
     description:
       - The directory of a rollout's files on the controller. The host is opened there before the update begins,
-        and the update does not begin (RV(held)) when another host of the rollout has failed.
-      - The role P(tarvek.sdr.sdr_rollout#role) sets it.
+        and the update does not begin (I(held)) when another host of the rollout has failed.
+      - The role C(tarvek.sdr.sdr_rollout) sets it.
     type: path
   executable:
     description: The C(tarvekctl) of the target.
@@ -68,7 +68,7 @@ attributes:
     description: Tells what C(tarvekctl plan) says.
   diff_mode:
     support: full
-    description: The difference between what is served and O(src) as text, the same with and without check mode.
+    description: The difference between what is served and I(src) as text, the same with and without check mode.
 notes:
   - Needs the rights of root on the target, see C(become).
 author:

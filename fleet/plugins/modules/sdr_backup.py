@@ -11,11 +11,11 @@ version_added: "1.7.0"
 description:
   - Has C(tarvekctl backup) on the target write a backup that was read twice and compared, and fetches it to the
     controller if asked to.
-  - The BMC is only read, so RV(changed) is never true.
+  - The BMC is only read, so I(changed) is never true.
 options:
   dest:
     description:
-      - The new file on the target. Can be left out with O(fetch); then nothing is left on the target.
+      - The new file on the target. Can be left out with I(fetch); then nothing is left on the target.
     type: path
   fetch:
     description:
@@ -23,7 +23,7 @@ options:
         the file on the target.
     type: path
   overwrite:
-    description: Whether an existing O(dest) or O(fetch) is replaced.
+    description: Whether an existing I(dest) or I(fetch) is replaced.
     type: bool
     default: false
   executable:

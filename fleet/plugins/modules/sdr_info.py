@@ -10,10 +10,10 @@ short_description: Tell what SDR set a server's BMC serves, and what the server 
 version_added: "1.7.0"
 description:
   - Returns what C(tarvekctl status) and C(tarvekctl doctor) say on the target as facts. It changes nothing.
-  - What they find wrong is an answer, not a failure, unless O(strict=true).
+  - What they find wrong is an answer, not a failure, unless I(strict=true).
 options:
   wait:
-    description: Whether to wait first for a run that is under way, and to return its result (RV(last)).
+    description: Whether to wait first for a run that is under way, and to return its result (I(last)).
     type: bool
     default: false
   strict:

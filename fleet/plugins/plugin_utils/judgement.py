@@ -1,7 +1,4 @@
 """What the files of a rollout mean: whether a wave may begin, and what became of a host that was left open."""
-from __future__ import (absolute_import, division, print_function)
-__metaclass__ = type
-
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import GOOD, OPEN
 
 DONE = 0
@@ -39,7 +36,8 @@ def gate_complaints(ledger, prove):
     outcomes = [entry.get('outcome') for entry in ledger.concluded().values()]
     if prove and not complaints and ledger.waves() and not any(outcome in GOOD for outcome in outcomes):
         complaints.append('No host of the waves so far was updated or found up to date, so they have proven '
-                          'nothing. Put a host first that can be updated.')
+                          'nothing. Put a host first that can be updated, or go on all the same: '
+                          '-e sdr_rollout_prove=false.')
     return complaints
 
 
@@ -51,7 +49,8 @@ def settle(entry, look):
     "nothing": its update ended well; "failed": it did not.
     """
     if look.get('unreachable'):
-        return 'open', dict(msg='It cannot be reached, so what became of its update is not known.')
+        return 'open', dict(msg='It cannot be reached, so what became of its update is not known. Run the playbook '
+                            'again when it can be; or set it aside by name: -e sdr_rollout_set_aside=NAME.')
     facts = (look.get('ansible_facts') or {}).get('tarvek_sdr')
     if look.get('failed') or not facts:
         return 'open', dict(msg='It could not be asked what became of its update: %s' % look.get('msg'))

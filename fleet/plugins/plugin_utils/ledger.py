@@ -11,9 +11,6 @@
 Each file is written aside, synced and renamed, so that it is there whole or not at all, whatever ends the
 controller. The names of hosts are escaped, so that none leads out of its directory.
 """
-from __future__ import (absolute_import, division, print_function)
-__metaclass__ = type
-
 import datetime
 import errno
 import fcntl
@@ -141,8 +138,7 @@ class Ledger:
 
     def put(self, kind, host, **entry):
         """Writes a host's file."""
-        entry = dict(entry, host=host, rollout=self.rollout())
-        entry.setdefault('time', now())
+        entry = dict(dict(rollout=self.rollout(), time=now()), host=host, **entry)
         write_whole(self.path(kind, file_name(host) + _JSON),
                     (json.dumps(entry, indent=2, sort_keys=True) + '\n').encode('utf-8'))
         return entry
@@ -187,7 +183,15 @@ class Ledger:
     # ---- outcomes
 
     def conclude(self, host, **outcome):
-        """Notes what a rollout came to on a host, and closes the host if that is good."""
+        """Notes what a rollout came to on a host, and closes the host if that is good.
+
+        A host that an earlier play of the rollout found done stays that, though a later one has nothing to do there.
+        """
+        before = self.get(OUTCOMES, host) or {}
+        if outcome['outcome'] == 'nothing' and before.get('outcome') == 'done' \
+                and before.get('rollout') == self.rollout():
+            self.drop(OPEN, host)
+            return before
         entry = self.put(OUTCOMES, host, **outcome)
         line = (json.dumps(entry, sort_keys=True) + '\n').encode('utf-8')
         descriptor = os.open(self.path('outcomes.jsonl'),
@@ -266,8 +270,9 @@ class Ledger:
         _remove(self.path('lock'))
 
     def waves(self):
-        """The hosts of the waves so far, a list each."""
-        return (self._read(self.path('waves.json')) or {}).get('waves', [])
+        """The hosts of the waves of the rollout that is going on, a list each."""
+        kept = self._read(self.path('waves.json')) or {}
+        return kept.get('waves', []) if kept.get('rollout') == self.rollout() else []
 
     def add_wave(self, hosts):
         """Notes the hosts of a wave that begins."""

@@ -2,9 +2,6 @@
 
 Everything in a row may come from a BMC or from a machine that somebody else controls: each form escapes every text.
 """
-from __future__ import (absolute_import, division, print_function)
-__metaclass__ = type
-
 import csv
 import html
 import io

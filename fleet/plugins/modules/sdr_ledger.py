@@ -1,0 +1,101 @@
+#!/usr/bin/python
+"""Documentation of the action sdr_ledger, which runs on the controller."""
+from __future__ import (absolute_import, division, print_function)
+__metaclass__ = type
+
+DOCUMENTATION = r'''
+---
+module: sdr_ledger
+short_description: Keep the files of a rollout on the controller
+version_added: "1.7.0"
+description:
+  - Notes on the controller which hosts are open, quarantined and done, and refuses waves. Asks no target.
+  - It is what the playbooks C(rollout) and C(restore) and the role C(tarvek.sdr.sdr_rollout) are built on.
+options:
+  dir:
+    description: The directory.
+    type: path
+    required: true
+  state:
+    description:
+      - C(begun) begins a rollout, if no other one with the directory is going on; C(gate) begins a wave, or fails while
+        one of the hosts is open or has failed; C(settled) judges an open host; C(concluded) notes an outcome;
+        C(failed) quarantines; C(ended) ends the rollout, and fails when not all went well.
+    type: str
+    choices: [begun, gate, settled, concluded, failed, ended]
+    required: true
+  clear:
+    description: With C(begun), hosts to take out of the quarantine.
+    type: list
+    elements: str
+  set_aside:
+    description: With C(begun), hosts to quarantine, e.g. dead ones that are open.
+    type: list
+    elements: str
+  hosts:
+    description: With C(begun), the hosts of the inventory.
+    type: list
+    elements: str
+  prove:
+    description: With C(gate), whether a host of the waves before must have been updated or found up to date.
+    type: bool
+    default: true
+  look:
+    description: With C(settled) the result of M(tarvek.sdr.sdr_info), with C(failed) that of the task that failed.
+    type: dict
+  outcome:
+    description: With C(concluded), what is noted.
+    type: dict
+  task:
+    description: With C(failed), the name of the task.
+    type: str
+attributes:
+  action:
+    support: full
+    description: Runs on the controller.
+  check_mode:
+    support: full
+    description: Writes nothing then.
+author:
+  - the tarvek authors
+'''
+
+EXAMPLES = r'''
+- name: Begin the wave only if nothing holds it
+  tarvek.sdr.sdr_ledger:
+    dir: sdr-fleet
+    state: gate
+  run_once: true
+  any_errors_fatal: true
+'''
+
+RETURN = r'''
+msg:
+  description: What was found, with the names of hosts.
+  returned: always
+  type: str
+open:
+  description: Hosts whose updates were begun and are not known to have ended well.
+  returned: with C(begun) and a C(gate) that refuses
+  type: list
+  elements: str
+quarantined:
+  description: Hosts that are left out.
+  returned: with C(begun)
+  type: list
+  elements: str
+wave:
+  description: The hosts of the wave.
+  returned: with a C(gate) that lets it begin
+  type: list
+  elements: str
+outcomes:
+  description: The hosts of the rollout by outcome.
+  returned: with C(ended)
+  type: dict
+not_reached:
+  description: Hosts of the rollout that could not be reached and were not touched.
+  returned: with C(ended)
+  type: list
+  elements: str
+'''
