@@ -55,7 +55,6 @@ class Bmc:
         """How many requests it had that can change it."""
         return len(_WRITING.findall(self._trace()))
 
-
     def _trace(self):
         return self.trace.read_text(encoding="ascii") if self.trace.exists() else ""
 

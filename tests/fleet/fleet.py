@@ -59,6 +59,14 @@ def records_of(kind):
     return sdr_sets.board_set(TITLES[board], version, temperatures, fans)
 
 
+def difference(served, due):
+    """How records that are served differ from those that are due, in words; empty when they do not."""
+    for number, (left, right) in enumerate(zip(served, due), 1):
+        if left != right:
+            return f"record {number} is {left} instead of {right}"
+    return "" if len(served) == len(due) else f"{len(served)} records instead of {len(due)}"
+
+
 class Fleet:
     """The network, the servers, and the controller."""
 
@@ -67,7 +75,8 @@ class Fleet:
         self._keys = work / "keys"
         self._keys.mkdir()
         for name in ("user", "stranger", *NAMES):
-            subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-C", name, "-f", self._keys / name], check=True)
+            subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-C", name, "-f", self._keys / name],
+                           check=True)
         self._layer = Layer(work / "layer", programs, sshd, (self._keys / "user.pub").read_text(encoding="ascii"))
         for command in ("link add name br0 type bridge", f"address add {NETWORK}.1/24 dev br0", "link set lo up",
                         "link set br0 up"):
@@ -98,7 +107,7 @@ class Fleet:
         return iter(self._servers.values())
 
     def begin(self, names=NAMES, **group_vars):
-        """Switches on new servers of these names, as they are in the beginning, before a rollout that nobody has led."""
+        """Switches on new servers of these names, as they are in the beginning; no rollout was ever led."""
         self.end()
         for name in names:
             address = f"{NETWORK}.{10 + NAMES.index(name) + 1}"
@@ -135,8 +144,8 @@ class Fleet:
 
     def wrong(self):
         """What is wrong with the records of any BMC, in words: nothing, as it should be."""
-        return [f"{server.name} serves\n{server.bmc.records()}\ninstead of\n{server.due}" for server in self
-                if server.bmc.records() != server.due]
+        return [f"{server.name}: {found}" for server in self
+                if (found := difference(server.bmc.records(), server.due))]
 
     def memories(self, names=None):
         """What the BMCs hold that a write could change."""

@@ -12,9 +12,12 @@ import time
 import unittest
 
 from fleet import Fleet
-from report_scenario import Whole
+from failures import BadCanary, LeftOut, SecondWave
+from killed import Killed
+from mishaps import DeadServer, FullDisk, LostNetwork, TwoControllers
+from whole import Whole
 
-SCENARIOS = (Whole,)
+SCENARIOS = (Whole, BadCanary, LeftOut, SecondWave, Killed, LostNetwork, DeadServer, FullDisk, TwoControllers)
 
 
 class Report(unittest.TestResult):

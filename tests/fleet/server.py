@@ -121,6 +121,8 @@ class Server:
         """Cuts its power: everything on it dies at once."""
         if self._unshare is None:
             return
+        # The kernel would take away the link of a dead network, too, but some time later.
+        subprocess.run(["ip", "link", "delete", self.name], check=True)
         self._launcher = None
         self._unshare.kill()
         self._unshare.wait()
@@ -203,6 +205,11 @@ class Server:
         """The runs that tarvekctl has made on it."""
         folder = self.path("/var/lib/tarvek/runs")
         return sorted(entry.name for entry in folder.iterdir()) if folder.exists() else []
+
+    def wait_until_done(self):
+        """Waits until a run on it has ended."""
+        folder = self.path("/var/lib/tarvek/runs")
+        wait_until(lambda: any(folder.glob("*/result.json")), f"a run on {self.name} has ended")
 
     def wait_until_idle(self):
         """Waits until no tarvek works on it."""

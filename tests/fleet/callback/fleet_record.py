@@ -4,6 +4,7 @@ __metaclass__ = type
 
 import json
 import os
+import time
 
 from ansible.plugins.callback import CallbackBase
 
@@ -25,7 +26,7 @@ class CallbackModule(CallbackBase):
 
     def _note(self, event, **more):
         with open(os.environ['FLEET_RECORD'], 'a', encoding='utf-8') as stream:
-            stream.write(json.dumps(dict(more, event=event), default=str) + '\n')
+            stream.write(json.dumps(dict(more, event=event, time=round(time.time(), 2)), default=str) + '\n')
 
     def _result(self, event, result):
         self._note(event, host=result._host.get_name(), task=result._task.get_name(), action=result._task.action,
