@@ -87,6 +87,9 @@ class ActionModule(ActionBase):
 
     def _gate(self, ledger, args, result, task_vars):
         """Refuses while a host is open, has failed, or the waves so far have proven nothing."""
+        if not self._task.check_mode and not ledger.is_led_by(os.getppid()):
+            raise book.LedgerError('The rollout was not begun. Take a part of the inventory with '
+                                   '-e sdr_rollout_hosts=PATTERN, not with --limit, and no task by its own.')
         complaints = gate_complaints(ledger, boolean(args.get('prove', True), strict=False))
         if complaints:
             result.update(failed=True, msg=' '.join(complaints), open=ledger.hosts(book.OPEN))

@@ -248,6 +248,8 @@ def main():
     """The module."""
     module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
     params = module.params
+    for name in ('src', 'boards'):  # whole paths, which are no options
+        params[name] = params[name] and os.path.abspath(params[name])
     complaints = wrong_sums(os.path.dirname(params['src']), params['sha256'])
     if complaints:
         module.fail_json(msg='%s. Nothing was changed.' % to_native('; '.join(complaints)),

@@ -248,6 +248,11 @@ class Ledger:
         lock = self._lock()
         return lock.get('rollout') if lock else None
 
+    def is_led_by(self, pid):
+        """Whether a process leads the rollout that is going on."""
+        lock = self._lock() or {}
+        return lock.get('pid') == pid and self._is_led(lock)
+
     def begin(self, leader):
         """Begins a rollout that the process `leader` leads.
 

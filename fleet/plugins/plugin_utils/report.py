@@ -6,6 +6,7 @@ import csv
 import html
 import io
 import json
+import re
 import unicodedata
 
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
@@ -15,6 +16,12 @@ DONE = 0
 COLUMNS = ('host', 'state', 'board', 'version', 'wanted', 'straggler', 'drift', 'script', 'driver', 'run',
            'percent', 'quarantined', 'open', 'last_outcome', 'last_time', 'message')
 STATES = ('ok', 'unfit', 'failed', 'unreachable')
+
+# Categories of characters that are not seen: controls, formats (which turn the direction of others), and the like.
+_HIDDEN = ('Cc', 'Cf', 'Cs', 'Co', 'Cn', 'Zl', 'Zp')
+
+# A version that others are measured by: what a BMC says may be anything.
+_VERSION = re.compile(r'^[0-9][0-9A-Za-z.]{4}$')
 
 # A cell that begins so is a formula to a spreadsheet.
 _FORMULA = ('=', '+', '-', '@', '\t', '\r', '\n')
@@ -58,7 +65,7 @@ def _wanted(rows, inputs):
     """The version that each board should have: its entry's, or else the newest that one of its hosts has."""
     wanted = {}
     for row in rows:
-        if row['board'] and row['version'] is not None:
+        if row['board'] and _VERSION.match(row['version'] or ''):
             wanted[row['board']] = max(wanted.get(row['board'], row['version']), row['version'])
     for board, entry in inputs.items():
         if isinstance(entry, dict) and entry.get('version'):
@@ -102,15 +109,15 @@ def in_words(whole):
 
 # ---- forms
 
+def _shown(char):
+    if unicodedata.category(char) not in _HIDDEN:
+        return char
+    return '\\x%02X' % ord(char) if ord(char) < 0x100 else '\\u%04X' % ord(char)
+
+
 def visible(text):
     """A text in which no character is invisible, or changes how others are shown."""
-    return ''.join('\\x%02X' % ord(char) if ord(char) < 0x100 else '\\u%04X' % ord(char)
-                   if unicodedata.category(char) in ('Cc', 'Cf', 'Cs', 'Co', 'Zl', 'Zp') else char
-                   for char in text) if _has_hidden(text) else text
-
-
-def _has_hidden(text):
-    return any(unicodedata.category(char) in ('Cc', 'Cf', 'Cs', 'Co', 'Zl', 'Zp') for char in text)
+    return ''.join(_shown(char) for char in text)
 
 
 def as_text(value):

@@ -1,0 +1,330 @@
+"""The actions, which run on the controller, over a target that is none."""
+import base64
+import hashlib
+import os
+from unittest import mock
+
+import pytest
+from ansible.errors import AnsibleActionFail
+from ansible_collections.tarvek.sdr.plugins.action import sdr, sdr_backup, sdr_ledger, sdr_report
+from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
+from conftest import result
+
+TEMPORARY = '/remote/tmp'
+
+
+def action_of(plugin, args, check=False):
+    """An action whose target records what reaches it."""
+    task = mock.MagicMock(args=args, check_mode=check, async_val=0, environment=None)
+    connection = mock.MagicMock()
+    shell = getattr(connection, '_shell')
+    shell.tmpdir, shell.join_path = TEMPORARY, os.path.join
+    action = plugin.ActionModule(task, connection, mock.MagicMock(), mock.MagicMock(), None, None)
+    for name in ('_make_tmp_path', '_remove_tmp_path', '_fixup_perms2', '_execute_module', '_transfer_file'):
+        setattr(action, name, mock.MagicMock())
+    getattr(action, '_transfer_file').side_effect = lambda here, there: there
+    return action
+
+
+def target_of(action):
+    """What stands for the target: the modules that were run there."""
+    return vars(action)['_execute_module']
+
+
+def transferred(action):
+    """The files that were copied."""
+    return [call.args for call in getattr(action, '_transfer_file').call_args_list]
+
+
+def has_cleaned_up(action):
+    """Whether the folder on the target was removed."""
+    return getattr(action, '_remove_tmp_path').call_args_list == [mock.call(TEMPORARY)]
+
+
+@pytest.fixture(name='files')
+def some_files(tmp_path):
+    """A set and its hardware list."""
+    for name in ('B.SDR', 'mchk_fil', 'list', 'more.SDR'):
+        (tmp_path / name).write_text(name, encoding='ascii')
+    return tmp_path
+
+
+# ---- sdr
+
+def test_the_input_and_the_list_beside_it_are_copied_and_named(files):
+    action = action_of(sdr, dict(src=str(files / 'B.SDR'), force=True))
+    target_of(action).return_value = dict(changed=False)
+    action.run(task_vars={})
+    assert transferred(action) == [(str(files / name), TEMPORARY + '/' + name) for name in ('B.SDR', 'mchk_fil')]
+    assert target_of(action).call_args.kwargs['module_args'] == dict(
+        src=TEMPORARY + '/B.SDR', boards=TEMPORARY + '/mchk_fil', files=[], force=True, remote_src=True)
+    assert has_cleaned_up(action)
+
+
+def test_the_list_that_is_named_and_what_a_script_needs_are_copied(files):
+    action = action_of(sdr, dict(src=str(files / 'B.SDR'), boards=str(files / 'list'), files=[str(files / 'more.SDR')]))
+    target_of(action).return_value = dict(changed=False)
+    action.run(task_vars={})
+    assert [os.path.basename(here) for here, _ in transferred(action)] == ['B.SDR', 'more.SDR', 'list']
+
+
+def test_a_restore_takes_no_list_that_nobody_named(files):
+    action = action_of(sdr, dict(src=str(files / 'B.SDR'), state='restored'))
+    target_of(action).return_value = dict(changed=False)
+    action.run(task_vars={})
+    assert 'boards' not in target_of(action).call_args.kwargs['module_args']
+
+
+def test_files_of_the_target_are_left_where_they_are():
+    action = action_of(sdr, dict(src='/there/B.SDR', remote_src=True))
+    target_of(action).return_value = dict(changed=False)
+    action.run(task_vars={})
+    assert not transferred(action)
+    assert target_of(action).call_args.kwargs['module_args'] == dict(src='/there/B.SDR', remote_src=True)
+
+
+def test_what_is_told_of_a_copy_is_told_of_the_file(files):
+    action = action_of(sdr, dict(src=str(files / 'B.SDR')))
+    there = TEMPORARY + '/B.SDR'
+    target_of(action).return_value = dict(msg='In %s, line 1' % there, message=dict(what=there))
+    told = action.run(task_vars={})
+    assert (told['msg'], told['message']['what']) == ('In B.SDR, line 1', 'B.SDR')
+
+
+def test_the_folder_goes_also_when_the_target_is_lost(files):
+    action = action_of(sdr, dict(src=str(files / 'B.SDR')))
+    target_of(action).side_effect = OSError('lost')
+    with pytest.raises(OSError):
+        action.run(task_vars={})
+    assert has_cleaned_up(action)
+
+
+@pytest.fixture(name='ledger')
+def a_ledger(tmp_path):
+    """A ledger with a rollout."""
+    ledger = book.Ledger(str(tmp_path / 'fleet'))
+    ledger.begin(os.getppid())
+    return ledger
+
+
+def update_of(ledger, answer, check=False):
+    """An update in a rollout, and what was open when the target was reached."""
+    action = action_of(sdr, dict(src='/there/B.SDR', remote_src=True, ledger=ledger.folder), check)
+    seen = []
+
+    def reach(*_, **kwargs):
+        seen.append((ledger.get(book.OPEN, 'a'), kwargs['module_args']))
+        return dict(answer)
+    target_of(action).side_effect = reach
+    facts = dict(tarvek_sdr=dict(last=result('update', run='R1')))
+    return action.run(task_vars=dict(inventory_hostname='a', ansible_facts=facts)), seen
+
+
+def test_a_host_is_open_before_its_target_is_reached_and_stays_so(ledger):
+    _, ((entry, args),) = update_of(ledger, dict(changed=True))
+    assert (entry['run_before'], entry['src']) == ('R1', '/there/B.SDR')
+    assert 'ledger' not in args
+    assert ledger.hosts(book.OPEN) == ['a']
+
+
+def test_a_failure_is_told_to_the_others_at_once(ledger):
+    update_of(ledger, dict(failed=True, msg='broke', in_service='previous'))
+    assert ledger.failed() == ['a']
+    assert ledger.get(book.QUARANTINE, 'a')['in_service'] == 'previous'
+
+
+def test_after_a_failure_of_another_no_update_begins(ledger):
+    ledger.fail('b', msg='broke')
+    told, seen = update_of(ledger, dict(changed=True))
+    assert (told['held'], told['changed']) == ('b', False)
+    assert not seen and not ledger.hosts(book.OPEN)
+
+
+def test_check_mode_opens_nothing(ledger):
+    _, seen = update_of(ledger, dict(changed=True), check=True)
+    assert len(seen) == 1 and not ledger.hosts(book.OPEN)
+
+
+# ---- sdr_backup
+
+def backup_of(args, answer, content=b'image', check=False):
+    """A backup of a target."""
+    action = action_of(sdr_backup, args, check)
+
+    def reach(module_name, module_args, task_vars):
+        del module_args, task_vars
+        return dict(answer) if module_name.endswith('sdr_backup') else dict(content=base64.b64encode(content))
+    target_of(action).side_effect = lambda name=None, module_name=None, **more: reach(name or module_name, **more)
+    return action, action.run(task_vars={})
+
+
+SAVED = dict(status=0, backup=TEMPORARY + '/fetched.BAK', sha256=hashlib.sha256(b'image').hexdigest())
+
+
+def test_a_backup_comes_to_the_controller_and_leaves_nothing_there(tmp_path):
+    here = tmp_path / 'backups' / 'a' / 'T.BAK'
+    action, told = backup_of(dict(fetch=str(here)), SAVED)
+    assert here.read_bytes() == b'image'
+    assert (told['fetched'], told['backup']) == (str(here), None)
+    assert has_cleaned_up(action)
+
+
+def test_a_backup_with_other_bytes_is_none(tmp_path):
+    with pytest.raises(AnsibleActionFail, match='other bytes'):
+        backup_of(dict(fetch=str(tmp_path / 'T.BAK')), SAVED, b'imagE')
+    assert not os.listdir(tmp_path)
+
+
+def test_an_existing_backup_is_not_replaced(tmp_path):
+    (tmp_path / 'T.BAK').write_bytes(b'old')
+    with pytest.raises(AnsibleActionFail, match='exists'):
+        backup_of(dict(fetch=str(tmp_path / 'T.BAK')), SAVED)
+    backup_of(dict(fetch=str(tmp_path / 'T.BAK'), overwrite=True), SAVED)
+    assert (tmp_path / 'T.BAK').read_bytes() == b'image'
+
+
+def test_of_an_empty_repository_nothing_is_fetched(tmp_path):
+    _, told = backup_of(dict(fetch=str(tmp_path / 'T.BAK')), dict(status=2, backup=None))
+    assert 'fetched' not in told
+    assert not os.listdir(tmp_path)
+
+
+def test_check_mode_fetches_nothing(tmp_path):
+    backup_of(dict(fetch=str(tmp_path / 'T.BAK')), dict(changed=False), check=True)
+    assert not os.listdir(tmp_path)
+
+
+def test_a_backup_needs_a_place():
+    with pytest.raises(AnsibleActionFail):
+        backup_of({}, SAVED)
+
+
+# ---- sdr_ledger
+
+def ask(ledger, state, host='a', check=False, **args):
+    """What the ledger answers."""
+    action = action_of(sdr_ledger, dict(args, dir=ledger.folder, state=state), check)
+    return action.run(task_vars=dict(inventory_hostname=host, ansible_play_batch=['a', 'b']))
+
+
+@pytest.fixture(name='idle')
+def an_idle_ledger(ledger):
+    """A ledger without a rollout."""
+    ledger.end()
+    return ledger
+
+
+def test_a_rollout_begins_by_telling_what_is_left(idle):
+    idle.put(book.OPEN, 'a')
+    idle.put(book.QUARANTINE, 'b')
+    idle.put(book.OPEN, 'gone')
+    told = ask(idle, 'begun', hosts=['a', 'b', 'c'])
+    assert (told['open'], told['open_here'], told['quarantined_here']) == (['a', 'gone'], ['a'], ['b'])
+
+
+def test_a_quarantined_host_is_closed_when_the_next_rollout_begins(idle):
+    idle.put(book.OPEN, 'b')
+    idle.put(book.QUARANTINE, 'b')
+    assert ask(idle, 'begun', hosts=['b'])['open'] == []
+    assert not idle.hosts(book.OPEN)
+
+
+def test_hosts_are_cleared_by_name(idle):
+    idle.put(book.QUARANTINE, 'a')
+    idle.put(book.QUARANTINE, 'b')
+    idle.put(book.OPEN, 'a')
+    told = ask(idle, 'begun', clear='a', hosts=['a', 'b'])
+    assert (told['quarantined'], told['open']) == (['b'], [])
+    assert idle.hosts(book.QUARANTINE) == ['b']
+
+
+def test_only_what_is_quarantined_is_cleared(idle):
+    idle.put(book.OPEN, 'a')
+    assert ask(idle, 'begun', clear='a')['failed']
+    assert idle.hosts(book.OPEN) == ['a']
+
+
+def test_a_dead_host_is_set_aside_by_name_and_holds_nothing(idle):
+    idle.put(book.OPEN, 'a')
+    ask(idle, 'begun', set_aside='a', hosts=['a'])
+    assert idle.hosts(book.QUARANTINE) == ['a']
+    assert not ask(idle, 'gate').get('failed')
+
+
+def test_a_second_leader_is_refused(ledger):
+    told = ask(ledger, 'begun')
+    assert told['failed'] and 'Another rollout' in told['msg']
+
+
+def test_check_mode_begins_nothing(idle):
+    idle.put(book.QUARANTINE, 'a')
+    told = ask(idle, 'begun', check=True, clear='a')
+    assert told['quarantined'] == []
+    assert idle.hosts(book.QUARANTINE) == ['a']
+    assert idle.rollout() is None
+
+
+def test_the_gate_counts_waves_and_refuses(ledger):
+    assert ask(ledger, 'gate')['wave'] == ['a', 'b']
+    assert ledger.waves() == [['a', 'b']]
+    ledger.put(book.OPEN, 'a')
+    assert ask(ledger, 'gate')['failed']
+    assert ledger.waves() == [['a', 'b']]
+
+
+def test_no_wave_begins_without_a_rollout(idle):
+    assert 'not with --limit' in ask(idle, 'gate')['msg']
+    idle.begin(1)
+    assert ask(idle, 'gate')['failed']
+    assert not ask(idle, 'gate', check=True).get('failed')
+
+
+@pytest.mark.parametrize('last, kind', [(result('update', run='R2'), None), (None, None),
+                                        (result('update', 1, run='R2'), book.QUARANTINE)])
+def test_a_settled_host_is_closed_or_quarantined(ledger, last, kind):
+    ledger.put(book.OPEN, 'a', run_before='R1')
+    facts = dict(tarvek_sdr=dict(status=result('status'), last=last))
+    told = ask(ledger, 'settled', look=dict(ansible_facts=facts))
+    assert told['failed'] is (kind is not None)
+    assert ledger.hosts(book.QUARANTINE) == (['a'] if kind else [])
+    assert ledger.hosts(book.OPEN) == (['a'] if kind else [])
+
+
+def test_a_host_that_cannot_be_reached_stays_open_and_is_not_quarantined(ledger):
+    ledger.put(book.OPEN, 'a')
+    assert ask(ledger, 'settled', look=dict(unreachable=True))['failed']
+    assert (ledger.hosts(book.OPEN), ledger.hosts(book.QUARANTINE)) == (['a'], [])
+
+
+def test_the_end_tells_outcomes_and_who_was_not_reached(ledger):
+    ask(ledger, 'gate')
+    ledger.conclude('a', outcome='done')
+    told = ask(ledger, 'ended')
+    assert (told['outcomes'], told['not_reached'], told['failed']) == (dict(done=['a']), ['b'], False)
+    assert ledger.rollout() is None
+
+
+@pytest.mark.parametrize('kind', [book.OPEN, book.QUARANTINE])
+def test_the_end_fails_when_not_all_went_well(ledger, kind):
+    ledger.put(kind, 'a')
+    assert ask(ledger, 'ended')['failed'] is True
+
+
+def test_a_full_disk_fails(ledger, monkeypatch):
+    def full(descriptor):
+        raise OSError(28, 'No space left on device')
+    monkeypatch.setattr(book.os, 'fsync', full)
+    told = ask(ledger, 'concluded', outcome=dict(outcome='done'))
+    assert told['failed'] and 'No space left' in told['msg']
+
+
+# ---- sdr_report
+
+def test_the_report_is_of_those_that_were_asked(ledger, tmp_path):
+    looks = {'a': dict(look=dict(unreachable=True, msg='x')), 'b': {}}
+    args = dict(dir=ledger.folder, look='look', hosts=['a', 'b', 'c'], dest=str(tmp_path / 'out'))
+    action = action_of(sdr_report, args)
+    told = action.run(task_vars=dict(hostvars=looks))
+    assert told['summary']['unreachable'] == ['a']
+    assert told['summary']['hosts'] == 1
+    assert sorted(os.listdir(tmp_path / 'out')) == ['report.csv', 'report.html', 'report.json']
