@@ -12,12 +12,14 @@ import time
 import unittest
 
 from fleet import Fleet
+from distrust import Drift, HostileText, OtherKey
 from failures import BadCanary, LeftOut, SecondWave
 from killed import Killed
 from mishaps import DeadServer, FullDisk, LostNetwork, TwoControllers
 from whole import Whole
 
-SCENARIOS = (Whole, BadCanary, LeftOut, SecondWave, Killed, LostNetwork, DeadServer, FullDisk, TwoControllers)
+SCENARIOS = (Whole, BadCanary, LeftOut, SecondWave, Killed, LostNetwork, DeadServer, FullDisk, TwoControllers,
+             OtherKey, HostileText, Drift)
 
 
 class Report(unittest.TestResult):

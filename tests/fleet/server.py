@@ -179,6 +179,14 @@ class Server:
             self._launcher.wait()
             self._launcher = None
 
+    def program(self, source, board):
+        """Has the raw tool program a set, behind the back of tarvekctl."""
+        folder = self.path("/root")
+        (folder / "BOARD.SDR").write_text(source, encoding="ascii")
+        (folder / "mchk_fil").write_text(f"{board.lower()}  any\n", encoding="ascii")
+        self.run("sh", "-c", "cd /root && /opt/tarvek/bmcsim --state /srv/bmc/state --clock virtual -- "
+                             "/opt/tarvek/tarvek -update -force -sdr BOARD.SDR")
+
     # ---- an update in the middle
 
     def hold_at(self, request):
