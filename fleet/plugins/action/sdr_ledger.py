@@ -127,6 +127,7 @@ class ActionModule(ActionBase):
         """Quarantines a host."""
         outcome = book.failure_of(args.get('look') or {})
         outcome['task'] = args.get('task')
+        outcome.setdefault('msg', 'The task "%s" failed.' % args.get('task'))
         result.update(outcome=dict(outcome, outcome='failed'), msg='Quarantined: %s' % outcome.get('msg'))
         if not self._task.check_mode:
             ledger.fail(task_vars['inventory_hostname'], **outcome)

@@ -41,7 +41,7 @@ def rows_of(looks, ledger, inputs):
         row['straggler'] = bool(row['board'] and row['state'] == 'ok' and row['wanted'] is not None
                                 and (row['version'] is None or row['version'] < row['wanted']))
         row['quarantined'] = quarantined[host].get('msg') or 'yes' if host in quarantined else None
-        row['open'] = host in left
+        row['open'] = host in left and host not in quarantined  # whose end is known
         row['last_outcome'], row['last_time'] = outcome.get('outcome'), outcome.get('time')
     return rows
 

@@ -122,8 +122,9 @@ def test_what_a_host_is_has_a_word(ledger):
 
 
 def test_drift_quarantine_and_open_are_told(ledger):
+    for host in ('a', 'b'):
+        ledger.put(book.OPEN, host)
     ledger.fail('a', msg='broke')
-    ledger.put(book.OPEN, 'b')
     looks = [('a', look()), ('b', look()), ('c', look(drift=True))]
     summary = whole(looks, ledger)['summary']
     assert (summary['quarantined'], summary['open'], summary['drift']) == (['a'], ['b'], ['c'])
