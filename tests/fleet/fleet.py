@@ -48,7 +48,7 @@ ODD_PLAN = ("get-sdr@every 11: cancel; oem-add@3: cancel; oem-get-sdr@every 9: c
 # What a board's servers get.
 TITLES = {BOARD_A: "Board A", BOARD_B: "Board B", BOARD_UNKNOWN: "Board X"}
 INPUT_SENSORS = {BOARD_A: (4, 3), BOARD_B: (2, 5)}
-INPUTS = {board: sdr_sets.board_set(TITLES[board], NEW, *INPUT_SENSORS[board]) for board in INPUT_SENSORS}
+INPUTS = {board: sdr_sets.board_set(TITLES[board], NEW, *sensors) for board, sensors in INPUT_SENSORS.items()}
 
 
 def records_of(kind):
@@ -85,7 +85,12 @@ class Fleet:
         self.controller = Controller(work / "controller", self._keys, keep)
         self._inputs = self._write_inputs(work / "inputs")
         self._servers = {}
-        self.stranger = self._keys / "stranger"
+        self.ledger = Ledger(self.controller.folder / "sdr-fleet")
+
+    @property
+    def stranger(self):
+        """A key that is no server's."""
+        return self._keys / "stranger"
 
     @staticmethod
     def _write_inputs(folder):
@@ -124,7 +129,6 @@ class Fleet:
         if WITHOUT_BMC in names:
             self[WITHOUT_BMC].drive("none")
         self.controller.know(self, self._keys)
-        self.ledger = Ledger(self.controller.folder / "sdr-fleet")
         shutil.rmtree(self.ledger.folder, ignore_errors=True)
         self.controller.list_hosts(self, {WITHOUT_BMC: {"sdr_rollout_on_unfit": "skip"}},
                                    **dict({"sdr_rollout_inputs": self._inputs,

@@ -3,13 +3,13 @@
 import unittest
 
 from controller import GOOD, kill_connections
-from fleet import NAMES
+from fleet import NAMES, Fleet
 
 
 class Scenario(unittest.TestCase):
     """A scenario: begins with new servers, ends with a look at every BMC."""
 
-    fleet = None
+    fleet: Fleet
     number = 0
     names = NAMES
     group_vars = {}

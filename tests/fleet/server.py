@@ -110,11 +110,11 @@ class Server:
         def is_on():
             if self._unshare.poll() is not None:
                 raise RuntimeError(f"{self.name} could not be started: status {self._unshare.returncode}")
-            children = pathlib.Path(f"/proc/{self._unshare.pid}/task/{self._unshare.pid}/children").read_text().split()
+            children = pathlib.Path(f"/proc/{self._unshare.pid}/task/{self._unshare.pid}/children").read_text("ascii").split()
             if not children:
                 return False
             self.init = int(children[0])
-            return self.path("/run/sshd.log").exists() and "listening" in self.path("/run/sshd.log").read_text()
+            return self.path("/run/sshd.log").exists() and "listening" in self.path("/run/sshd.log").read_text("utf-8")
         wait_until(is_on, f"{self.name} listens")
 
     def switch_off(self):
