@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 
@@ -46,6 +47,11 @@ class Play:
             os.killpg(self._process.pid, signal.SIGKILL)
         self._process.wait()
         kill_connections()
+
+    @property
+    def process(self):
+        """The number of its process, which leads a session of its own."""
+        return self._process.pid
 
     def running(self):
         """Whether it is under way."""
@@ -113,27 +119,28 @@ def kill_connections():
 class Controller:
     """A directory with all that Ansible is given, and a way to run it."""
 
-    def __init__(self, folder, keys, keep):
+    def __init__(self, folder, keys, keep, forks=FORKS):
         self.folder = folder
         self._keep = keep
         self._count = 0
         self._build_collection()
+        shutil.copytree(HERE / "callback", folder / "callback")
         self._write("ansible.cfg",
                     "[defaults]\ninventory = inventory.json\n"
-                    f"collections_path = {folder}/collections\ncallback_plugins = {HERE}/callback\n"
+                    f"collections_path = {folder}/collections\ncallback_plugins = {folder}/callback\n"
                     "callbacks_enabled = fleet_record\nhost_key_checking = True\nretry_files_enabled = False\n"
-                    f"forks = {FORKS}\nnocows = True\n"
+                    f"forks = {forks}\nnocows = True\n"
                     "[ssh_connection]\npipelining = True\nretries = 0\n"
                     f"ssh_args = -F {folder}/ssh_config -o ControlMaster=auto -o ControlPersist=60s\n")
-        # A lost host is noticed after three seconds.
+        # A lost host is noticed after six seconds; one that is only slow is not lost.
         self._write("ssh_config",
                     f"Host *\n  User {USER}\n  IdentityFile {keys}/user\n  IdentitiesOnly yes\n"
                     f"  UserKnownHostsFile {folder}/known_hosts\n  GlobalKnownHostsFile /dev/null\n"
                     "  StrictHostKeyChecking yes\n  BatchMode yes\n  ConnectTimeout 5\n"
-                    "  ServerAliveInterval 1\n  ServerAliveCountMax 3\n")
+                    "  ServerAliveInterval 2\n  ServerAliveCountMax 3\n")
         self.environment = {
             "PATH": os.environ["PATH"], "HOME": str(folder), "LC_ALL": "C.UTF-8", "ANSIBLE_HOME": f"{folder}/.ansible",
-            "ANSIBLE_CONFIG": f"{folder}/ansible.cfg", "PYTHONDONTWRITEBYTECODE": "1", "ANSIBLE_NOCOLOR": "1"}
+            "ANSIBLE_CONFIG": f"{folder}/ansible.cfg", "ANSIBLE_NOCOLOR": "1"}
 
     def _write(self, name, text):
         (self.folder / name).write_text(text, encoding="utf-8")
@@ -163,12 +170,13 @@ class Controller:
         self._write("inventory.json", json.dumps({"all": {"hosts": hosts, "vars": group_vars}}, indent=1))
 
     def start(self, playbook, *options, **extra):
-        """Starts a playbook of the collection with these extra variables."""
+        """Starts a playbook of the collection, or one that lies in the folder, with these extra variables."""
         self._count += 1
         folder = self._keep / f"{self._count:03}-{playbook}"
         folder.mkdir(parents=True)
         output, record = folder / "output", folder / "record"
-        command = ["ansible-playbook", f"tarvek.sdr.{playbook}", *options]
+        own = self.folder / f"{playbook}.yml"
+        command = ["ansible-playbook", str(own) if own.exists() else f"tarvek.sdr.{playbook}", *options]
         if extra:
             command += ["-e", json.dumps(extra)]
         with output.open("w") as stream:

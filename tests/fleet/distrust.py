@@ -16,8 +16,8 @@ class OtherKey(Scenario):
     """A server offers another key than the one that is known of it."""
 
     number = 6
-    names = ("node01", "node02", "node03", "node05")
-    waves = (1, 1, "100%")
+    names = ("node01", "node02", "node03")
+    waves = (1, 2)
 
     def test_in_the_last_wave_it_alone_is_left_as_it_is(self):
         """It is not even asked, and named at the end; the others are updated."""
@@ -27,7 +27,7 @@ class OtherKey(Scenario):
         play = self.play("rollout", status=UNREACHABLE, sdr_rollout_waves=self.waves)
         self.assertEqual(play.unreachable(), ["node03"])
         self.assertIn("not reached: 1 (node03)", play.output())
-        self.fleet.now_due("node01", "node02", "node05")
+        self.fleet.now_due("node01", "node02")
         self.expect_due()
         self.expect_never_asked(before)
         self.play("report")
@@ -46,7 +46,7 @@ class HostileText(Scenario):
     """What BMCs say is text in the report, whatever it is."""
 
     number = 6
-    names = ("node01", "node02", "node03", "node05")
+    names = ("node01", "node02", "node03")
     marked_up = ("<s a>", '"><script>alert(document.cookie)</script><img src=x:')
     formula = ("=1+1!", "=HYPERLINK(1)")
 

@@ -4,7 +4,7 @@ import shutil
 import subprocess
 
 import sdr_sets
-from controller import Controller, Ledger
+from controller import FORKS, Controller, Ledger
 from server import Layer, Server
 
 BOARD_A = "01A3"
@@ -12,6 +12,7 @@ BOARD_B = "02B4"
 BOARD_UNKNOWN = "0777"
 
 NETWORK = "10.77.0"
+FIRST_ADDRESS = 11
 NAMES = tuple(f"node{number:02}" for number in range(1, 13))
 
 # What the fleet has from the beginning: board, version, how many sensors. The default waves are node01; node02; node03
@@ -70,11 +71,12 @@ def difference(served, due):
 class Fleet:
     """The network, the servers, and the controller."""
 
-    def __init__(self, work, programs, sshd, keep):
+    def __init__(self, work, programs, sshd, keep, *, kinds=None, forks=FORKS):
         self.work = work
+        self._kinds = KINDS if kinds is None else kinds
         self._keys = work / "keys"
         self._keys.mkdir()
-        for name in ("user", "stranger", *NAMES):
+        for name in ("user", "stranger", *self._kinds):
             subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-C", name, "-f", self._keys / name],
                            check=True)
         self._layer = Layer(work / "layer", programs, sshd, (self._keys / "user.pub").read_text(encoding="ascii"))
@@ -82,7 +84,7 @@ class Fleet:
                         "link set br0 up"):
             subprocess.run(["ip", *command.split()], check=True)
         (work / "controller").mkdir()
-        self.controller = Controller(work / "controller", self._keys, keep)
+        self.controller = Controller(work / "controller", self._keys, keep, forks)
         self._inputs = self._write_inputs(work / "inputs")
         self._servers = {}
         self.ledger = Ledger(self.controller.folder / "sdr-fleet")
@@ -111,15 +113,15 @@ class Fleet:
     def __iter__(self):
         return iter(self._servers.values())
 
-    def begin(self, names=NAMES, **group_vars):
+    def begin(self, names, **group_vars):
         """Switches on new servers of these names, as they are in the beginning; no rollout was ever led."""
         self.end()
         for name in names:
-            address = f"{NETWORK}.{10 + NAMES.index(name) + 1}"
+            address = f"{NETWORK}.{FIRST_ADDRESS + list(self._kinds).index(name)}"
             server = Server(name, address, self.work / "servers" / name, self._layer, self._keys / name)
             self._servers[name] = server
-            server.due = sdr_sets.hex_lines(records_of(KINDS[name]))
-            server.bmc.create(KINDS[name][0], server.due)
+            server.due = sdr_sets.hex_lines(records_of(self._kinds[name]))
+            server.bmc.create(self._kinds[name][0], server.due)
             server.switch_on()
         for server in self:
             server.wait_until_on()
@@ -144,7 +146,7 @@ class Fleet:
     def now_due(self, *names):
         """From now on these servers are to serve their board's input."""
         for name in names:
-            self[name].due = sdr_sets.hex_lines(INPUTS[KINDS[name][0]])
+            self[name].due = sdr_sets.hex_lines(INPUTS[self._kinds[name][0]])
 
     def wrong(self):
         """What is wrong with the records of any BMC, in words: nothing, as it should be."""

@@ -9,13 +9,13 @@ LOOK = "Wait for a run under way, then look at the machine"
 
 
 class Mishap(Scenario):
-    """Four servers in three waves, of which the second is one server."""
+    """Three servers, each of them a wave."""
 
     number = 5
-    names = ("node01", "node02", "node03", "node05")
-    waves = (1, 1, "100%")
+    names = ("node01", "node02", "node03")
+    waves = (1, 1, 1)
     victim = "node02"
-    third = ("node03", "node05")
+    third = ("node03",)
 
     def start_and_hold(self):
         """Starts a rollout, and returns it when the victim's update is in the middle."""

@@ -24,6 +24,12 @@ def wait_until(holds, what):
         time.sleep(0.02)
 
 
+def first_child(process):
+    """The process that another one started first; None while there is none."""
+    children = pathlib.Path(f"/proc/{process}/task/{process}/children").read_text("ascii").split()
+    return int(children[0]) if children else None
+
+
 class Layer:
     """What every server has besides what this machine has: a user, an sshd, tarvek, and nothing of this machine's."""
 
@@ -110,11 +116,9 @@ class Server:
         def is_on():
             if self._unshare.poll() is not None:
                 raise RuntimeError(f"{self.name} could not be started: status {self._unshare.returncode}")
-            children = pathlib.Path(f"/proc/{self._unshare.pid}/task/{self._unshare.pid}/children").read_text("ascii").split()
-            if not children:
-                return False
-            self.init = int(children[0])
-            return self.path("/run/sshd.log").exists() and "listening" in self.path("/run/sshd.log").read_text("utf-8")
+            self.init = first_child(self._unshare.pid)
+            log = self.path("/run/sshd.log")
+            return self.init is not None and log.exists() and "listening" in log.read_text("utf-8")
         wait_until(is_on, f"{self.name} listens")
 
     def switch_off(self):
