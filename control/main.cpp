@@ -59,8 +59,8 @@ Result Run(const Options& options, const Interrupts& interrupts) {
   const std::unique_ptr<ProgressSink> sink = follows && !options.detach
                                                  ? MakeProgressSink(options.json, options.command)
                                                  : MakeQuietSink();
-  const Session session{store,           interrupts,   &interrupts,       *sink,
-                        options.command, options.tool, options.break_lock};
+  const Session session{store,           interrupts,    &interrupts,  *sink,
+                        options.command, options.again, options.tool, options.break_lock};
   return RunVerb(session, options);
 }
 

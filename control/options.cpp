@@ -137,6 +137,19 @@ std::vector<std::string> VerbLast(int argc, const char* const argv[]) {
   return words;
 }
 
+/// The command as a shell would take it again.
+std::string Typed(int argc, const char* const argv[]) {
+  std::string typed = "tarvekctl";
+  for (const std::string& word : std::vector<std::string>(argv + 1, argv + argc)) {
+    const bool plain =
+        !word.empty() && word.find_first_of(" \t\n'\"\\$`&|;<>()*?[]~#!{}") == std::string::npos;
+    std::string quoted;
+    for (const char c : word) quoted += c == '\'' ? "'\\''" : std::string(1, c);
+    typed += plain ? ' ' + word : " '" + quoted + '\'';
+  }
+  return inspect::Escaped(typed);
+}
+
 bool UsesColor(const std::string& when) {
   if (when != "auto") return when == "always";
   const char* const no_color = std::getenv("NO_COLOR");
@@ -232,6 +245,7 @@ int ParseCommandLine(int argc, const char* const argv[], Options* options) {
     options->command = parser->get_name();
   }
   Settle(color, options);
+  options->again = Typed(argc, argv);
   const std::string wrong = CheckTogether(*options);
   if (wrong.empty()) return 0;
   options->verb = Verb::kNone;

@@ -23,6 +23,7 @@ enum class Verb {
 struct Options {
   Verb verb = Verb::kNone;
   std::string command;  // the verb as it is typed
+  std::string again;    // the whole command, to be typed again; escaped
 
   bool json = false;
   bool color = false;  // settled: by --color, NO_COLOR and the terminal

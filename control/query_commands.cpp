@@ -160,11 +160,12 @@ Run FindRun(const Session& session, const std::string& id) {
   throw Stop(std::move(result));
 }
 
-std::string InputOf(const Run& run) {
+/// What a run was asked to do; nothing where that cannot be read.
+Request RequestOf(const Run& run) {
   try {
-    return run.ReadRequest().input;
+    return run.ReadRequest();
   } catch (const std::exception&) {
-    return "";
+    return {};
   }
 }
 
@@ -176,6 +177,8 @@ Result GoingOn(const Session& session, const Run& run) {
   result.changed.reset();
   result.in_service = InService::kUnknown;
   result.message.state = StateSentence(InService::kUnknown, {});
+  const Request request = RequestOf(run);
+  if (!request.command.empty()) result.command = request.command;
   result.run = run.id();
   result.more["percent"] = ReadProgress(run).percent;
   return result;
@@ -292,7 +295,7 @@ Result RunHistory(const Session& session) {
       continue;  // it is being removed
     }
     Json json = ResultJson(result ? *result : GoingOn(session, *run));
-    json["input"] = InputOf(*run);
+    json["input"] = RequestOf(*run).input;
     runs.push_back(std::move(json));
   }
   Result result = Unchanged(session, ExitStatus::kDone, Outcome::kDone,
@@ -305,7 +308,7 @@ Result RunShow(const Session& session, const Options& options) {
   const Run run = FindRun(session, options.input);
   std::optional<Result> ended = run.ReadResult();
   Result result = ended ? *std::move(ended) : GoingOn(session, run);
-  result.more["input"] = InputOf(run);
+  result.more["input"] = RequestOf(run).input;
   return result;
 }
 

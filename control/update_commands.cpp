@@ -10,6 +10,7 @@
 #include "control/engine/lead.h"
 #include "control/messages/advice.h"
 #include "control/system/child.h"
+#include "inspect/text/escape.h"
 
 namespace tarvek::control {
 namespace {
@@ -109,11 +110,15 @@ Result Detach(const Session& session, const Options& options, Led* led) {
   const std::string& id = led->run.id();
   bool started = false;
   if (ServiceFits(session, options)) {
+    HandOverToService(led->run);
     led->lead.Close();
     const std::string unit = "tarvek-update@" + id + ".service";
     started = RunQuietly("/usr/bin/systemctl", {"start", "--no-block", unit}, session.interrupts,
                          kServiceStart) == 0;
-    if (!started) led->lead = led->run.TakeLead();
+    if (!started) {
+      led->lead = led->run.TakeLead();
+      HandOver(led->run);
+    }
   }
   if (!started) {
     StartDetached(options.self,
@@ -196,10 +201,13 @@ Result RunPlan(const Session& session, const Options& options) {
   }
   AddVersion(found.input, &result);
   Json findings = Json::array();
+  std::string lines;
   for (const inspect::Finding& finding : found.input.findings) {
-    findings.push_back(FindingText(finding, options.input));
+    findings.push_back(FindingJson(finding, options.input));
+    lines += FindingText(finding, options.input) + '\n';
   }
   result.more["findings"] = std::move(findings);
+  result.more["findings_text"] = std::move(lines);
   return result;
 }
 
@@ -248,6 +256,7 @@ Result RunResume(const Session& session, const Options& options) {
   led.request = led.run.ReadRequest();
   Session its = session;
   its.command = led.request.command;
+  its.again = "tarvekctl " + its.command + ' ' + inspect::Escaped(led.request.input);
   its.tool = led.request.tool;
   its.break_lock = led.request.break_lock;
   const Request nobody;  // no run is the same: this one is to be led

@@ -86,18 +86,17 @@ std::string WhatHappened(const Result& result, const Plan& plan, const End& end)
 std::string WhatToDo(const Session& session, const Result& result, const End& end) {
   if (result.status == ExitStatus::kDone) return "Reboot the server for normal operation.";
   if (result.in_service == InService::kUnknown) {
-    return "See whether the BMC answers: tarvekctl doctor. Then run the command again: tarvekctl " +
-           session.command + ".";
+    return "See whether the BMC answers: tarvekctl doctor. Then run the command again: " +
+           session.again + ".";
   }
-  if (end.interrupted) return "Run the command again: tarvekctl " + session.command + ".";
+  if (end.interrupted) return "Run the command again: " + session.again + ".";
   if (result.in_service == InService::kOther) {
     return "Bring the records back that were there before: tarvekctl restore " +
            result.backup.value_or("FILE.BAK") + ".";
   }
   const Advice* const advice = AdviceFor(end.code);
-  return advice != nullptr
-             ? std::string(advice->remedy)
-             : "See the log, then run the command again: tarvekctl " + session.command + ".";
+  return advice != nullptr ? std::string(advice->remedy)
+                           : "See the log, then run the command again: " + session.again + ".";
 }
 
 /// A script that only compares: the tool's own word is the one that counts.
@@ -171,8 +170,8 @@ Result Conclude(const Session& session, const Plan& plan, const End& end) {
 }
 
 Result VerifyRun(const Session& session, const Run& run, const Plan& plan, bool interrupted) {
-  Session patient{session.store,   session.interrupts, nullptr,           session.sink,
-                  session.command, session.tool,       session.break_lock};
+  Session patient = session;
+  patient.stops = nullptr;
   SavePhase(run, "verifying", 0);
   session.sink.Show(ReadProgress(run));
   End end;

@@ -26,7 +26,8 @@ constexpr std::size_t kMostBoards = std::size_t{1} << 20U;
 constexpr const char* kBoards = "mchk_fil";
 
 // The names that the tool itself uses in its working directory, and those of the copies.
-constexpr std::array kTaken{"mchk_fil",
+constexpr std::array kTaken{".killed",
+                            "mchk_fil",
                             "sdrversion_HW",
                             "tarvek.log",
                             "tarvek_version.log",
@@ -206,6 +207,16 @@ void CopyBoards(const Session& session, const std::string& path, const std::stri
            "Put it beside INPUT under the name mchk_fil, or name it with --boards FILE.", "SDRC06");
   }
   work.Write(kBoards, *bytes);
+}
+
+Json FindingJson(const inspect::Finding& finding, const std::string& original) {
+  Json json{{"rule", std::string(finding.rule)},
+            {"severity", std::string(inspect::SeverityName(finding.severity))}};
+  if (finding.record) json["record"] = *finding.record;
+  if (finding.name) json["name"] = *finding.name;
+  json["place"] = inspect::ToText(Original(finding.place, original));
+  json["message"] = finding.message;
+  return json;
 }
 
 std::string FindingText(const inspect::Finding& finding, const std::string& original) {

@@ -41,6 +41,8 @@ void CopyBoards(const Session& session, const std::string& path, const std::stri
 Input LoadInput(const Session& session, const Directory& work, const std::string& original,
                 bool allow_findings);
 
+/// A finding as `tarvek-sdr check --json` has it, with the place in INPUT itself.
+Json FindingJson(const inspect::Finding& finding, const std::string& original);
 /// A finding as a line for people, with the place in INPUT itself; escaped.
 std::string FindingText(const inspect::Finding& finding, const std::string& original);
 

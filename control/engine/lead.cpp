@@ -23,6 +23,7 @@ constexpr unsigned kLogMode = 0750;
 constexpr const char* kLock = "lock";
 constexpr const char* kBallast = "ballast";
 constexpr const char* kHanded = "handed";
+constexpr const char* kWithLead = "with its lead";
 constexpr std::size_t kBallastBytes = std::size_t{1} << 20U;
 constexpr int kSecond = 1000;     // milliseconds
 constexpr long kHandedOver = 60;  // seconds until a service that was started leads its run
@@ -54,10 +55,9 @@ std::string SaveBackup(const Session& session, const Run& run, const Examination
   if (!again && failure.busy) StopInUse(session, failure.what, failure.remedy);
   if (!again) FailUnchanged(session, failure.what, failure.remedy);
   if (again->records != found.served->records) {
-    FailUnchanged(
-        session, "Two readings of the BMC's records gave different bytes.",
-        "See that nothing else writes to the BMC, then run the command again: tarvekctl " +
-            session.command + ".");
+    FailUnchanged(session, "Two readings of the BMC's records gave different bytes.",
+                  "See that nothing else writes to the BMC, then run the command again: " +
+                      session.again + ".");
   }
   const std::string name = run.id() + ".BAK";
   session.store.backups().WriteNew(name, again->image);
@@ -104,6 +104,7 @@ Result Program(const Session& session, const Led& led, const Plan& plan, int sec
                        [&] { session.sink.Show(ReadProgress(run)); });
   }
   run.directory().Remove(kBallast);
+  if (end.signal != 0) NoteKilled(work);
   return VerifyRun(session, run, plan, interrupted || WasInterrupted(end, work));
 }
 
@@ -127,7 +128,7 @@ Result Go(const Session& session, const Led& led) {
 Result Killed(const Session& session) {
   return Unchanged(session, ExitStatus::kInterrupted, Outcome::kInterrupted,
                    "The program that led the run was killed before anything was written.",
-                   "Run it again: tarvekctl " + session.command + ".");
+                   "Run it again: " + session.again + ".");
 }
 
 /// What a run without a leader came to, once its program has ended.
@@ -143,6 +144,7 @@ Result Settle(const Session& session, const Run& run) {
   Session its = session;
   its.command = request.command.empty() ? "update" : request.command;
   if (!request.tool.empty()) its.tool = request.tool;
+  its.again = "tarvekctl " + its.command + ' ' + inspect::Escaped(request.input);
   // A run that nobody saw end, and that has no last word, was killed.
   const std::string code = ResultCode(run.Work());
   Result result = plan ? VerifyRun(its, run, *plan, code.empty() || code == "OK") : Killed(its);
@@ -150,22 +152,47 @@ Result Settle(const Session& session, const Run& run) {
   return result;
 }
 
-[[noreturn]] void StopWaiting(const Session& session, const Run& run) {
+/// A result of which nobody knows what the BMC serves.
+Result Unknown(const Session& session, std::string what, std::string state, std::string remedy) {
   Result result;
   result.command = session.command;
   result.status = ExitStatus::kInterrupted;
-  result.outcome = Outcome::kInterrupted;
+  result.outcome = Outcome::kFailed;
   result.changed.reset();
   result.in_service = InService::kUnknown;
-  result.message = {"Waiting was interrupted.", "Run " + run.id() + " goes on.",
-                    "Wait for it again: tarvekctl wait " + run.id() + "."};
+  result.message = {std::move(what), std::move(state), std::move(remedy)};
+  return result;
+}
+
+/// What a run came to that something unforeseen has ended: nothing was changed as long as the tool
+/// was not about to be started; after that only reading tells.
+Result AfterFailure(const Session& session, const Run& run, const std::string& what) {
+  try {
+    if (const std::optional<Plan> plan = ReadPlan(run)) {
+      Result result = VerifyRun(session, run, *plan, false);
+      if (result.status != ExitStatus::kDone) result.message.what += " Before that: " + what + ".";
+      return result;
+    }
+  } catch (const std::exception&) {
+    return Unknown(session, what + ".", "What the BMC serves is not known.",
+                   "See what it serves: tarvekctl status.");
+  }
+  return Unchanged(session, ExitStatus::kUnfit, Outcome::kRefused, what + ".",
+                   "Make room or give rights there: tarvekctl doctor.");
+}
+
+[[noreturn]] void StopWaiting(const Session& session, const Run& run) {
+  Result result = Unknown(session, "Waiting was interrupted.", "Run " + run.id() + " goes on.",
+                          "Wait for it again: tarvekctl wait " + run.id() + ".");
+  result.outcome = Outcome::kInterrupted;
   result.run = run.id();
   throw Stop(std::move(result));
 }
 
-/// Whether a service was asked to lead the run, and has not come yet.
+/// Whether another program is to lead the run, and has not come yet.
 bool IsHandedOver(const Run& run) {
   const std::optional<std::string> text = run.directory().Read(kHanded);
+  if (text == kWithLead) return !run.TakeLead();
   long since = 0;
   if (!text ||
       std::from_chars(text->data(), text->data() + text->size(), since).ec != std::errc()) {
@@ -214,10 +241,8 @@ Result LeadRun(const Session& session, const Led& led) {
     result = Go(session, led);
   } catch (const Stop& stop) {
     result = stop.result;
-  } catch (const SystemError& error) {
-    result = Unchanged(session, ExitStatus::kUnfit, Outcome::kRefused,
-                       inspect::Escaped(error.what()) + ".",
-                       "Make room or give rights there: tarvekctl doctor.");
+  } catch (const std::exception& error) {
+    result = AfterFailure(session, led.run, inspect::Escaped(error.what()));
   }
   EndRun(session, led.run, &result);
   return result;
@@ -233,7 +258,9 @@ Result AdoptRun(const Session& session, const Run& run) {
   return Settle(session, run);
 }
 
-Result FollowRun(const Session& session, const Run& run) {
+namespace {
+
+Result Follow(const Session& session, const Run& run) {
   Watch watch;
   watch.Add(run.directory());
   watch.Add(run.Work());
@@ -251,6 +278,23 @@ Result FollowRun(const Session& session, const Run& run) {
       StopWaiting(session, run);
     }
     watch.Drain();
+  }
+}
+
+}  // namespace
+
+Result FollowRun(const Session& session, const Run& run) {
+  try {
+    return Follow(session, run);
+  } catch (const Stop&) {
+    throw;
+  } catch (const std::exception& error) {
+    // Its files are gone, or cannot be read.
+    Result result = Unknown(
+        session, "Run " + run.id() + " cannot be followed: " + inspect::Escaped(error.what()) + ".",
+        "What the run does is not known.", "See what the BMC serves: tarvekctl status.");
+    result.run = run.id();
+    throw Stop(std::move(result));
   }
 }
 
@@ -276,7 +320,9 @@ std::optional<Run> RunWithoutLock(const RunStore& store, const std::string& mine
   return std::nullopt;
 }
 
-void HandOver(const Run& run) {
+void HandOver(const Run& run) { run.directory().Write(kHanded, kWithLead); }
+
+void HandOverToService(const Run& run) {
   run.directory().Write(kHanded, std::to_string(std::time(nullptr)));
 }
 

@@ -51,8 +51,11 @@ std::optional<Run> RunWithLock(const RunStore& store);
 /// a service was asked to lead it. Needs the BMC's lock.
 std::optional<Run> RunWithoutLock(const RunStore& store, const std::string& mine);
 
-/// Says of a run that another program is to lead it, which has not come yet.
+/// Says of a run that another program is to lead it, which is given the lead: as long as somebody
+/// has that, the run goes on.
 void HandOver(const Run& run);
+/// The same of a service, which takes the lead when it comes, within a minute.
+void HandOverToService(const Run& run);
 
 /// Gives a result to each run that nobody leads and whose program has ended. Needs the BMC's lock.
 void SettleRuns(const Session& session, const std::string& mine);

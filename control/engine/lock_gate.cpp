@@ -15,6 +15,7 @@
 namespace tarvek::control {
 namespace {
 
+constexpr const char* kKilled = ".killed";
 constexpr int kPause = 100;  // milliseconds
 constexpr std::chrono::seconds kPatience{10};
 
@@ -39,8 +40,8 @@ bool TookAndKept(const std::string& log) {
 }
 
 /// Whether the tool made this lock in `work` and was killed there: the lock was made while it ran,
-/// and it has written since what it writes only with the lock. As long as it ran, nobody else could
-/// make one.
+/// and it has written since what it writes only with the lock, or was seen to be killed since. As
+/// long as it ran, nobody else could make one.
 bool LeftIn(const Directory& work, const LockReport& lock) {
   const std::optional<timespec> started = Written(work, "mchk_fil");
   if (!started || Before(lock.made, *started)) return false;
@@ -51,7 +52,9 @@ bool LeftIn(const Directory& work, const LockReport& lock) {
       (!last || Before(*last, *logged))) {
     last = logged;
   }
-  return last && !Before(*last, lock.made);
+  if (last && !Before(*last, lock.made)) return true;
+  const std::optional<timespec> killed = Written(work, kKilled);
+  return killed && !Before(*killed, lock.made);
 }
 
 /// Whether a child of tarvekctl's left this lock. Nobody holds it, so none of them runs any more.
@@ -80,14 +83,13 @@ std::string NameOf(const LockReport& lock) {
     case LockState::kStale:
       StopBusy(session,
                "The single-run lock is there, and no process holds it: a run of tarvek was killed.",
-               "See that no tarvek runs, then type: tarvekctl " + session.command +
-                   " --break-lock, with the same arguments.");
+               "See that no tarvek runs, then type: " + session.again + " --break-lock.");
     case LockState::kCannotTell:
       StopBusy(session,
                "The single-run lock is there, and whether a process holds it cannot be told: " +
                    inspect::Escaped(lock.why) + ".",
-               "See that no tarvek runs, then type: tarvekctl " + session.command +
-                   " --break-lock, with the same arguments: it removes what nobody has open.");
+               "See that no tarvek runs, then type: " + session.again +
+                   " --break-lock. It removes what nobody has open.");
     default:
       StopInUse(session, "The single-run lock is held by " + NameOf(lock) + ".",
                 "Wait until it has ended, then run the command again: tarvekctl status tells.");
@@ -111,6 +113,14 @@ void WaitForFreeLock(const Session& session) {
     const bool reads = lock.state == LockState::kHeld && lock.holder && lock.holder->only_reads;
     if (!reads || std::chrono::steady_clock::now() >= end) StopAt(session, lock);
     if (WaitFor(-1, session.stops, kPause) == Woken::kInterrupted) StopInterrupted(session);
+  }
+}
+
+void NoteKilled(const Directory& work) {
+  try {
+    work.Write(kKilled, "");
+  } catch (const SystemError&) {
+    // What the tool wrote may tell.
   }
 }
 

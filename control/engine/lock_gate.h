@@ -2,6 +2,7 @@
 #pragma once
 
 #include "control/engine/session.h"
+#include "control/system/files.h"
 
 namespace tarvek::control {
 
@@ -10,5 +11,9 @@ namespace tarvek::control {
 /// other that nobody holds only when the session says so.
 /// @throws Stop  when it is not free: busy.
 void WaitForFreeLock(const Session& session);
+
+/// Says of a directory of the tool that this program saw a signal end it there: a lock that was
+/// made while it ran, and that nobody holds, is its own.
+void NoteKilled(const Directory& work);
 
 }  // namespace tarvek::control

@@ -89,7 +89,10 @@ std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFai
     if (taken > kLongestReading + kCloseToForever) child.Signal(SIGKILL);
   });
   // A killed reader leaves the lock.
-  if (end.signal != 0) WaitForFreeLock(session);
+  if (end.signal != 0) {
+    NoteKilled(work);
+    WaitForFreeLock(session);
+  }
   if (interrupted) StopInterrupted(session);
   if (!work.Has(kImage)) {
     *failure = FailureOf(work, end);
@@ -100,8 +103,11 @@ std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFai
     served.set = inspect::Load(work.PathOf(kImage), {});
     served.image = work.Read(kImage).value_or("");
   } catch (const inspect::InputError& error) {
-    failure->what = std::string("The image of the BMC's records is wrong: it ") +
-                    inspect::Escaped(error.what()) + ".";
+    // The tool leaves an image that is too large, and tells that it is none.
+    *failure = FailureOf(work, end);
+    if (failure->too_large) return std::nullopt;
+    failure->what = std::string("The image of the BMC's records is wrong (") +
+                    inspect::Escaped(error.what()) + ").";
     failure->remedy = "Run the command again; look for what is wrong: tarvekctl doctor.";
     return std::nullopt;
   }

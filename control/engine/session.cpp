@@ -46,7 +46,7 @@ void StopInUse(const Session& session, const std::string& what, const std::strin
 void StopInterrupted(const Session& session) {
   throw Stop(Unchanged(session, ExitStatus::kInterrupted, Outcome::kInterrupted,
                        "The command was interrupted before anything was written.",
-                       "Run it again: tarvekctl " + session.command + "."));
+                       "Run it again: " + session.again + "."));
 }
 
 }  // namespace tarvek::control

@@ -33,6 +33,7 @@ struct Session {
   const Interrupts* stops;  // what ends a waiting: the interrupts; null once it must go on
   ProgressSink& sink;
   std::string command;
+  std::string again;        // the whole command, for people to type again; escaped
   std::string tool;         // the path of tarvek
   bool break_lock = false;  // a lock that nobody holds may be removed
 };

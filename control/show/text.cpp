@@ -1,5 +1,9 @@
 #include "control/show/text.h"
 
+#include <algorithm>
+#include <array>
+#include <vector>
+
 #include "inspect/show/paint.h"
 #include "inspect/text/escape.h"
 
@@ -39,7 +43,8 @@ std::string StatusText(const Result& result) {
 }
 
 std::string PlanText(const Result& result) {
-  std::string text = result.more.value("difference_text", "");
+  std::string text =
+      result.more.value("findings_text", "") + result.more.value("difference_text", "");
   if (result.more.contains("requests")) {
     text += "An update takes about " + result.more.at("requests").dump() + " requests and " +
             result.more.at("seconds").dump() + " seconds.\n";
@@ -75,13 +80,27 @@ std::string ResultText(const Result& result, bool /*color*/) {
 
 std::string HistoryText(const Json& runs) {
   if (runs.empty()) return "No runs.\n";
-  std::string text;
+  constexpr std::size_t kColumns = 6;
+  std::vector<std::array<std::string, kColumns>> rows;
+  std::array<std::size_t, kColumns> widths{};
   for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
-    text += TextOf(run->at("run"), "-") + "  " + run->at("command").get<std::string>() + "  " +
-            (run->contains("percent") ? "going on" : run->at("outcome").get<std::string>()) + "  " +
-            TextOf(run->at("version_before"), "none") + " -> " +
-            TextOf(run->at("version_after"), "none") + "  " +
-            TextOf(run->value("input", Json()), "") + "  " + TextOf(run->at("log"), "") + '\n';
+    const bool goes_on = run->contains("percent");
+    rows.push_back({TextOf(run->at("run"), "-"), run->at("command").get<std::string>(),
+                    goes_on ? "going on" : run->at("outcome").get<std::string>(),
+                    TextOf(run->at("version_before"), "none") + " -> " +
+                        TextOf(run->at("version_after"), "none"),
+                    TextOf(run->value("input", Json()), ""), TextOf(run->at("log"), "")});
+    for (std::size_t i = 0; i < kColumns; ++i) {
+      widths[i] = std::max(widths[i], inspect::Width(rows.back()[i]));
+    }
+  }
+  std::string text;
+  for (const auto& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < kColumns; ++i) {
+      line += row[i] + std::string(widths[i] - inspect::Width(row[i]) + 2, ' ');
+    }
+    text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
   }
   return text;
 }

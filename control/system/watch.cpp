@@ -11,9 +11,9 @@ Watch::Watch() : fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {}
 
 void Watch::Add(const Directory& directory) {
   const std::string path = "/proc/self/fd/" + std::to_string(directory.fd());
+  // Not IN_CLOSE_WRITE: who tries a lock opens it for writing, and would wake himself for ever.
   if (fd_) {
-    inotify_add_watch(fd_.get(), path.c_str(),
-                      IN_CLOSE_WRITE | IN_CREATE | IN_MOVED_TO | IN_DELETE | IN_ONLYDIR);
+    inotify_add_watch(fd_.get(), path.c_str(), IN_CREATE | IN_MOVED_TO | IN_DELETE | IN_ONLYDIR);
   }
 }
 

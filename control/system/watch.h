@@ -5,8 +5,9 @@
 
 namespace tarvek::control {
 
-/// Tells when files appear, change or go in directories. Where the system cannot tell, it never
-/// does, so whoever waits looks by himself once in a while.
+/// Tells when files appear, are replaced or go in directories; not when they are written to in
+/// place. Where the system cannot tell, it never does, so whoever waits looks by himself once in a
+/// while.
 class Watch {
  public:
   Watch();

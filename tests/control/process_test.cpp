@@ -522,6 +522,23 @@ TEST_F(Processes, ADetachedLeaderThatIsKilledIsReplacedByWait) {
   ExpectNothingLeft();
 }
 
+TEST_F(Processes, ADetachedLeaderThatIsKilledAtOnceIsNotWaitedFor) {
+  for (int i = 0; i < 5; ++i) {
+    const Said said = Ctl({"update", "new.sdr", "--detach"});
+    ASSERT_EQ(said.outcome.exit_status, 0);
+    for (const pid_t child : ChildrenOf(getpid())) {
+      kill(child, SIGKILL);
+      Reap(child);
+    }
+    const auto began = std::chrono::steady_clock::now();
+    const Said waited = Ctl({"wait", said.result["run"]});
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
+    EXPECT_THAT(waited.outcome.exit_status, AnyOf(0, 6));
+    for (const pid_t child : ChildrenOf(getpid())) Reap(child);
+    if (waited.outcome.exit_status == 0) break;
+  }
+}
+
 TEST_F(Processes, DetachChecksFirstAndLeavesNoRunBehind) {
   Write("mchk_fil", "01a4\n");
   Expected refused{.status = 4, .outcome = "refused", .result_code = "SDRC04"};

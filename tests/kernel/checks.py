@@ -765,6 +765,236 @@ class Decoders(Booted):
             self.assertEqual(self.inspect("diff", "-", place.name), b"No differences.\n")
 
 
+class Controlled(Booted):
+    """What tarvekctl said: facts about every scenario that is told with it."""
+
+    def result_line(self, name):
+        """The last line of what a command with --json said."""
+        run = self.run_of(name)
+        self.assertTrue(run.console.endswith("}\n"), run.console + run.text("errors"))
+        return run.files["console"].decode().splitlines()[-1]
+
+    def result_of(self, name):
+        """The result that a command with --json ended with."""
+        ended = json.loads(self.result_line(name))
+        self.assertEqual(ended["status"], self.run_of(name).status)
+        return ended
+
+    def assert_result(self, name, **expected):
+        ended = self.result_of(name)
+        self.assertEqual({key: ended.get(key, "(missing)") for key in expected}, expected, ended)
+        return ended
+
+
+class Control(Controlled):
+    """tarvekctl"""
+
+    machine = Machine("control", faults="oem-add@50: cc C1", on_both=False)
+
+    def dumped(self, name):
+        """The records as ipmitool dumped them at that moment."""
+        return hex_lines(sdr_sets.split_records(self.record.files[name]))
+
+    def test_ends(self):
+        """no command leaves the lock, or a file beside INPUT, or complains beside its JSON"""
+        self.assertEqual(len(self.record.run_names()), 8)
+        for name in self.record.run_names():
+            run = self.run_of(name)
+            self.assertEqual(run.lock, "free", name)
+            self.assertEqual(run.text("errors"), "", name)
+            self.assertEqual(set(run.files), {"console", "errors", "status", "seconds", "lock"})
+        self.assertEqual(self.record.files["inputs-before"], self.record.files["inputs-after"])
+
+    def test_doctor(self):
+        """doctor finds nothing missing, and the kernel's driver in its place"""
+        findings = self.assert_result("doctor", status=0, outcome="done", changed=False)["findings"]
+        gravities = {finding["subject"]: finding["gravity"] for finding in findings}
+        self.assertEqual(gravities.pop("virtual-machine"), "note")
+        self.assertEqual(set(gravities.values()), {"good"}, findings)
+        said = {finding["subject"]: finding["sentence"] for finding in findings}
+        self.assertEqual(said["node"], "The driver's node is /dev/ipmi0.")
+        for module in ("ipmi_msghandler", "ipmi_si", "ipmi_devintf"):
+            self.assertIn(module + " loaded", said["modules"])
+        self.assertIn("product 01a3, manufacturer 119,", said["bmc"])
+        self.assertIn(" 41 records", said["bmc"])
+        self.assertEqual(said["boards"], "mchk_fil names the product 01a3.")
+        self.assertEqual(said["space"].split(" are free in ")[1], "/var/lib.")
+
+    def test_plan(self):
+        """plan tells what the update does, and keeps no run"""
+        planned = self.assert_result(
+            "plan", status=0, outcome="done", changed=False, in_service="previous", differs=True,
+            version_before="01.02", version_after="01.02", run=None, backup=None)
+        self.assertGreater(planned["requests"], 1000)
+        self.assertGreaterEqual(planned["seconds"], HOLD_SECONDS + FAREWELL_SECONDS)
+        self.assertEqual(self.record.files["runs-after-plan"], b"")
+
+    def test_failed(self):
+        """an update whose BMC refuses a piece ends with status 1, and the old records in service"""
+        failed = self.assert_result(
+            "failed", status=1, outcome="failed", changed=False, in_service="previous",
+            differs=True, version_before="01.02", version_after="01.02", result_code="SDR077")
+        refusal = BAD_OEM_CODE.removeprefix("Error, ") + "C1"
+        self.assertEqual(failed["error"], {"number": 77, "text": refusal})
+
+    def test_update(self):
+        """update writes INPUT, reads it back, and keeps a backup"""
+        updated = self.assert_result(
+            "update", status=0, outcome="done", changed=True, in_service="input", differs=False,
+            version_before="01.02", version_after="01.03", result_code="Complete", error=None)
+        self.assertEqual(updated["backup"], f"/var/lib/tarvek/backups/{updated['run']}.BAK")
+        self.assertEqual(self.dumped("updated"), hex_lines(BOARD))
+
+    def test_progress(self):
+        """its progress is told phase by phase, and rises while the BMC is programmed"""
+        told = [json.loads(line) for line in self.run_of("update").console.splitlines()[:-1]]
+        self.assertEqual([phase for phase, _ in itertools.groupby(line["phase"] for line in told)],
+                         ["checking", "reading", "saving", "programming", "verifying"])
+        percents = [line["percent"] for line in told if line["phase"] == "programming"]
+        self.assertEqual(percents, sorted(percents))
+        self.assertGreaterEqual(len(set(percents)), 3, percents)
+        self.assertEqual((percents[0], percents[-1]), (10, 90))
+
+    def test_status(self):
+        """status then tells the new version, and no drift"""
+        self.assert_result("status", status=0, board="01a3", script=None, driver="openipmi",
+                           version_after="01.03", percent=None, drift=False, run=None)
+
+    def test_again(self):
+        """another update with INPUT has nothing to do"""
+        self.assert_result("again", status=2, outcome="nothing", changed=False, in_service="input",
+                           differs=False, version_before="01.03", backup=None)
+
+    def test_restore(self):
+        """restore of the backup brings the old records back, byte for byte"""
+        self.assert_result("restore", status=0, outcome="done", changed=True, in_service="input",
+                           version_before="01.03", version_after="01.02", result_code="Complete")
+        self.assertEqual(len(self.dumped("before")), 41)
+        self.assertEqual(self.record.repository, self.dumped("before"))
+
+    def test_brackets(self):
+        """the spare repository is opened by the three runs that write, and closed by each"""
+        self.assertEqual(self.phases(), [SPARED_BEGIN, SPARED_FAILED, SPARED_BEGIN, SPARED_DONE,
+                                         SPARED_BEGIN, SPARED_DONE])
+        self.assertIn("Spare copy          closed\n", self.record.description)
+
+    def test_history(self):
+        """history tells of the four runs"""
+        runs = self.assert_result("history", status=0)["runs"]
+        self.assertEqual([(run["command"], run["outcome"], run["in_service"]) for run in runs],
+                         [("update", "failed", "previous"), ("update", "done", "input"),
+                          ("update", "nothing", "input"), ("restore", "done", "input")])
+
+
+class Systemd(Controlled):
+    """tarvekctl under systemd"""
+
+    # A slow BMC, so that there is time to stop an update in its middle.
+    machine = Machine("systemd", faults="F8/10/02@1: cc C1; oem-add: delay 0.02", on_both=False,
+                      systemd=True)
+
+    def text(self, name):
+        self.assertIn(name, self.record.files)
+        return self.record.files[name].decode()
+
+    def run_id(self, name):
+        """The run that a detached update has printed."""
+        run = self.run_of(name)
+        self.assertEqual((run.status, run.text("errors")), (0, ""))
+        self.assertRegex(run.console, r"^\d{8}-\d{6}-[0-9a-f]{8}\n\Z")
+        return run.console.strip()
+
+    def assert_kept(self, name):
+        """The run's own directory holds the result that `wait` told."""
+        self.assertEqual(self.text(name + "-result"), self.result_line(name) + "\n")
+
+    def test_detach(self):
+        """update --detach prints the run's id alone, long before the run ends"""
+        for name in ("stopped-detach", "failed-detach", "complete-detach"):
+            self.run_id(name)
+            self.assertLess(self.run_of(name).seconds, HOLD_SECONDS)
+
+    def test_detach_again(self):
+        """a second one beside it prints the same id"""
+        self.assertEqual(self.run_id("failed-second"), self.run_id("failed-detach"))
+
+    def test_service(self):
+        """the run is a service, and both programs are in it"""
+        run = self.run_id("stopped-detach")
+        self.assertEqual(self.text("stopped-while"), "activating\n")
+        self.assertEqual(self.text("processes").splitlines(),
+                         [f"/usr/sbin/tarvekctl resume {run} ",
+                          "/usr/sbin/tarvek -update -sdr input.SDR "])
+
+    def test_sandbox(self):
+        """the service has the sandbox that its unit asks for"""
+        self.assertEqual(self.text("sandbox").split("\n"), [
+            "CapBnd:\t000000000008000c",  # SYS_PTRACE, DAC_READ_SEARCH, FOWNER
+            "NoNewPrivs:\t1",
+            "Seccomp:\t2",  # filtered
+            "mnt: its own", "net: its own", "ipc: its own", "pid: the machine's", ""])
+
+    def test_directories(self):
+        """its directories are root's alone"""
+        self.assertEqual(self.text("directories"),
+                         "700 /run/tarvek\n700 /var/lib/tarvek\n700 /var/log/tarvek\n")
+
+    def test_stop(self):
+        """systemctl stop in the middle of the programming interrupts the run in order"""
+        self.assertEqual(self.text("stop-status"), "0\n")
+        self.assert_result("stopped", status=6, outcome="interrupted", changed=False,
+                           in_service="previous", version_after="01.02", result_code="OK")
+        self.assert_kept("stopped")
+        self.assertIn("Main process exited, code=exited, status=6/", self.text("stopped-journal"))
+        self.assertEqual(self.text("stopped-state"), "failed\n")
+
+    def test_failure(self):
+        """a run that the BMC lets fail is a failed service, whose journal tells why"""
+        self.assert_result("failed", status=1, outcome="failed", changed=False,
+                           in_service="previous", version_after="01.02", result_code="SDR077")
+        self.assert_kept("failed")
+        journal = self.text("failed-journal")
+        self.assertIn("\ntarvekctl: The BMC refused a request of its spared mode", journal)
+        self.assertIn("Main process exited, code=exited, status=1/FAILURE\n", journal)
+        self.assertIn("Failed with result 'exit-code'.\n", journal)
+        self.assertEqual(self.text("failed-state"), "failed\n")
+
+    def test_complete(self):
+        """a run that is complete is a service that has ended well"""
+        self.assert_result("complete", status=0, outcome="done", changed=True, in_service="input",
+                           version_after="01.03", result_code="Complete")
+        self.assert_kept("complete")
+        self.assertIn(".service: Deactivated successfully.\n", self.text("complete-journal"))
+        self.assertEqual(self.text("complete-state"), "inactive\n")
+
+    def test_nothing(self):
+        """so is one that has nothing to do, once it saw the lock's holder read, and then die"""
+        self.assertEqual(self.text("nothing-while"), "activating\n")
+        self.assert_result("nothing", status=2, outcome="nothing", changed=False,
+                           in_service="input", version_after="01.03")
+        self.assert_kept("nothing")
+        self.assertEqual(self.run_of("nothing").lock, "free")
+        self.assertEqual(self.text("start-status"), "0\n")
+        self.assertIn(".service: Deactivated successfully.\n", self.text("nothing-journal"))
+        self.assertEqual(self.text("nothing-state"), "inactive\n")
+
+    def test_brackets(self):
+        """each run that writes opens the spare repository once, and asks once for its end"""
+        self.assertEqual(self.phases(), [SPARED_BEGIN, SPARED_FAILED, SPARED_BEGIN, SPARED_DONE,
+                                         SPARED_BEGIN, SPARED_DONE])
+        self.assert_new_set_is_served()
+
+    def test_log(self):
+        """the log has a line for each run"""
+        lines = [line.split(": ")[0].split(" ")[1:] for line in self.text("log").splitlines()]
+        complete = self.run_id("complete-detach")
+        self.assertEqual(lines, [
+            [self.run_id("stopped-detach"), "update", "interrupted", "6", "previous"],
+            [self.run_id("failed-detach"), "update", "failed", "1", "previous"],
+            [complete, "update", "done", "0", "input"],
+            [complete + "-again", "update", "nothing", "2", "input"]])
+
+
 class Foreign(Guest):
     """QEMU's own BMC"""
 
@@ -812,5 +1042,5 @@ CASES = (
     Cancelled, CancelledQuery, CancelledClear, CancelledAdd, CancelledRead,
     RefusedBegin, RefusedReserve, RefusedClear, RefusedAdd, RefusedRead, RefusedCommit,
     Overlong, Misaddressed, Late, StuckKcs, StuckBt, Waiting, Dead,
-    Witness, Decoders, Foreign, Absent,
+    Witness, Decoders, Control, Systemd, Foreign, Absent,
 )

@@ -1,9 +1,9 @@
 """Runs the tool on Linux's own IPMI driver, in machines that QEMU emulates.
 
-Every machine boots Debian's kernel with an initramfs that holds the program that ships, and runs
-one scenario (guest/scenarios). Its BMC is bmcsim, behind QEMU's external-BMC device. Scenarios that
-say nothing about time run once more on this host, over the simulated driver, and must leave the
-same there. checks.py tells what must be seen.
+Every machine boots Debian's kernel with an initramfs that holds the programs that ship, and runs
+one scenario (guest/scenarios), on one of them as a service of systemd. Its BMC is bmcsim, behind
+QEMU's external-BMC device. Scenarios that say nothing about time run once more on this host, over
+the simulated driver, and must leave the same there. checks.py tells what must be seen.
 """
 
 import argparse
@@ -21,10 +21,11 @@ import debian_kernel
 from machine import Workshop
 
 # Machines mostly wait; a boot takes two seconds of one processor.
-MACHINES_AT_ONCE = 6
+MACHINES_AT_ONCE = 8
 
 # Those that live longest begin first.
-LONG_LIVES = (checks.StuckKcs, checks.Update, checks.Beside, checks.Late, checks.Dead)
+LONG_LIVES = (checks.Control, checks.StuckKcs, checks.Systemd, checks.Update, checks.Beside,
+              checks.Late, checks.Dead)
 
 
 class Farm:
@@ -103,6 +104,7 @@ def tests_of(case):
 def arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--tarvek", required=True, help="the program that ships")
+    parser.add_argument("--tarvekctl", required=True, help="the program that leads it")
     parser.add_argument("--bmcsim", required=True, help="the simulated BMC's launcher")
     parser.add_argument("--tarvek-sdr", required=True, help="the program that reads files")
     parser.add_argument("--keep", metavar="DIRECTORY",
@@ -138,7 +140,8 @@ def work_directory(keep):
 
 def run_all(options, cases, suite, report):
     with work_directory(options.keep) as directory:
-        workshop = Workshop(directory, options.tarvek, options.bmcsim, checks.INPUTS)
+        workshop = Workshop(directory, options.tarvek, options.tarvekctl, options.bmcsim,
+                            checks.INPUTS)
         farm = checks.MachineCase.farm = Farm(workshop, cases)
         checks.Decoders.tarvek_sdr = pathlib.Path(options.tarvek_sdr).resolve()
         began = time.monotonic()

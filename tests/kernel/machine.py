@@ -15,6 +15,7 @@ import debian_kernel
 
 HERE = pathlib.Path(__file__).resolve().parent
 GUEST = HERE / "guest"
+UNIT = HERE.parents[1] / "packaging" / "systemd" / "tarvek-update@.service"
 
 PATIENCE_SECONDS = 280  # for one machine's whole life
 KILLED = -9
@@ -25,8 +26,18 @@ KERNEL_ARGUMENTS = (
 )
 STAMP = re.compile(r"\d{4}/\d\d/\d\d \d\d:\d\d:\d\d  ")
 
-# Programs of the host that the guests need, besides the tool itself.
+# Programs of the host that the guests need, besides those that ship.
 GUEST_PROGRAMS = ("busybox", "ipmitool", "ipmi-sensors")
+
+
+# What of the host's systemd the guests need that have it: programs, and units of the boot.
+SYSTEMD = pathlib.Path("/lib/systemd")
+SYSTEMD_PROGRAMS = ("/lib/systemd/systemd", "/lib/systemd/systemd-journald", "/usr/bin/journalctl",
+                    "/usr/bin/systemctl")
+SYSTEMD_UNITS = ("sysinit.target", "basic.target", "local-fs.target", "paths.target",
+                 "shutdown.target", "slices.target", "sockets.target", "swap.target",
+                 "timers.target", "umount.target", "systemd-journald.service",
+                 "systemd-journald.socket", "systemd-journald-dev-log.socket")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -40,6 +51,7 @@ class Machine:
     interface: str = "isa-ipmi-kcs"  # the QEMU device between machine and BMC
     device: str = "ipmi-bmc-extern"  # the QEMU device that is its BMC; "" for none
     on_both: bool = True  # the scenario says nothing about time: simulate it as well
+    systemd: bool = False  # it runs systemd, and the scenario is one of its services
     bmc_returns: bool = False  # a BMC that died is started again when the guest says that it may
 
 
@@ -110,10 +122,11 @@ class Record:
 class Workshop:
     """Builds what all machines share, and runs them."""
 
-    def __init__(self, directory, tarvek, bmcsim, inputs):
+    def __init__(self, directory, tarvek, tarvekctl, bmcsim, inputs):
         """`directory` takes everything; `inputs` maps names of input files to their bytes."""
         self.directory = pathlib.Path(directory)
         self.tarvek = pathlib.Path(tarvek).resolve()
+        self.tarvekctl = pathlib.Path(tarvekctl).resolve()
         self.bmcsim = pathlib.Path(bmcsim).resolve()
         self.inputs = self.directory / "inputs"
         self.inputs.mkdir()
@@ -121,6 +134,7 @@ class Workshop:
             (self.inputs / name).write_bytes(content)
         self.kernel = debian_kernel.fetch()
         self.initrd = self.directory / "initrd"
+        self.systemd_initrd = self.directory / "initrd.systemd"
         self._build_initrd()
         self._running = set()
         self._closed = False
@@ -129,25 +143,40 @@ class Workshop:
 
     def _build_initrd(self):
         root = self.directory / "root"
-        for name in ("bin", "dev", "proc", "sys", "modules"):
+        for name in ("bin", "usr/sbin", "dev", "proc", "sys", "modules", "var/lib"):
             (root / name).mkdir(parents=True)
-        shutil.copy(GUEST / "init", root)
-        shutil.copy(GUEST / "functions.sh", root)
+        for name in ("init", "life", "functions.sh"):
+            shutil.copy(GUEST / name, root)
         shutil.copytree(GUEST / "scenarios", root / "scenarios")
         shutil.copytree(self.inputs, root / "inputs")
         for module in debian_kernel.MODULES:
             shutil.copy(self.kernel / (module + ".ko"), root / "modules")
-        programs = [self.tarvek] + [_program(name) for name in GUEST_PROGRAMS]
-        for program in programs:
-            shutil.copy(program, root / "bin")
-            for library in _libraries(program):
-                place = root / library.relative_to("/")
-                place.parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy(library, place)
-        names = subprocess.run(["find", "."], cwd=root, check=True, stdout=subprocess.PIPE).stdout
-        with open(self.initrd, "wb") as archive:
-            subprocess.run(["cpio", "--quiet", "-o", "-H", "newc", "-R", "0:0"], cwd=root,
-                           input=names, stdout=archive, check=True)
+        for name, program in (("tarvek", self.tarvek), ("tarvekctl", self.tarvekctl)):
+            _add_program(program, root / "usr/sbin" / name, root)
+        for name in GUEST_PROGRAMS:
+            _add_program(_program(name), root / "bin" / name, root)
+        self.initrd.write_bytes(_archive(root))
+        # The kernel unpacks archives that follow one another.
+        self.systemd_initrd.write_bytes(self.initrd.read_bytes() + _archive(self._systemd_root()))
+
+    def _systemd_root(self):
+        """What a guest with systemd has besides the others."""
+        root = self.directory / "systemd-root"
+        units = root / "lib/systemd/system"
+        for place in (units, root / "etc", root / "tmp", root / "var/tmp"):
+            place.mkdir(parents=True)
+        for program in SYSTEMD_PROGRAMS:
+            place = root / program.lstrip("/")
+            place.parent.mkdir(parents=True, exist_ok=True)
+            _add_program(pathlib.Path(program), place, root)
+        for unit in SYSTEMD_UNITS:
+            shutil.copy(SYSTEMD / "system" / unit, units)
+        shutil.copytree(GUEST / "systemd", units, dirs_exist_ok=True)
+        template = UNIT.with_name(UNIT.name + ".in").read_text()
+        (units / UNIT.name).write_text(
+            template.replace("@CMAKE_INSTALL_FULL_SBINDIR@", "/usr/sbin"))
+        (root / "etc/machine-id").write_text("0123456789abcdef0123456789abcdef\n")
+        return root
 
     def boot(self, name, machine):
         """Runs the machine to its end; gives its Record."""
@@ -170,10 +199,12 @@ class Workshop:
 
     def _qemu_arguments(self, place, machine):
         arguments = [
-            "-accel", "tcg", "-machine", "pc", "-m", "256", "-smp", "1",
+            "-accel", "tcg", "-machine", "pc", "-m", "512", "-smp", "1",
             "-nodefaults", "-no-user-config", "-display", "none", "-no-reboot",
-            "-kernel", self.kernel / "kernel", "-initrd", self.initrd,
-            "-append", f"{KERNEL_ARGUMENTS} scenario={machine.scenario}",
+            "-kernel", self.kernel / "kernel",
+            "-initrd", self.systemd_initrd if machine.systemd else self.initrd,
+            "-append", f"{KERNEL_ARGUMENTS} scenario={machine.scenario}"
+                       + (" manager=systemd" if machine.systemd else ""),
             "-serial", f"file:{place / 'console'}", "-serial", f"file:{place / 'results.tar'}",
         ]
         if not machine.device:
@@ -329,6 +360,22 @@ def _program(name):
     if path is None:
         raise FileNotFoundError(f"there is no program {name}")
     return pathlib.Path(path)
+
+
+def _archive(root):
+    """A directory as the kernel's initial file system."""
+    names = subprocess.run(["find", "."], cwd=root, check=True, stdout=subprocess.PIPE).stdout
+    return subprocess.run(["cpio", "--quiet", "-o", "-H", "newc", "-R", "0:0"], cwd=root,
+                          input=names, check=True, stdout=subprocess.PIPE).stdout
+
+
+def _add_program(program, place, root):
+    """Puts a program at a place of a guest's, and what it needs to where it is on this host."""
+    shutil.copy(program, place)
+    for library in _libraries(program):
+        there = root / library.relative_to("/")
+        there.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(library, there)
 
 
 def _libraries(program):

@@ -24,7 +24,9 @@ def compact_sensor(number, name):
 
 
 def full_sensor(number, name):
-    body = bytes([0x20, 0x00, number, 0x03, 0x01, 0x7F, 0x68, 0x01, 0x01]) + bytes(33)
+    """A sensor whose raw readings are multiplied by 1, the factor M."""
+    body = bytes([0x20, 0x00, number, 0x03, 0x01, 0x7F, 0x68, 0x01, 0x01])
+    body += bytes(10) + b"\x01" + bytes(22)
     return record(0x01, body + bytes([0xC0 | len(name)]) + name)
 
 

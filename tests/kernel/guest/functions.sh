@@ -22,6 +22,15 @@ run() {
   conclude $?
 }
 
+# control NAME [ARGUMENT]...: runs tarvekctl, which writes nothing to the working directory;
+# $RESULTS/NAME gets the same.
+control() {
+  prepare "$1"
+  shift
+  tarvekctl "$@" >"$results/console" 2>"$results/errors"
+  conclude $?
+}
+
 # start NAME [ARGUMENT]...: starts the tool ($tool is its process); nothing else may be run or
 # started until finish has waited for its end and kept what it left.
 start() {
