@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -90,7 +93,8 @@ std::string Words(const Result& result, const Options& options) {
   }
   if (result.more.contains("runs")) return HistoryText(result.more.at("runs"));
   text += ResultText(result, options.color);
-  const bool tells = options.verb != Verb::kStatus && options.format.empty();
+  const bool known = result.in_service != InService::kUnknown;
+  const bool tells = options.format.empty() && (options.verb != Verb::kStatus || !known);
   if (!IsComplaint(result) && tells) text += MessageText(result);
   return text;
 }
@@ -108,9 +112,18 @@ void Tell(const Result& result, const Options& options) {
   if (IsComplaint(result) && !options.json) std::cerr << "tarvekctl: " << MessageText(result);
 }
 
+/// Standard input, output and error are there, if only as the null device: what is opened later
+/// must not take their places.
+void FillStandardDescriptors() {
+  int fd = 0;
+  while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDWR);
+  if (fd >= 0) close(fd);
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  FillStandardDescriptors();
   try {
     Options options;
     const int status = ParseCommandLine(argc, argv, &options);

@@ -67,7 +67,8 @@ void AddUpdating(CLI::App* verb, Options* options) {
 void AddRunning(CLI::App* verb, Options* options) {
   verb->add_flag("--detach", options->detach, "Print the run's id, and let it go on by itself");
   verb->add_option("--keep", options->keep, "How many runs are kept")
-      ->option_text("N (default: 100)");
+      ->option_text("N (default: 100)")
+      ->check(CLI::NonNegativeNumber.description(""));
 }
 
 using Verbs = std::vector<std::pair<Verb, CLI::App*>>;

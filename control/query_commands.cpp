@@ -12,6 +12,7 @@
 #include "control/engine/run_files.h"
 #include "control/messages/advice.h"
 #include "control/runs/machine_state.h"
+#include "inspect/output.h"
 #include "inspect/text/escape.h"
 
 namespace tarvek::control {
@@ -51,7 +52,7 @@ bool ReadAnew(const Session& session, const Bmc& bmc) {
   const std::optional<BmcLock> lock = BmcLock::Try(session.store, "");
   if (!lock || RunWithoutLock(session.store, "")) return false;
   SettleRuns(session, "");
-  session.store.Sweep();
+  SweepWhenFree(session);
   WaitForFreeLock(session);
   ReadFailure failure;
   const std::optional<Served> served = ReadServed(session, bmc, &failure);
@@ -101,13 +102,24 @@ Result StatusResult(const Session& session, const Bmc& bmc, const std::optional<
     result.run = run->id();
     result.more["percent"] = ReadProgress(*run).percent;
   }
+  if (run || !told) {
+    result.changed.reset();
+    result.in_service = InService::kUnknown;
+    result.message.state = "What the BMC serves was not read.";
+  }
   return result;
 }
 
 void WriteMetrics(const Session& session, const Options& options) {
   const std::string text = MetricsText(ReadMachineState(session.store.state()));
   constexpr unsigned kForAll = 0644;  // the exporter is no root
-  Directory::Open(FolderOf(options.output)).Write(FileName(options.output), text, kForAll);
+  const Directory folder = Directory::Open(FolderOf(options.output));
+  const std::string name = FileName(options.output);
+  if (folder.HasSpecial(name)) {
+    inspect::WriteFile(options.output, text);  // a pipe or a device takes it as it comes
+  } else {
+    folder.Write(name, text, kForAll);
+  }
 }
 
 // ---- backup
@@ -207,7 +219,12 @@ Result RunDoctor(const Options& options, const Interrupts& interrupts) {
   result.more["findings"] = std::move(findings);
   result.message = {"Nothing is missing on this machine.",
                     std::string(StateSentence(InService::kPrevious, false)), "Nothing."};
-  if (first != nullptr) {
+  if (interrupts.Count() > 0) {
+    result.status = ExitStatus::kInterrupted;
+    result.outcome = Outcome::kInterrupted;
+    result.message.what = "The examination was interrupted: there may be more to find.";
+    result.message.remedy = "Run it again: " + options.again + ".";
+  } else if (first != nullptr) {
     result.status = ExitStatus::kUnfit;
     result.outcome = Outcome::kRefused;
     result.message.what = Escaped(first->sentence);
@@ -230,8 +247,8 @@ Result RunStatus(const Session& session, const Options& options) {
   Bmc bmc;
   try {
     bmc = IdentifyBmc(session);
-  } catch (const Stop&) {
-    RememberUnreadable(session);
+  } catch (const Stop& stop) {
+    if (stop.result.outcome != Outcome::kInterrupted) RememberUnreadable(session);
     throw;
   }
   if (!run) SettleLeftRuns(session);
@@ -243,14 +260,22 @@ Result RunStatus(const Session& session, const Options& options) {
 
 Result RunBackup(const Session& session, const Options& options) {
   const std::string name = FileName(options.input);
+  if (name.empty() || name == "." || name == "..") {
+    Refuse(session, ExitStatus::kBadInput, Escaped(options.input) + " is no name of a file.",
+           "Name a new file.");
+  }
   const Directory folder = Directory::Open(FolderOf(options.input));
   if (!options.overwrite && folder.Has(name)) {
     Refuse(session, ExitStatus::kBadInput, Escaped(options.input) + " exists already.",
            "Name a new file, or replace it: --overwrite.");
   }
+  if (folder.HasSpecial(name)) {
+    Refuse(session, ExitStatus::kBadInput, Escaped(options.input) + " is no regular file.",
+           "Name a new file.");
+  }
   const BmcLock lock = LockForReading(session);
   SettleRuns(session, "");
-  session.store.Sweep();
+  SweepWhenFree(session);
   WaitForFreeLock(session);
   const Bmc bmc = IdentifyBmc(session);
   if (bmc.info.records == 0) {
@@ -279,7 +304,7 @@ Result RunBackup(const Session& session, const Options& options) {
                 "Bring them back some day: tarvekctl restore " + Escaped(options.input) + ".");
   result.version_before = second.version;
   result.version_after = second.version;
-  result.backup = options.input;
+  result.backup = AbsolutePath(options.input);
   return result;
 }
 

@@ -8,6 +8,7 @@
 #include "control/commands.h"
 #include "control/engine/examination.h"
 #include "control/engine/lead.h"
+#include "control/engine/lock_gate.h"
 #include "control/messages/advice.h"
 #include "control/system/child.h"
 #include "inspect/text/escape.h"
@@ -47,8 +48,8 @@ void CopyFiles(const Session& session, const Options& options, const Directory& 
                Request* request) {
   request->digest = CopyInput(session, options.input, work);
   if (IsRestore(options) && !work.Has("input.BIN")) {
-    Refuse(session, ExitStatus::kBadInput, options.input + " is no backup image.",
-           "Program it as INPUT: tarvekctl update " + options.input + ".");
+    Refuse(session, ExitStatus::kBadInput, inspect::Escaped(options.input) + " is no backup image.",
+           "Program it as INPUT: tarvekctl update " + inspect::Escaped(options.input) + ".");
   }
   if (request->listed) CopyBoards(session, options.boards, options.input, work);
   work.Write("ZetaInfo.xml", "");
@@ -80,7 +81,7 @@ Way FindWay(const Session& session, const std::string& mine, const Request& requ
     std::optional<Run> other =
         way.lock ? RunWithoutLock(session.store, mine) : RunWithLock(session.store);
     if (way.lock && !other) return way;
-    if (other) {
+    if (other && other->id() != mine) {
       way.lock.reset();
       if (!SameInput(*other, request)) {
         StopInUse(session, "Run " + other->id() + " is under way.",
@@ -117,7 +118,9 @@ Result Detach(const Session& session, const Options& options, Led* led) {
                          kServiceStart) == 0;
     if (!started) {
       led->lead = led->run.TakeLead();
-      HandOver(led->run);
+      // The service has come all the same: it was only slow to be started.
+      started = !led->lead;
+      if (!started) HandOver(led->run);
     }
   }
   if (!started) {
@@ -132,6 +135,15 @@ Result Detach(const Session& session, const Options& options, Led* led) {
   return result;
 }
 
+/// Removes old runs, if that can be: the run that has ended is not changed by it.
+void Prune(const RunStore& store, std::size_t keep) {
+  try {
+    store.Prune(keep);
+  } catch (const std::exception&) {
+    return;
+  }
+}
+
 /// A run that has not been led yet, and goes when it is not.
 class NewRun {
  public:
@@ -140,7 +152,7 @@ class NewRun {
     led_.lead = std::move(lead_);
   }
   ~NewRun() {
-    if (!kept_) store_.Remove(led_.run);
+    if (!kept_) store_.Remove(led_.run.id());
   }
   NewRun(const NewRun&) = delete;
   NewRun& operator=(const NewRun&) = delete;
@@ -178,7 +190,8 @@ Result RunPlan(const Session& session, const Options& options) {
   Result result =
       Unchanged(session, ExitStatus::kDone, Outcome::kDone,
                 (options.as_restore ? "A " : "An ") + verb + " with INPUT would program it.",
-                "Go on: tarvekctl " + verb + " " + options.input + ", with the same options.");
+                "Go on: tarvekctl " + verb + " " + inspect::Escaped(options.input) +
+                    ", with the same options.");
   if (found.input.compares_only) {
     result.status = ExitStatus::kNothing;
     result.outcome = Outcome::kNothing;
@@ -228,7 +241,7 @@ Result RunUpdate(const Session& session, const Options& options) {
     return result;
   }
   SettleRuns(session, led.run.id());
-  session.store.Sweep();
+  SweepWhenFree(session);
   if (options.detach) {
     Examine(session, led.request, led.run.Work());
     HandOver(led.run);
@@ -238,18 +251,18 @@ Result RunUpdate(const Session& session, const Options& options) {
   }
   made.Keep();
   Result result = LeadRun(session, led);
-  session.store.Prune(options.keep);
+  Prune(session.store, options.keep);
   return result;
 }
 
 Result RunResume(const Session& session, const Options& options) {
   std::optional<Run> run = session.store.Find(options.input);
   if (!run) {
-    Refuse(session, ExitStatus::kUsage, "There is no run " + options.input + ".",
+    Refuse(session, ExitStatus::kUsage, "There is no run " + inspect::Escaped(options.input) + ".",
            "See the runs: tarvekctl history.");
   }
   Descriptor lead(options.lead);
-  if (!lead) lead = run->TakeLead();
+  if (!lead || !run->IsLead(lead)) lead = run->TakeLead();
   if (!lead) StopInUse(session, "Run " + run->id() + " is led already.", "Wait for it.");
   if (std::optional<Result> result = run->ReadResult()) return *result;
   Led led{std::move(*run), std::move(lead), {}};
@@ -264,7 +277,7 @@ Result RunResume(const Session& session, const Options& options) {
     const Way way = FindWay(its, led.run.id(), nobody, kResumePatience);
     SettleRuns(its, led.run.id());
     Result result = LeadRun(its, led);
-    its.store.Prune(led.request.keep);
+    Prune(its.store, led.request.keep);
     return result;
   } catch (Stop& stop) {
     EndRun(its, led.run, &stop.result);

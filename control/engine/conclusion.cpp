@@ -63,13 +63,13 @@ std::string ErrorWords(const End& end) {
 
 std::string WhatHappened(const Result& result, const Plan& plan, const End& end) {
   if (result.status == ExitStatus::kDone) {
-    if (plan.before && *plan.before == plan.input) {
-      return "INPUT was written again, read back and found equal.";
+    if (end.code != "Complete") {
+      return "INPUT is in service, read back and found equal, though the run did not end well" +
+             ErrorWords(end) + ".";
     }
-    return end.code == "Complete"
-               ? "INPUT was written, read back and found equal."
-               : "INPUT is in service, read back and found equal, though the run did not end well" +
-                     ErrorWords(end) + ".";
+    return plan.before && *plan.before == plan.input
+               ? "INPUT was written again, read back and found equal."
+               : "INPUT was written, read back and found equal.";
   }
   if (result.in_service == InService::kUnknown && !end.unread.empty()) {
     return "What the BMC serves could not be read after the run: " + end.unread;
@@ -101,15 +101,26 @@ std::string WhatToDo(const Session& session, const Result& result, const End& en
 
 /// A script that only compares: the tool's own word is the one that counts.
 void ConcludeComparison(const End& end, Result* result) {
+  constexpr const char* kDoesNotMatch = "SDR032";
   if (end.code == "Complete") {
     result->status = ExitStatus::kNothing;
     result->outcome = Outcome::kNothing;
+    result->changed = false;
     result->in_service = InService::kInput;
     result->differs = false;
     result->message.what = "The BMC serves the records that the script compares.";
     result->message.remedy = "Nothing.";
-  } else if (!end.interrupted && result->in_service == InService::kPrevious) {
-    result->differs = true;
+  } else {
+    result->differs = end.code == kDoesNotMatch ? std::optional<bool>(true) : std::nullopt;
+  }
+}
+
+/// The first error in a run's log, if there is one to be read.
+std::optional<NumberedError> ErrorOf(const Run& run) {
+  try {
+    return FirstError(run.Work().Read("tarvek.log").value_or(""));
+  } catch (const SystemError&) {
+    return std::nullopt;
   }
 }
 
@@ -117,9 +128,8 @@ void ConcludeComparison(const End& end, Result* result) {
 /// nothing may end here as if it had not.
 void ReadAfter(const Session& session, const Run& run, const Plan& plan, End* end) {
   try {
-    const Directory work = run.Work();
-    end->code = ResultCode(work);
-    end->error = FirstError(work.Read("tarvek.log").value_or(""));
+    end->code = ResultCode(run);
+    end->error = ErrorOf(run);
     WaitForFreeLock(session);
     const Bmc bmc = IdentifyBmc(session);
     ReadFailure failure;
@@ -128,7 +138,8 @@ void ReadAfter(const Session& session, const Run& run, const Plan& plan, End* en
     if (!served) return;
     end->after = served->records;
     end->version_after = served->version;
-    RememberServed(session, bmc, *served, served->records == plan.input);
+    const bool programmed = !plan.compares_only && served->records == plan.input;
+    RememberServed(session, bmc, *served, programmed);
   } catch (const Stop& stop) {
     end->unread = stop.result.message.what;
   } catch (const std::exception& error) {

@@ -57,6 +57,7 @@ std::string DirectoryOf(const std::string& path) {
 std::optional<std::string> ReadFile(const std::string& path, std::size_t most, std::string* why) {
   SmallFile file = ReadSmallFile(AT_FDCWD, path, most);
   if (file.error == 0 && file.whole) return std::move(file.bytes);
+  errno = file.error;
   *why = file.error == EINVAL ? "it is no regular file"
          : file.error != 0    ? std::strerror(file.error)
                               : "it is too large";
@@ -175,8 +176,10 @@ std::string CopyInput(const Session& session, const std::string& path, const Dir
   std::string why;
   const std::optional<std::string> bytes = ReadFile(path, kMostInput, &why);
   if (!bytes) {
-    RefuseInput(session, "INPUT, " + Escaped(path) + ", cannot be read: " + why + ".",
-                "Name a file that can be read.");
+    const bool short_of = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
+    Refuse(session, short_of ? ExitStatus::kUnfit : ExitStatus::kBadInput,
+           "INPUT, " + Escaped(path) + ", cannot be read: " + why + ".",
+           "Name a file that can be read.");
   }
   const char* const name = bytes->empty() ? nullptr : CopyName(inspect::TellFormat(*bytes));
   if (name == nullptr) {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <ctime>
@@ -19,7 +20,7 @@ namespace tarvek::control {
 namespace {
 
 constexpr const char* kLogDirectory = "/var/log/tarvek";
-constexpr unsigned kLogMode = 0750;
+constexpr unsigned kLogMode = 0700;
 constexpr const char* kLock = "lock";
 constexpr const char* kBallast = "ballast";
 constexpr const char* kHanded = "handed";
@@ -31,17 +32,19 @@ constexpr long kHandedOver = 60;  // seconds until a service that was started le
 /// Adds a line to the log of all runs. It is there for people: a run without it is a run all the
 /// same.
 void Log(const Session& session, const Result& result) {
-  if (session.store.state().path() != kDefaultStateDirectory) return;
+  if (!session.store.IsDefault()) return;
   const std::time_t now = std::time(nullptr);
   std::tm parts{};
   localtime_r(&now, &parts);
   constexpr std::size_t kTextSize = 64;
   std::array<char, kTextSize> time{};
   std::strftime(time.data(), time.size(), "%Y-%m-%dT%H:%M:%S%z", &parts);
+  std::string what = result.message.what;
+  std::replace(what.begin(), what.end(), '\n', ' ');
   const std::string line = std::string(time.data()) + ' ' + result.run.value_or("-") + ' ' +
                            result.command + ' ' + OutcomeName(result.outcome) + ' ' +
                            std::to_string(static_cast<int>(result.status)) + ' ' +
-                           InServiceName(result.in_service) + ": " + result.message.what + '\n';
+                           InServiceName(result.in_service) + ": " + what + '\n';
   const Descriptor log = Directory::OpenOrMake(kLogDirectory, kLogMode).Append("tarvekctl.log");
   if (write(log.get(), line.data(), line.size()) < 0) return;
 }
@@ -81,13 +84,23 @@ Plan PlanOf(const Examination& found) {
 }
 
 /// Whether the tool was ended before its time, by what is known of its end.
-bool WasInterrupted(const ChildEnd& end, const Directory& work) {
+bool WasInterrupted(const ChildEnd& end, const Run& run) {
   // The tool ends with a signal's number when one ends it; its result stays at "OK" then.
-  return end.signal != 0 || ResultCode(work) == "OK";
+  return end.signal != 0 || ResultCode(run) == "OK";
+}
+
+/// Shows how far a run is. What is only shown stops nothing.
+void Show(const Session& session, const Run& run) {
+  try {
+    session.sink.Show(ReadProgress(run));
+  } catch (const std::exception&) {
+    return;
+  }
 }
 
 /// Runs the tool to write. From its start on, the run is in other programs' hands too.
-Result Program(const Session& session, const Led& led, const Plan& plan, int seconds) {
+Result Program(const Session& session, const Led& led, const Plan& plan, int seconds,
+               std::optional<Plan>* started) {
   const Run& run = led.run;
   const Directory work = run.Work();
   // Room for what is to be written when the run has ended, whatever fills the disk until then.
@@ -95,21 +108,20 @@ Result Program(const Session& session, const Led& led, const Plan& plan, int sec
   const Descriptor output = run.directory().Append("output");
   SavePhase(run, "programming", seconds);
   SavePlan(run, plan);
+  const Child child =
+      Child::Start(led.request.tool, plan.arguments, work, output.get(), session.interrupts);
+  *started = plan;
   bool interrupted = false;
-  ChildEnd end;
-  {
-    const Child child =
-        Child::Start(led.request.tool, plan.arguments, work, output.get(), session.interrupts);
-    end = WaitForChild(child, session.stops, &interrupted,
-                       [&] { session.sink.Show(ReadProgress(run)); });
-  }
+  const ChildEnd end =
+      WaitForChild(child, session.stops, &interrupted, [&] { Show(session, run); });
   run.directory().Remove(kBallast);
   if (end.signal != 0) NoteKilled(work);
-  return VerifyRun(session, run, plan, interrupted || WasInterrupted(end, work));
+  return VerifyRun(session, run, plan, interrupted || WasInterrupted(end, run));
 }
 
-/// @throws Stop, SystemError  before anything was written.
-Result Go(const Session& session, const Led& led) {
+/// @param started  receives the plan when the tool was started to write.
+/// @throws Stop, SystemError  before that.
+Result Go(const Session& session, const Led& led, std::optional<Plan>* started) {
   const Run& run = led.run;
   const Directory work = run.Work();
   SavePhase(run, "checking", 0);
@@ -122,34 +134,13 @@ Result Go(const Session& session, const Led& led) {
   }
   // From here on INT and TERM are the tool's.
   if (session.interrupts.Count() > 0) StopInterrupted(session);
-  return Program(session, led, plan, found.seconds);
+  return Program(session, led, plan, found.seconds, started);
 }
 
 Result Killed(const Session& session) {
   return Unchanged(session, ExitStatus::kInterrupted, Outcome::kInterrupted,
                    "The program that led the run was killed before anything was written.",
                    "Run it again: " + session.again + ".");
-}
-
-/// What a run without a leader came to, once its program has ended.
-Result Settle(const Session& session, const Run& run) {
-  Request request;
-  std::optional<Plan> plan;
-  try {
-    request = run.ReadRequest();
-    plan = ReadPlan(run);
-  } catch (const std::exception&) {
-    // It was killed while it was made.
-  }
-  Session its = session;
-  its.command = request.command.empty() ? "update" : request.command;
-  if (!request.tool.empty()) its.tool = request.tool;
-  its.again = "tarvekctl " + its.command + ' ' + inspect::Escaped(request.input);
-  // A run that nobody saw end, and that has no last word, was killed.
-  const std::string code = ResultCode(run.Work());
-  Result result = plan ? VerifyRun(its, run, *plan, code.empty() || code == "OK") : Killed(its);
-  EndRun(its, run, &result);
-  return result;
 }
 
 /// A result of which nobody knows what the BMC serves.
@@ -164,21 +155,55 @@ Result Unknown(const Session& session, std::string what, std::string state, std:
   return result;
 }
 
-/// What a run came to that something unforeseen has ended: nothing was changed as long as the tool
-/// was not about to be started; after that only reading tells.
-Result AfterFailure(const Session& session, const Run& run, const std::string& what) {
+Result Lost(const Session& session, const std::string& what) {
+  return Unknown(session, what, "What the BMC serves is not known.",
+                 "See what it serves: tarvekctl status.");
+}
+
+/// What a run without a leader came to, by what it left.
+Result ResultLeft(const Session& session, const Run& run) {
   try {
-    if (const std::optional<Plan> plan = ReadPlan(run)) {
-      Result result = VerifyRun(session, run, *plan, false);
-      if (result.status != ExitStatus::kDone) result.message.what += " Before that: " + what + ".";
-      return result;
-    }
-  } catch (const std::exception&) {
-    return Unknown(session, what + ".", "What the BMC serves is not known.",
-                   "See what it serves: tarvekctl status.");
+    const std::optional<Plan> plan = ReadPlan(run);
+    if (!plan) return Killed(session);
+    // A run that nobody saw end, and that has no last word, was killed.
+    const std::string code = ResultCode(run);
+    return VerifyRun(session, run, *plan, code.empty() || code == "OK");
+  } catch (const std::exception& error) {
+    return Lost(session, "The run was killed, and what it left cannot be read: " +
+                             inspect::Escaped(error.what()) + ".");
   }
-  return Unchanged(session, ExitStatus::kUnfit, Outcome::kRefused, what + ".",
-                   "Make room or give rights there: tarvekctl doctor.");
+}
+
+/// Ends a run without a leader, once its program has ended.
+Result Settle(const Session& session, const Run& run) {
+  Session its = session;
+  its.command = "update";
+  try {
+    const Request request = run.ReadRequest();
+    its.command = request.command;
+    its.tool = request.tool;
+    its.again = "tarvekctl " + its.command + ' ' + inspect::Escaped(request.input);
+  } catch (const std::exception&) {
+    // Its words are missing, no more.
+  }
+  Result result = ResultLeft(its, run);
+  EndRun(its, run, &result);
+  return result;
+}
+
+/// What a run came to that something unforeseen has ended.
+/// @param started  what the tool was started to write; it has ended.
+Result AfterFailure(const Session& session, const Run& run, const std::optional<Plan>& started,
+                    const std::string& what) {
+  if (!started) {
+    return Unchanged(session, ExitStatus::kUnfit, Outcome::kRefused, what + ".",
+                     "Make room or give rights there: tarvekctl doctor.");
+  }
+  try {
+    return VerifyRun(session, run, *started, true);
+  } catch (const std::exception&) {
+    return Lost(session, what + ".");
+  }
 }
 
 [[noreturn]] void StopWaiting(const Session& session, const Run& run) {
@@ -214,35 +239,36 @@ std::optional<BmcLock> BmcLock::Try(const RunStore& store, const std::string& ru
   return BmcLock(std::move(held));
 }
 
-// Where the disk is full the run stays open, and the next command that finds it gives it its
-// result.
+// Where the disk is full, or the run's directory was removed, the run stays open; the next command
+// that finds it gives it its result.
 void EndRun(const Session& session, const Run& run, Result* result) {
   result->run = run.id();
-  if (run.Work().Has("tarvek.log")) result->log = run.LogPath();
   run.directory().Remove(kBallast);
   ChangeMachineState(session.store.state(), [&](MachineState* machine) {
     machine->running.reset();
     machine->last = {run.id(), static_cast<int>(result->status), std::time(nullptr)};
   });
   try {
+    if (run.Work().Has("tarvek.log")) result->log = run.LogPath();
     run.Save(*result);
     Log(session, *result);
-  } catch (const SystemError&) {
+  } catch (const std::exception&) {
     return;
   }
 }
 
 Result LeadRun(const Session& session, const Led& led) {
   Result result;
+  std::optional<Plan> started;
   led.run.directory().Remove(kHanded);
   ChangeMachineState(session.store.state(),
                      [&](MachineState* machine) { machine->running = led.run.id(); });
   try {
-    result = Go(session, led);
+    result = Go(session, led, &started);
   } catch (const Stop& stop) {
     result = stop.result;
   } catch (const std::exception& error) {
-    result = AfterFailure(session, led.run, inspect::Escaped(error.what()));
+    result = AfterFailure(session, led.run, started, inspect::Escaped(error.what()));
   }
   EndRun(session, led.run, &result);
   return result;

@@ -59,17 +59,21 @@ bool LeftIn(const Directory& work, const LockReport& lock) {
 
 /// Whether a child of tarvekctl's left this lock. Nobody holds it, so none of them runs any more.
 bool IsOurs(const RunStore& store, const LockReport& lock) {
-  std::vector<Directory> places;
-  try {
-    for (const std::string& name : store.Scratches()) places.push_back(store.state().Sub(name));
-    for (const std::string& id : store.Ids()) {
-      if (const std::optional<Run> run = store.Find(id)) places.push_back(run->Work());
+  const auto left_in = [&lock](const auto& open_directory) {
+    try {
+      return LeftIn(open_directory(), lock);
+    } catch (const SystemError&) {
+      return false;  // one goes that another command has done with
     }
-  } catch (const SystemError&) {
-    // One goes that another command has done with.
-  }
-  return std::any_of(places.begin(), places.end(),
-                     [&lock](const Directory& work) { return LeftIn(work, lock); });
+  };
+  const std::vector<std::string> scratches = store.Scratches();
+  const std::vector<Run> runs = store.All();
+  return std::any_of(scratches.begin(), scratches.end(),
+                     [&](const std::string& name) {
+                       return left_in([&] { return store.state().Sub(name); });
+                     }) ||
+         std::any_of(runs.begin(), runs.end(),
+                     [&](const Run& run) { return left_in([&] { return run.Work(); }); });
 }
 
 std::string NameOf(const LockReport& lock) {
@@ -114,6 +118,10 @@ void WaitForFreeLock(const Session& session) {
     if (!reads || std::chrono::steady_clock::now() >= end) StopAt(session, lock);
     if (WaitFor(-1, session.stops, kPause) == Woken::kInterrupted) StopInterrupted(session);
   }
+}
+
+void SweepWhenFree(const Session& session) {
+  if (InspectLock().state == LockState::kFree) session.store.Sweep();
 }
 
 void NoteKilled(const Directory& work) {

@@ -12,6 +12,10 @@ namespace tarvek::control {
 /// @throws Stop  when it is not free: busy.
 void WaitForFreeLock(const Session& session);
 
+/// Removes what programs that were killed left behind long ago, unless a lock is there: what they
+/// left may tell whose it is.
+void SweepWhenFree(const Session& session);
+
 /// Says of a directory of the tool that this program saw a signal end it there: a lock that was
 /// made while it ran, and that nobody holds, is its own.
 void NoteKilled(const Directory& work);

@@ -1,5 +1,7 @@
 #include "control/engine/reading.h"
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <ctime>
 
@@ -14,12 +16,14 @@
 namespace tarvek::control {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr const char* kImage = "served.bak";
 constexpr const char* kOutput = "output";
 constexpr int kSecond = 1000;  // milliseconds
 constexpr int kTries = 2;
-constexpr long kLongestReading = 900;  // seconds; a reading may be ended at any time
-constexpr int kCloseToForever = 30;    // seconds that a reading which was told to end may take
+constexpr std::chrono::seconds kLongestReading{900};
+constexpr std::chrono::seconds kEndSoon{30};
 
 /// A scratch directory that goes with it.
 class Scratch {
@@ -82,11 +86,17 @@ std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFai
   const Child child =
       Child::Start(session.tool, {"-backup", kImage}, work, output.get(), session.interrupts);
   bool interrupted = false;
-  const std::time_t began = std::time(nullptr);
+  bool told = false;
+  Clock::time_point end_by = Clock::now() + kLongestReading;
+  Clock::time_point kill_by = Clock::time_point::max();
   const ChildEnd end = WaitForChild(child, session.stops, &interrupted, [&] {
-    const long taken = std::time(nullptr) - began;
-    if (taken > kLongestReading) child.Signal(SIGTERM);
-    if (taken > kLongestReading + kCloseToForever) child.Signal(SIGKILL);
+    // A reading may be ended at any time; one that was told to end, soon.
+    const Clock::time_point now = Clock::now();
+    if (interrupted) end_by = std::min(end_by, now);
+    if (now >= end_by && !told) child.Signal(SIGTERM);
+    if (now >= end_by && !told) kill_by = now + kEndSoon;
+    told = told || now >= end_by;
+    if (told && now >= kill_by) child.Signal(SIGKILL);
   });
   // A killed reader leaves the lock.
   if (end.signal != 0) {

@@ -110,11 +110,15 @@ Progress ReadProgress(const Run& run) {
   return progress;
 }
 
-std::string ResultCode(const Directory& work) {
+std::string ResultCode(const Run& run) {
   for (const char* const name : {"Update_force.xml", "Update_normal.xml"}) {
-    std::string code =
-        Between(work.Read(name, kMostBytes).value_or(""), "<result_code>", "</result_code>");
-    if (!code.empty()) return code;
+    try {
+      std::string code = Between(run.Work().Read(name, kMostBytes).value_or(""), "<result_code>",
+                                 "</result_code>");
+      if (!code.empty()) return code;
+    } catch (const SystemError&) {
+      continue;
+    }
   }
   return "";
 }

@@ -36,7 +36,7 @@ void SavePhase(const Run& run, const std::string& phase, int seconds);
 /// @return how far a run is, also by the tool's own progress file.
 Progress ReadProgress(const Run& run);
 
-/// The last result code that the tool wrote there; empty when there is none.
-std::string ResultCode(const Directory& work);
+/// The last result code that the tool wrote in a run; empty when there is none, or none to be read.
+std::string ResultCode(const Run& run);
 
 }  // namespace tarvek::control

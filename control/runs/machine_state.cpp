@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "control/system/interrupts.h"
+
 namespace tarvek::control {
 namespace {
 
@@ -73,6 +75,19 @@ MachineState MachineFromJson(const Json& json) {
   return machine;
 }
 
+/// Keeps other commands from changing the state meanwhile; whoever stops in the middle is not
+/// waited for.
+Descriptor TakeTurn(const Directory& state) {
+  constexpr int kTries = 100;
+  constexpr int kPause = 10;  // milliseconds
+  for (int left = kTries; left > 0; --left) {
+    Descriptor turn = state.TryLock("state.lock");
+    if (turn) return turn;
+    WaitFor(-1, nullptr, kPause);
+  }
+  return Descriptor();
+}
+
 /// A label's value, with what the format wants escaped; control characters do not belong there.
 std::string Label(const std::string& text) {
   std::string label;
@@ -123,9 +138,10 @@ MachineState ReadMachineState(const Directory& state) {
 }
 
 void ChangeMachineState(const Directory& state, const std::function<void(MachineState*)>& change) {
-  MachineState machine = ReadMachineState(state);
-  change(&machine);
   try {
+    const Descriptor turn = TakeTurn(state);
+    MachineState machine = ReadMachineState(state);
+    change(&machine);
     state.Write(kName, JsonLine(MachineJson(machine)));
   } catch (const SystemError&) {
     return;

@@ -1,5 +1,9 @@
 #include "control/runs/run_store.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -11,6 +15,7 @@ namespace {
 constexpr const char* kRequest = "request.json";
 constexpr const char* kUnnamed = ".new-";      // before a run's id, until it is led
 constexpr const char* kScratch = ".scratch-";  // before a scratch directory's own name
+constexpr const char* kGone = ".gone-";        // before the id of a run that is being removed
 constexpr long kLeftBehind = 3600;             // seconds: nothing that is in use is so old
 constexpr std::size_t kMostJson = std::size_t{16} << 20U;  // bytes
 
@@ -71,6 +76,15 @@ Request RequestFromJson(const Json& json) {
   return request;
 }
 
+bool Run::IsLead(const Descriptor& lead) const {
+  struct stat given {};
+  struct stat own {};
+  return fstat(lead.get(), &given) == 0 &&
+         fstatat(directory_.fd(), kLead, &own, AT_SYMLINK_NOFOLLOW) == 0 &&
+         given.st_dev == own.st_dev && given.st_ino == own.st_ino &&
+         flock(lead.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
 void Run::Save(const Request& request) const {
   directory_.WriteDurably(kRequest, JsonLine(RequestJson(request)));
 }
@@ -80,9 +94,22 @@ Request Run::ReadRequest() const {
 }
 
 std::optional<Result> Run::ReadResult() const {
-  const std::optional<std::string> text = directory_.Read(kResult, kMostJson);
-  if (!text) return std::nullopt;
-  return ResultFromJson(Json::parse(*text));
+  try {
+    const std::optional<std::string> text = directory_.Read(kResult, kMostJson);
+    if (!text) return std::nullopt;
+    return ResultFromJson(Json::parse(*text));
+  } catch (const std::exception&) {
+    Result damaged;
+    damaged.command = "update";
+    damaged.status = ExitStatus::kInterrupted;
+    damaged.outcome = Outcome::kFailed;
+    damaged.changed.reset();
+    damaged.in_service = InService::kUnknown;
+    damaged.message = {"The run's result is damaged.", "What the BMC serves is not known.",
+                       "See what it serves: tarvekctl status."};
+    damaged.run = id_;
+    return damaged;
+  }
 }
 
 void Run::Save(const Result& result) const {
@@ -90,9 +117,12 @@ void Run::Save(const Result& result) const {
 }
 
 RunStore::RunStore(const std::string& state_directory)
-    : state_(Directory::OpenOrMake(state_directory, Directory::kPrivateDirectory)),
+    : default_(state_directory == kDefaultStateDirectory),
+      state_(Directory::OpenOrMake(state_directory, Directory::kPrivateDirectory)),
       runs_(state_.SubOrMake("runs", Directory::kPrivateDirectory)),
-      backups_(state_.SubOrMake("backups", Directory::kPrivateDirectory)) {}
+      backups_(state_.SubOrMake("backups", Directory::kPrivateDirectory)) {
+  state_.RequireOwn();
+}
 
 Run RunStore::New(Descriptor* lead) const {
   const std::string id = NewId();
@@ -105,8 +135,12 @@ Run RunStore::New(Descriptor* lead) const {
 }
 
 std::optional<Run> RunStore::Find(const std::string& id) const {
-  if (!IsId(id) || !runs_.Has(id)) return std::nullopt;
-  return Run(id, runs_.Sub(id));
+  if (!IsId(id)) return std::nullopt;
+  try {
+    return Run(id, runs_.Sub(id));
+  } catch (const SystemError&) {
+    return std::nullopt;  // there is none, or something that is none
+  }
 }
 
 std::vector<std::string> RunStore::Ids() const {
@@ -116,23 +150,42 @@ std::vector<std::string> RunStore::Ids() const {
   return ids;
 }
 
-std::vector<Run> RunStore::Unfinished() const {
+std::vector<Run> RunStore::All() const {
   std::vector<Run> runs;
   for (const std::string& id : Ids()) {
-    std::optional<Run> run = Find(id);
-    if (run && !run->directory().Has(Run::kResult)) runs.push_back(std::move(*run));
+    if (std::optional<Run> run = Find(id)) runs.push_back(std::move(*run));
   }
   return runs;
+}
+
+std::vector<Run> RunStore::Unfinished() const {
+  std::vector<Run> runs = All();
+  runs.erase(std::remove_if(runs.begin(), runs.end(),
+                            [](const Run& run) { return run.directory().Has(Run::kResult); }),
+             runs.end());
+  return runs;
+}
+
+void RunStore::Remove(const std::string& id) const {
+  try {
+    // At once: half of a run would look like one that was killed.
+    runs_.Rename(id, kGone + id);
+    runs_.RemoveAll(kGone + id);
+  } catch (const SystemError&) {
+    return;  // another command was faster
+  }
 }
 
 void RunStore::Prune(std::size_t keep) const {
   std::vector<std::string> ended;
   for (const std::string& id : Ids()) {
-    if (runs_.Sub(id).Has(Run::kResult)) ended.push_back(id);
+    const std::optional<Run> run = Find(id);
+    if (run && run->directory().Has(Run::kResult)) ended.push_back(id);
   }
+  keep = std::max(keep, std::size_t{1});
   if (ended.size() <= keep) return;
   ended.resize(ended.size() - keep);
-  for (const std::string& id : ended) runs_.RemoveAll(id);
+  for (const std::string& id : ended) Remove(id);
 }
 
 Directory RunStore::Scratch(std::string* name) const {

@@ -57,15 +57,20 @@ class Run {
 
   /// Takes the lead of the run.
   /// @return the lead, held while it lives; empty when another program has it.
-  Descriptor TakeLead() const { return directory_.TryLock("runner"); }
+  Descriptor TakeLead() const { return directory_.TryLock(kLead); }
+
+  /// @return whether a descriptor is the file by which this run is led, and its lock can be had.
+  bool IsLead(const Descriptor& lead) const;
 
   void Save(const Request& request) const;
   Request ReadRequest() const;
 
-  /// What the run came to; absent while it has not ended.
+  /// What the run came to; absent while it has not ended. What is there and cannot be understood is
+  /// a result of which nobody knows anything.
   std::optional<Result> ReadResult() const;
   void Save(const Result& result) const;
 
+  static constexpr const char* kLead = "runner";
   static constexpr const char* kWork = "work";
   static constexpr const char* kResult = "result.json";
   static constexpr const char* kProgramming = "programming";
@@ -77,10 +82,12 @@ class Run {
 
 class RunStore {
  public:
-  /// @throws SystemError  when the directory cannot be made or entered.
+  /// @throws SystemError  when the directory cannot be made or entered, or others may write to it.
   explicit RunStore(const std::string& state_directory);
 
   const Directory& state() const { return state_; }
+  /// Whether it is where services look for it.
+  bool IsDefault() const { return default_; }
   const Directory& backups() const { return backups_; }
 
   /// Makes a run with an id of its own, "20261121-223501-1e240a3b", and takes its lead: nobody
@@ -90,10 +97,13 @@ class RunStore {
   std::optional<Run> Find(const std::string& id) const;
   /// The ids of all runs, the oldest first.
   std::vector<std::string> Ids() const;
+  /// All runs, the oldest first.
+  std::vector<Run> All() const;
   /// Those without a result, the oldest first.
   std::vector<Run> Unfinished() const;
-  void Remove(const Run& run) const { runs_.RemoveAll(run.id()); }
-  /// Removes all runs that have ended but the newest `keep`.
+  void Remove(const std::string& id) const;
+  /// Removes all runs that have ended but the newest `keep`, the very newest never. What cannot be
+  /// removed stays.
   void Prune(std::size_t keep) const;
 
   /// A directory for what is needed now and not later.
@@ -105,6 +115,7 @@ class RunStore {
   void Sweep() const;
 
  private:
+  bool default_;
   Directory state_;
   Directory runs_;
   Directory backups_;

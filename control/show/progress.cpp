@@ -1,5 +1,8 @@
 #include "control/show/progress.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -31,8 +34,11 @@ std::string WordsOf(const std::string& phase) {
   return phase;
 }
 
-/// What is shown need not arrive: a run goes on without a reader.
+/// What is shown need not arrive: a run goes on without a reader, and beside one that does not
+/// read, such as a terminal that was stopped.
 void Say(const std::string& text) {
+  pollfd ready{STDOUT_FILENO, POLLOUT, 0};
+  if (poll(&ready, 1, 0) != 1) return;
   try {
     inspect::StandardOutput output;
     output.Write(text);

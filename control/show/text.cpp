@@ -26,13 +26,16 @@ std::string TextOf(const Json& value, const char* none) {
 }
 
 std::string StatusText(const Result& result) {
-  std::string text = Row("version", result.version_after ? Escaped(*result.version_after) : "none");
+  const bool read = result.in_service != InService::kUnknown;
+  const char* const none = read ? "none" : "not read";
+  std::string text = Row("version", result.version_after ? Escaped(*result.version_after) : none);
   text += Row("board", TextOf(result.more.at("board"), "unknown"));
-  text += Row("script", TextOf(result.more.at("script"), "none"));
+  text += Row("script", TextOf(result.more.at("script"), none));
   text += Row("driver", TextOf(result.more.at("driver"), "none"));
   const Json& drift = result.more.at("drift");
   text +=
-      Row("drift", drift.is_null()     ? "unknown: no run of tarvekctl has programmed this BMC"
+      Row("drift", !read               ? "not read"
+                   : drift.is_null()   ? "unknown: no run of tarvekctl has programmed this BMC"
                    : drift.get<bool>() ? "yes: the BMC serves other records than the last run left"
                                        : "no");
   const Json& percent = result.more.at("percent");

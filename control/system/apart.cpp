@@ -1,6 +1,7 @@
 #include "control/system/apart.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,8 +17,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// The copy's part: never returns.
-[[noreturn]] void WorkAndEnd(const std::function<std::string()>& work, int out) {
-  // Who started it may be gone: then nobody wants the answer.
+[[noreturn]] void WorkAndEnd(const std::function<std::string()>& work, int out, pid_t starter) {
+  // Who started it may be gone, or go: then nobody wants the answer, and what it holds is to be
+  // free.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != starter) _exit(EXIT_FAILURE);
   sigset_t none{};
   sigemptyset(&none);
   std::signal(SIGINT, SIG_IGN);  // a terminal's Ctrl-C is the caller's to take
@@ -77,10 +81,11 @@ ApartResult DoApart(const std::function<std::string()>& work, const Interrupts* 
   std::array<int, 2> ends{};
   ApartResult result;
   if (pipe2(ends.data(), O_CLOEXEC) != 0) return result;
+  const pid_t starter = getpid();
   const pid_t copy = fork();
   if (copy == 0) {
     close(ends[0]);
-    WorkAndEnd(work, ends[1]);
+    WorkAndEnd(work, ends[1], starter);
   }
   close(ends[1]);
   if (copy > 0) {

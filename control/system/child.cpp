@@ -137,13 +137,15 @@ bool HoldsLock(const std::string& pid, const struct stat& directory) {
 
 Child Child::Start(const std::string& program, const std::vector<std::string>& arguments,
                    const Directory& directory, int output, const Interrupts& interrupts) {
-  // What could fail behind the start is tried before it: a program that was started is waited for.
-  if (!OpenPidfd(getpid())) throw SystemError(program, "could not be waited for", errno);
   // Of a description of its own: the lock lives as long as the program.
   const Descriptor lock(openat(directory.fd(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!lock || flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
     throw SystemError(directory.path(), "cannot be locked", errno);
   }
+  // What could fail behind the start is tried before it, and its place kept: a program that was
+  // started is waited for.
+  Descriptor place = OpenPidfd(getpid());
+  if (!place) throw SystemError(program, "could not be waited for", errno);
   const std::vector<std::string> environment = ToolEnvironment();
   std::vector<char*> entries;
   entries.reserve(environment.size() + 1);
@@ -155,6 +157,7 @@ Child Child::Start(const std::string& program, const std::vector<std::string>& a
   plan.Output(output);
   plan.KeepOnly(lock.get(), kLockNumber);
   const pid_t pid = plan.Start(program, arguments, entries.data());
+  place.Close();
   return {pid, MustOpenPidfd(pid), true};
 }
 

@@ -97,6 +97,12 @@ std::vector<std::string> Directory::Names() const {
   return names;
 }
 
+bool Directory::HasSpecial(const std::string& name) const {
+  struct stat info {};
+  return fstatat(fd_.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 &&
+         !S_ISREG(info.st_mode) && !S_ISLNK(info.st_mode);
+}
+
 bool Directory::Has(const std::string& name) const {
   struct stat info {};
   return fstatat(fd_.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
@@ -140,10 +146,12 @@ void Directory::WriteDurably(const std::string& name, std::string_view bytes) co
 
 void Directory::WriteNew(const std::string& name, std::string_view bytes) const {
   const std::string temporary = WriteTemporary(bytes, kPrivateMode, true);
-  const int linked = linkat(fd_.get(), temporary.c_str(), fd_.get(), name.c_str(), 0);
-  const int error = errno;
-  unlinkat(fd_.get(), temporary.c_str(), 0);
-  if (linked != 0) throw SystemError(PathOf(name), "cannot be written", error);
+  // Not by a link: file systems of removable disks have none.
+  if (renameat2(fd_.get(), temporary.c_str(), fd_.get(), name.c_str(), RENAME_NOREPLACE) != 0) {
+    const int error = errno;
+    unlinkat(fd_.get(), temporary.c_str(), 0);
+    throw SystemError(PathOf(name), "cannot be written", error);
+  }
   fsync(fd_.get());
 }
 
@@ -177,6 +185,16 @@ void Directory::Reserve(const std::string& name, std::size_t bytes) const {
 void Directory::Rename(const std::string& from, const std::string& to) const {
   if (renameat(fd_.get(), from.c_str(), fd_.get(), to.c_str()) != 0) {
     throw SystemError(PathOf(to), "cannot be made", errno);
+  }
+}
+
+void Directory::RequireOwn() const {
+  struct stat info {};
+  constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+  if (fstat(fd_.get(), &info) != 0) throw SystemError(path_, "cannot be looked at", errno);
+  const bool own = info.st_uid == geteuid() || info.st_uid == 0;
+  if (!own || (info.st_mode & kOthersWrite) != 0) {
+    throw SystemError(path_, "is not safe, others may write there", EPERM);
   }
 }
 

@@ -42,6 +42,8 @@ class Directory {
   /// The names in it, sorted, without "." and "..".
   std::vector<std::string> Names() const;
   bool Has(const std::string& name) const;
+  /// Whether there is something of that name that is neither a regular file nor a link.
+  bool HasSpecial(const std::string& name) const;
 
   /// @return a regular file's bytes; absent when it is not there.
   /// @throws SystemError  for what is no regular file, cannot be read, or is longer than `most`.
@@ -66,6 +68,11 @@ class Directory {
 
   /// Gives a file or directory another name; what has that name is replaced if it can be.
   void Rename(const std::string& from, const std::string& to) const;
+  /// @throws SystemError  when the directory is another user's, or others may write to it: they
+  /// could
+  ///   replace what is in it at any moment.
+  void RequireOwn() const;
+
   /// @return how long ago something was last changed, in seconds; 0 when it is not there.
   long Age(const std::string& name) const;
 

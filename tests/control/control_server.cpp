@@ -1,6 +1,7 @@
 #include "tests/control/control_server.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <pty.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -11,7 +12,6 @@
 #include <filesystem>
 #include <fstream>
 #include <ostream>
-#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -210,8 +210,8 @@ void ControlServer::ExpectResult(const Said& said, const Expected& expected) {
   }
   EXPECT_EQ(FieldsOf(result), WordsOf(expected));
   if (expected.run) {
-    const std::regex id("[0-9]{8}-[0-9]{6}-[0-9a-f]{8}");
-    EXPECT_TRUE(std::regex_match(result["run"].get<std::string>(), id));
+    EXPECT_THAT(result["run"].get<std::string>(),
+                testing::MatchesRegex("[0-9]{8}-[0-9]{6}-[0-9a-f]{8}"));
   }
   for (const char* const file : {"log", "backup"}) {
     if (!result[file].is_string()) continue;

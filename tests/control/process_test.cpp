@@ -302,7 +302,11 @@ TEST_F(Processes, ARunWhoseLeaderIsKilledIsSeenByStatusAndThenFinished) {
   KillLeader(update);
   const std::string run = LastRun();
   const Said during = Ctl({"status"});
-  ExpectResult(during, {.version_before = "01.02", .version_after = "01.02", .run = true});
+  ExpectResult(during, {.changed = nullptr,
+                        .in_service = "unknown",
+                        .version_before = "01.02",
+                        .version_after = "01.02",
+                        .run = true});
   EXPECT_EQ(during.result["run"], run);
   EXPECT_GE(during.result["percent"], 10);
   LetGo(tool);

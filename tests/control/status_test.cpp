@@ -76,6 +76,13 @@ TEST_F(Status, TellsDriftWhenSomebodyElseHasProgrammed) {
   EXPECT_EQ(Ctl({"status"}).result["drift"], false);
 }
 
+TEST_F(Status, TakesAComparisonForNoRunThatHasProgrammed) {
+  CreateBmc({"--records", "0"});
+  Write("new.cfg", "CONFIGURATION \"Board\"\nSDRNAME new.sdr COMPARE LAST\n");
+  EXPECT_EQ(Ctl({"update", "new.cfg"}).outcome.exit_status, 1);
+  EXPECT_EQ(Ctl({"status"}).result["drift"], nullptr);
+}
+
 TEST_F(Status, TellsTheScriptAndTheMakersDriver) {
   std::vector<SourceRecord> records = SdrSet(2);
   records.push_back(blackbox::ScriptNameRecord("BOARD"));

@@ -121,8 +121,11 @@ void MakePlan(Dice& dice, Scenario* scenario) {
   // Where the BMC tells lies of its records there is no truth to hold the command to.
   const bool truth = writes ? dice.Chance(50) : dice.Chance(85);
   scenario->lies = !writes && !truth;
-  scenario->plan = writes ? dice.Pick(kWritingRequests) : dice.Pick(kReadingRequests);
-  scenario->plan += Times(dice) + ": " + MakeAction(dice, truth);
+  const std::string request = writes ? dice.Pick(kWritingRequests) : dice.Pick(kReadingRequests);
+  const std::string times = Times(dice);
+  // A BMC that says without end that it erases is waited for without end.
+  const bool endless = request == "oem-clear" && !truth;
+  scenario->plan = request + (endless ? "@1" : times) + ": " + MakeAction(dice, truth);
   scenario->plan_in = dice.Chance(50) ? 0 : 1 + static_cast<int>(dice.Roll(5));
 }
 

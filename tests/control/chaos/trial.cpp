@@ -87,11 +87,14 @@ class Trial {
   void JudgeState();
   void JudgeUse();
   void Violated(const std::string& what) { verdict_.violations.push_back(what); }
+  /// A tool that dies together with its leader, between taking the lock and its first line, leaves
+  /// nothing that tells whose the lock is.
+  bool LeavesNoTrace() const { return scenario_.strike == Strike::kKillBoth && !scenario_.at_stop; }
   /// Whether nothing was in the way of a second try at reading.
   bool IsKnowable() const {
     const bool confined = scenario_.plan.empty() || scenario_.plan_in != 0;
     return confined && scenario_.failing.empty() && scenario_.disk_kib == 0 &&
-           !scenario_.strangers_lock && !replaced_;
+           !scenario_.strangers_lock && !replaced_ && !LeavesNoTrace();
   }
   bool MayBe(const Set& set) const { return served_ == set || (replaced_ && kept_ == set); }
 
@@ -511,12 +514,8 @@ void Trial::JudgeUse() {
   const std::string run = LastRun();
   if (!run.empty()) Ctl({"wait", run}, false);
   Ctl({"status"}, false);
-  // A tool that dies together with its leader, between taking the lock and its first line, leaves
-  // nothing that tells whose the lock is.
   Words words{"backup", "last.bak"};
-  if (scenario_.strike == Strike::kKillBoth && !scenario_.at_stop && !scenario_.strangers_lock) {
-    words.emplace_back("--break-lock");
-  }
+  if (LeavesNoTrace() && !scenario_.strangers_lock) words.emplace_back("--break-lock");
   const Ended backup = Ctl(words, false);
   const int expected = tarvek_test::LockExists() ? 5 : ServedBy(Path("bmc")).empty() ? 2 : 0;
   if (backup.status != expected) Violated("the next command does not work");
