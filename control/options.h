@@ -41,10 +41,10 @@ struct Options {
   bool detach = false;
   bool overwrite = false;
   bool as_restore = false;  // of plan
-  std::size_t keep = 100;  // runs
-  std::string format;      // of status
-  std::string output;      // of status
-  int lead = -1;           // of resume: a descriptor that is the run's lead
+  std::size_t keep = 100;   // runs
+  std::string format;       // of status
+  std::string output;       // of status
+  int lead = -1;            // of resume: a descriptor that is the run's lead
 };
 
 /// @return a path as it is from everywhere.

@@ -225,7 +225,7 @@ class SmallDisk : public Files {
  public:
   void SetUp() override {
     Files::SetUp();
-    if (mount("tmpfs", state_directory().c_str(), "tmpfs", 0, "size=4096k,mode=700") != 0) {
+    if (mount("tmpfs", state_directory().c_str(), "tmpfs", 0, "size=4096k,mode=0700") != 0) {
       GTEST_SKIP() << "no mounts here";
     }
   }

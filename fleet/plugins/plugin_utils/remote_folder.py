@@ -1,6 +1,8 @@
 """A folder on the target for the time of a task."""
+import contextlib
 import os
 
+from ansible.errors import AnsibleConnectionFailure
 from ansible.plugins.action import ActionBase
 
 
@@ -17,8 +19,14 @@ class RemoteFolderAction(ActionBase):  # pylint: disable=abstract-method  # what
         self._make_tmp_path()
 
     def remove_folder(self):
-        """Removes it, and what is in it."""
-        self._remove_tmp_path(self.shell.tmpdir)
+        """Removes it, and what is in it.
+
+        A target that cannot be reached any more keeps it. Nothing is raised then: it would hide what became of the
+        task, and Ansible would take a lost connection for a failure.
+        """
+        with contextlib.suppress(AnsibleConnectionFailure):
+            self._remove_tmp_path(self.shell.tmpdir)
+        self.shell.tmpdir = None  # or Ansible would try once more
 
     def place(self, name):
         """The path of a file in it."""

@@ -6,6 +6,7 @@
 #include <utime.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "tests/unit/control/doctor/scratch_directory.h"
 
@@ -71,17 +72,25 @@ TEST_F(Store, FindsNothingByWhatIsNoId) {
   EXPECT_THAT(store_.Ids(), IsEmpty());
 }
 
-TEST_F(Store, DoesNotTakeALinkForARun) {
+TEST_F(Store, DoesNotTakeALinkOrAFileForARun) {
   std::filesystem::create_directory(scratch_.Path("elsewhere"));
   scratch_.MakeLink("a/b/state/runs/link", scratch_.Path("elsewhere"));
-  scratch_.Write("a/b/state/runs/file", "");
   EXPECT_FALSE(store_.Find("link").has_value());
-  EXPECT_FALSE(store_.Find("file").has_value());
+  std::ofstream(scratch_.Path("a/b/state/runs/foo")) << "stray";
+  EXPECT_FALSE(store_.Find("foo").has_value());
   EXPECT_THAT(store_.All(), IsEmpty());
-  EXPECT_THAT(store_.Unfinished(), IsEmpty());
+  store_.Prune(0);
 }
 
-TEST_F(Store, PrunesTheOldestThatHaveEndedButNeverTheNewest) {
+TEST_F(Store, IsRefusedWhereOthersMayWrite) {
+  const std::string place = scratch_.Path("a/b/state");
+  ASSERT_EQ(chmod(place.c_str(), 0777), 0);
+  EXPECT_THROW(RunStore{place}, SystemError);
+  ASSERT_EQ(chmod(place.c_str(), 0700), 0);
+  EXPECT_NO_THROW(RunStore{place});
+}
+
+TEST_F(Store, PrunesTheOldestThatHaveEnded) {
   std::vector<std::string> ids;
   for (int i = 0; i < 5; ++i) ids.push_back(MakeEnded().id());
   Descriptor lead;
@@ -90,7 +99,7 @@ TEST_F(Store, PrunesTheOldestThatHaveEndedButNeverTheNewest) {
   EXPECT_THAT(store_.Ids(), ElementsAre(ids[3], ids[4], open.id()));
   store_.Prune(2);
   EXPECT_EQ(store_.Ids().size(), 3U);
-  store_.Prune(0);
+  store_.Prune(0);  // what ended last may still be asked for
   EXPECT_THAT(store_.Ids(), ElementsAre(ids[4], open.id()));
 }
 
@@ -121,13 +130,14 @@ TEST_F(Store, KeepsRequestsAndResults) {
   result.more["difference_text"] = "x";
   run.Save(result);
   EXPECT_EQ(ResultJson(*run.ReadResult()), ResultJson(result));
-  for (const char* const damaged : {"", "{", "[]", "{\"command\":1}"}) {
-    run.directory().Write("result.json", damaged);
-    const std::optional<Result> read_back = run.ReadResult();
-    ASSERT_TRUE(read_back.has_value());
-    EXPECT_EQ(read_back->in_service, InService::kUnknown);
-    EXPECT_EQ(read_back->status, ExitStatus::kInterrupted);
-    EXPECT_EQ(read_back->run, run.id());
+  for (const char* const bytes : {"", "{", "[]", "{\"command\":1}"}) {
+    run.directory().Write("result.json", bytes);
+    const std::optional<Result> damaged = run.ReadResult();
+    ASSERT_TRUE(damaged.has_value());
+    EXPECT_EQ(damaged->status, ExitStatus::kInterrupted);
+    EXPECT_EQ(damaged->in_service, InService::kUnknown);
+    EXPECT_FALSE(damaged->changed.has_value());
+    EXPECT_EQ(damaged->run, run.id());
   }
 }
 

@@ -1,0 +1,141 @@
+"""Servers that are not what they seem, and records that nobody has programmed."""
+
+import csv
+
+import sdr_sets
+from controller import FAILED, UNREACHABLE
+from fleet import BOARD_A, BOARD_B, INPUTS, NEW
+from page import Page
+from scenario import Scenario
+
+PLAIN_ELEMENTS = {"html", "head", "meta", "title", "style", "body", "h1", "h2", "p", "ul", "li", "b", "i", "div",
+                  "span", "table", "thead", "tbody", "tr", "th", "td", "br"}
+
+
+class OtherKey(Scenario):
+    """A server offers another key than the one that is known of it."""
+
+    number = 6
+    names = ("node01", "node02", "node03")
+    waves = (1, 2)
+
+    def test_in_the_last_wave_it_alone_is_left_as_it_is(self):
+        """It is not even asked, and named at the end; the others are updated."""
+        stranger = self.fleet["node03"]
+        stranger.offer_key(self.fleet.stranger)
+        before = self.fleet.files(("node03",))
+        play = self.play("rollout", status=UNREACHABLE, sdr_rollout_waves=self.waves)
+        self.assertEqual(play.unreachable(), ["node03"])
+        self.assertIn("not reached: 1 (node03)", play.output())
+        self.fleet.now_due("node01", "node02")
+        self.expect_due()
+        self.expect_never_asked(before)
+        self.play("report")
+        self.assertEqual(self.fleet.ledger.report()["summary"]["unreachable"], ["node03"])
+        self.expect_never_asked(before)
+
+    def test_as_the_canary_it_holds_all_others(self):
+        """Nothing was shown to work, so nobody is updated."""
+        self.fleet["node01"].offer_key(self.fleet.stranger)
+        before = self.fleet.files(self.names)
+        self.play("rollout", status=UNREACHABLE, sdr_rollout_waves=self.waves)
+        self.expect_never_asked(before)
+
+
+class HostileText(Scenario):
+    """What BMCs say is text in the report, whatever it is."""
+
+    number = 6
+    names = ("node01", "node02", "node03")
+    marked_up = ("<s a>", '"><script>alert(document.cookie)</script><img src=x:')
+    formula = ("=1+1!", "=HYPERLINK(1)")
+
+    def test_it_stays_text(self):
+        """In each form of the report; and a rollout is not led astray."""
+        self.serve("node02", BOARD_B, *self.marked_up)
+        self.serve("node03", BOARD_A, *self.formula)
+        before = self.fleet.memories()
+        self.play("report")
+        self.expect_untouched(before)
+        self.expect_as_json()
+        self.expect_as_csv()
+        self.expect_as_html()
+        self.play("plan")
+        self.expect_untouched(before)
+
+    def serve(self, name, board, version, script):
+        """Has a BMC say such things."""
+        server = self.fleet[name]
+        server.due = sdr_sets.hex_lines(sdr_sets.board_set("Board", version, 1, 1, script))
+        server.bmc.create(board, server.due)
+
+    def expect_as_json(self):
+        """As it is."""
+        rows = {row["host"]: row for row in self.fleet.ledger.report()["hosts"]}
+        for name, (version, script) in (("node02", self.marked_up), ("node03", self.formula)):
+            self.assertEqual((rows[name]["version"], rows[name]["script"]), (version, script))
+
+    def expect_as_csv(self):
+        """As it is, but no formula."""
+        with (self.fleet.ledger.folder / "report.csv").open(encoding="utf-8", newline="") as stream:
+            rows = {row["host"]: row for row in csv.DictReader(stream)}
+        self.assertEqual((rows["node02"]["version"], rows["node02"]["script"]), self.marked_up)
+        self.assertEqual((rows["node03"]["version"], rows["node03"]["script"]),
+                         tuple("'" + text for text in self.formula))
+
+    def expect_as_html(self):
+        """A cell's text; no element and no attribute comes of it."""
+        page = Page((self.fleet.ledger.folder / "report.html").read_text(encoding="utf-8"))
+        self.assertLessEqual(page.elements, PLAIN_ELEMENTS)
+        self.assertEqual([name for _, name in page.attributes if name.startswith("on") or name in ("src", "href")], [])
+        cells = {row[0]: row[3] for row in page.rows(6)}
+        self.assertEqual((cells["node02"], cells["node03"]), (self.marked_up[0], self.formula[0]))
+        self.assertIn(self.marked_up[0], [row[1] for row in page.rows(4)])
+
+
+class Drift(Scenario):
+    """A server has the version that is wanted, and other bytes."""
+
+    number = 6
+    names = ("node01", "node02", "node03")
+    waves = (1, 1, "100%")
+    drifted = "node02"
+
+    def drift(self):
+        """Has it so."""
+        server = self.fleet[self.drifted]
+        server.due = sdr_sets.hex_lines(sdr_sets.board_set("Board B", NEW, 1, 1))
+        server.bmc.create(BOARD_B, server.due)
+        return self.fleet.memories((self.drifted,))
+
+    def test_by_default_it_fails_and_with_force_it_is_programmed(self):
+        """Nothing is touched until that is said."""
+        before = self.drift()
+        third = self.fleet.files(("node03",))
+        self.play("rollout", status=FAILED, sdr_rollout_waves=self.waves)
+        self.expect_untouched(before, before)
+        self.expect_never_asked(third)
+        self.assertEqual(self.fleet.ledger.quarantined(), [self.drifted])
+        self.play("rollout", sdr_rollout_waves=self.waves, sdr_rollout_clear=self.drifted, sdr_rollout_on_drift="force")
+        self.fleet.now_due(*self.names)
+        self.expect_programmed(**dict.fromkeys(self.names, 1))
+
+    def test_where_it_is_only_to_be_reported_the_rollout_goes_on(self):
+        """And leaves it as it is."""
+        before = self.drift()
+        self.play("rollout", sdr_rollout_waves=self.waves, sdr_rollout_on_drift="report")
+        self.expect_untouched(before, before)
+        self.fleet.now_due("node01", "node03")
+        self.assertEqual(self.fleet.ledger.outcomes(), {"node01": "done", self.drifted: "drift", "node03": "done"})
+
+    def test_what_was_changed_since_it_was_programmed_is_reported(self):
+        """By the report, of the one server."""
+        self.play("rollout", sdr_rollout_waves=("100%",))
+        self.fleet.now_due(*self.names)
+        self.play("report")
+        self.assertEqual(self.fleet.ledger.report()["summary"]["drift"], [])
+        changed = INPUTS[BOARD_B][:-1]
+        self.fleet[self.drifted].program(sdr_sets.source_file("BOARD.SDR", NEW, changed), BOARD_B)
+        self.fleet[self.drifted].due = sdr_sets.hex_lines(changed)
+        self.play("report")
+        self.assertEqual(self.fleet.ledger.report()["summary"]["drift"], [self.drifted])

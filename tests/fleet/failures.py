@@ -1,0 +1,103 @@
+"""Failures of a BMC, in the first wave and in the second."""
+
+from controller import FAILED
+from fleet import NAMES, TO_BE_UPDATED
+from scenario import Scenario
+
+# The BMC takes every record, and refuses to put them in service.
+REFUSES_THE_END = "F8/10/02: cc D5"
+
+
+class BadCanary(Scenario):
+    """The first server's update fails."""
+
+    number = 2
+    canary = "node01"
+
+    def test_exactly_one_machine_is_touched_and_serves_its_old_records(self):
+        """No other one hears of the rollout."""
+        self.fleet[self.canary].break_bmc(REFUSES_THE_END)
+        others = self.fleet.files(set(NAMES) - {self.canary})
+        play = self.play("rollout", status=FAILED)
+        self.expect_due()
+        self.expect_never_asked(others)
+        self.expect_programmed(**{self.canary: 1})
+        self.assertEqual(play.changed(), [])
+        self.expect_failure_told(play)
+
+    def expect_failure_told(self, play):
+        """What happened, what state the server is in, and what to do."""
+        self.assertEqual(self.fleet.ledger.quarantined(), [self.canary])
+        self.assertEqual(self.fleet.ledger.outcomes(), {self.canary: "failed"})
+        outcome = self.fleet.ledger.outcome(self.canary)
+        self.assertEqual((outcome["status"], outcome["in_service"]), (1, "previous"))
+        for sentence in ("what", "state", "remedy"):
+            self.assertTrue(outcome["message"][sentence])
+            self.assertIn(outcome["message"][sentence], play.output())
+        backup, = self.fleet.ledger.backups(self.canary)
+        self.assertGreater(backup.stat().st_size, 0)
+
+
+class LeftOut(Scenario):
+    """A server that has failed is left out until it is cleared by name."""
+
+    number = 2
+    names = ("node01", "node02", "node03")
+    canary = "node01"
+
+    def test_it_is_left_out_until_it_is_cleared_by_name(self):
+        """And the others go on without it."""
+        canary = self.fleet[self.canary]
+        canary.break_bmc(REFUSES_THE_END)
+        self.play("rollout", status=FAILED)
+        self.play("rollout", status=FAILED, sdr_rollout_clear="node02")  # it is not the one
+        requests = canary.bmc.requests()
+        self.play("rollout")
+        self.fleet.now_due("node02", "node03")
+        self.expect_due()
+        self.assertEqual(canary.bmc.requests(), requests)
+        self.assertEqual(self.fleet.ledger.quarantined(), [self.canary])
+        canary.mend_bmc()
+        self.play("rollout", sdr_rollout_clear=self.canary)
+        self.fleet.now_due(self.canary)
+        self.assertEqual(self.fleet.ledger.quarantined(), [])
+        self.expect_programmed(node01=2, node02=1, node03=1)
+
+
+class SecondWave(Scenario):
+    """A server of the second wave fails."""
+
+    number = 3
+    waves = (1, 4, "100%")
+    broken = "node03"
+    second = ("node02", "node03", "node04", "node05")
+    third = NAMES[5:]
+
+    def test_the_third_is_untouched_and_mended_and_cleared_all_is_done(self):
+        """The rollout stops before the third wave, and a further run finishes it."""
+        self.fleet[self.broken].break_bmc(REFUSES_THE_END)
+        third = self.fleet.files(self.third)
+        self.play("rollout", status=FAILED, sdr_rollout_waves=self.waves)
+        done = self.expect_second_wave()
+        self.fleet.now_due("node01", *done)
+        self.expect_due()
+        self.expect_never_asked(third)
+        self.expect_programmed(**dict.fromkeys(["node01", self.broken, *done], 1))
+        self.assertEqual(self.fleet.ledger.quarantined(), [self.broken])
+
+        self.fleet[self.broken].mend_bmc()
+        self.play("rollout", sdr_rollout_waves=self.waves, sdr_rollout_clear=self.broken)
+        self.fleet.now_due(*TO_BE_UPDATED)
+        self.expect_due()
+        self.expect_programmed(**dict(dict.fromkeys(TO_BE_UPDATED, 1), **{self.broken: 2}))
+        self.assertEqual(self.fleet.ledger.quarantined(), [])
+        self.assertEqual(self.fleet.ledger.open(), [])
+
+    def expect_second_wave(self):
+        """The others of the wave are updated, or were not begun. Returns those that are updated."""
+        outcomes = self.fleet.ledger.outcomes()
+        self.assertEqual(sorted(outcomes), ["node01", *self.second])
+        others = [name for name in self.second if name != self.broken]
+        self.assertLessEqual({outcomes[name] for name in others}, {"done", "held"})
+        self.assertEqual((outcomes["node01"], outcomes[self.broken]), ("done", "failed"))
+        return [name for name in others if outcomes[name] == "done"]
