@@ -273,6 +273,7 @@ Result RunBackup(const Session& session, const Options& options) {
     Refuse(session, ExitStatus::kBadInput, Escaped(options.input) + " is no regular file.",
            "Name a new file.");
   }
+  // cppcheck-suppress unreadVariable; it is held while it lives
   const BmcLock lock = LockForReading(session);
   SettleRuns(session, "");
   SweepWhenFree(session);

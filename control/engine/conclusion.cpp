@@ -10,6 +10,7 @@ namespace tarvek::control {
 namespace {
 
 constexpr int kVerifyTries = 3;
+constexpr const char* kDoesNotMatch = "SDR032";  // what was compared differs
 
 InService WhatIsServed(const Plan& plan, const End& end) {
   if (!end.after) return InService::kUnknown;
@@ -101,7 +102,6 @@ std::string WhatToDo(const Session& session, const Result& result, const End& en
 
 /// A script that only compares: the tool's own word is the one that counts.
 void ConcludeComparison(const End& end, Result* result) {
-  constexpr const char* kDoesNotMatch = "SDR032";
   if (end.code == "Complete") {
     result->status = ExitStatus::kNothing;
     result->outcome = Outcome::kNothing;

@@ -337,7 +337,8 @@ std::optional<Run> RunWithoutLock(const RunStore& store, const std::string& mine
     try {
       // Those that are led wait for the lock themselves.
       if (IsHandedOver(run) || (run.TakeLead() && Child::FindIn(run.Work()))) {
-        return std::move(run);
+        std::optional<Run> found(std::move(run));
+        return found;
       }
     } catch (const SystemError&) {
       continue;  // it is being made, or removed

@@ -93,10 +93,12 @@ std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFai
     // A reading may be ended at any time; one that was told to end, soon.
     const Clock::time_point now = Clock::now();
     if (interrupted) end_by = std::min(end_by, now);
-    if (now >= end_by && !told) child.Signal(SIGTERM);
-    if (now >= end_by && !told) kill_by = now + kEndSoon;
-    told = told || now >= end_by;
-    if (told && now >= kill_by) child.Signal(SIGKILL);
+    if (now >= end_by && !told) {
+      child.Signal(SIGTERM);
+      kill_by = now + kEndSoon;
+      told = true;
+    }
+    if (now >= kill_by) child.Signal(SIGKILL);
   });
   // A killed reader leaves the lock.
   if (end.signal != 0) {

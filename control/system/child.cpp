@@ -156,9 +156,9 @@ Child Child::Start(const std::string& program, const std::vector<std::string>& a
   plan.In(directory.fd());
   plan.Output(output);
   plan.KeepOnly(lock.get(), kLockNumber);
-  const pid_t pid = plan.Start(program, arguments, entries.data());
+  const pid_t started = plan.Start(program, arguments, entries.data());
   place.Close();
-  return {pid, MustOpenPidfd(pid), true};
+  return {started, MustOpenPidfd(started), true};
 }
 
 std::optional<Child> Child::FindIn(const Directory& directory) {
@@ -169,14 +169,14 @@ std::optional<Child> Child::FindIn(const Directory& directory) {
   std::optional<Child> found;
   while (const dirent* const entry = readdir(processes)) {
     const std::string name = static_cast<const char*>(entry->d_name);
-    pid_t pid = 0;
+    pid_t number = 0;
     const char* const end = name.data() + name.size();
-    if (std::from_chars(name.data(), end, pid).ptr != end) continue;
+    if (std::from_chars(name.data(), end, number).ptr != end) continue;
     if (!WorksIn(name, place) || !HoldsLock(name, place)) continue;
-    Descriptor pidfd = OpenPidfd(pid);
+    Descriptor process = OpenPidfd(number);
     // The number may be another process's by now.
-    if (!pidfd || !WorksIn(name, place)) continue;
-    found = Child(pid, std::move(pidfd), false);
+    if (!process || !WorksIn(name, place)) continue;
+    found = Child(number, std::move(process), false);
     break;
   }
   closedir(processes);

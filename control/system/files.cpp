@@ -29,9 +29,9 @@ std::string Absolute(const std::string& path) {
 }
 
 /// @return 0, or the error that ended the writing.
-int WriteAll(int fd, std::string_view bytes) {
+int WriteAll(int opened, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t count = write(fd, bytes.data(), bytes.size());
+    const ssize_t count = write(opened, bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return errno;
     bytes.remove_prefix(static_cast<std::size_t>(count));
@@ -45,9 +45,9 @@ SystemError::SystemError(const std::string& path, const std::string& what, int n
     : std::runtime_error(path + ": " + what + ": " + std::strerror(number)), error(number) {}
 
 Directory Directory::Open(const std::string& path) {
-  Descriptor fd(open(path.c_str(), kDirectoryFlags));
-  if (!fd) throw SystemError(path, "cannot be entered", errno);
-  return {std::move(fd), Absolute(path)};
+  Descriptor opened(open(path.c_str(), kDirectoryFlags));
+  if (!opened) throw SystemError(path, "cannot be entered", errno);
+  return {std::move(opened), Absolute(path)};
 }
 
 Directory Directory::OpenOrMake(const std::string& path, unsigned mode) {
@@ -64,9 +64,9 @@ Directory Directory::OpenOrMake(const std::string& path, unsigned mode) {
 }
 
 Directory Directory::Sub(const std::string& name) const {
-  Descriptor fd(openat(fd_.get(), name.c_str(), kDirectoryFlags | O_NOFOLLOW));
-  if (!fd) throw SystemError(PathOf(name), "cannot be entered", errno);
-  return {std::move(fd), PathOf(name)};
+  Descriptor opened(openat(fd_.get(), name.c_str(), kDirectoryFlags | O_NOFOLLOW));
+  if (!opened) throw SystemError(PathOf(name), "cannot be entered", errno);
+  return {std::move(opened), PathOf(name)};
 }
 
 Directory Directory::MakeSub(const std::string& name, unsigned mode) const {
@@ -119,12 +119,12 @@ std::optional<std::string> Directory::Read(const std::string& name, std::size_t 
 std::string Directory::WriteTemporary(std::string_view bytes, unsigned mode, bool durable) const {
   constexpr std::size_t kDigits = 16;
   std::string name = ".new-" + RandomDigits(kDigits);
-  Descriptor fd(
+  Descriptor opened(
       openat(fd_.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-  int error = fd ? WriteAll(fd.get(), bytes) : errno;
-  if (error == 0 && durable && fsync(fd.get()) != 0) error = errno;
+  int error = opened ? WriteAll(opened.get(), bytes) : errno;
+  if (error == 0 && durable && fsync(opened.get()) != 0) error = errno;
   if (error == 0) return name;
-  if (fd) unlinkat(fd_.get(), name.c_str(), 0);
+  if (opened) unlinkat(fd_.get(), name.c_str(), 0);
   throw SystemError(path_, "cannot be written to", error);
 }
 
@@ -156,17 +156,17 @@ void Directory::WriteNew(const std::string& name, std::string_view bytes) const 
 }
 
 Descriptor Directory::Append(const std::string& name) const {
-  Descriptor fd(openat(fd_.get(), name.c_str(),
-                       O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
-  if (!fd) throw SystemError(PathOf(name), "cannot be written", errno);
-  return fd;
+  Descriptor opened(openat(fd_.get(), name.c_str(),
+                           O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
+  if (!opened) throw SystemError(PathOf(name), "cannot be written", errno);
+  return opened;
 }
 
 Descriptor Directory::TryLock(const std::string& name) const {
-  Descriptor fd(
+  Descriptor opened(
       openat(fd_.get(), name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
-  if (!fd) throw SystemError(PathOf(name), "cannot be made", errno);
-  if (flock(fd.get(), LOCK_EX | LOCK_NB) == 0) return fd;
+  if (!opened) throw SystemError(PathOf(name), "cannot be made", errno);
+  if (flock(opened.get(), LOCK_EX | LOCK_NB) == 0) return opened;
   if (errno != EWOULDBLOCK && errno != EINTR) {
     throw SystemError(PathOf(name), "cannot be locked", errno);
   }
@@ -174,9 +174,9 @@ Descriptor Directory::TryLock(const std::string& name) const {
 }
 
 void Directory::Reserve(const std::string& name, std::size_t bytes) const {
-  const Descriptor fd(
+  const Descriptor opened(
       openat(fd_.get(), name.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
-  const int error = fd ? posix_fallocate(fd.get(), 0, static_cast<off_t>(bytes)) : errno;
+  const int error = opened ? posix_fallocate(opened.get(), 0, static_cast<off_t>(bytes)) : errno;
   if (error == 0) return;
   Remove(name);
   throw SystemError(PathOf(name), "cannot be written", error);
