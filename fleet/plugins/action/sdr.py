@@ -1,16 +1,17 @@
-"""Brings the files of a task to the target, and has the module sdr run there."""
+"""Has the module sdr run on the target, with the files of the task in its arguments."""
+import base64
 import os
 
 from ansible.errors import AnsibleActionFail, AnsibleError
 from ansible.module_utils.common.text.converters import to_native
 from ansible.module_utils.parsing.convert_bool import boolean
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
-from ansible_collections.tarvek.sdr.plugins.plugin_utils.remote_folder import RemoteFolderAction
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.target_action import TargetAction
 
 DEFAULT_BOARDS = 'mchk_fil'
 
 
-class ActionModule(RemoteFolderAction):
+class ActionModule(TargetAction):
     """The action."""
 
     TRANSFERS_FILES = True
@@ -43,20 +44,16 @@ class ActionModule(RemoteFolderAction):
         return result
 
     def _run_module(self, args, task_vars):
-        if boolean(args.pop('remote_src', False), strict=False):
-            return self._execute_module('tarvek.sdr.sdr', module_args=dict(args, remote_src=True),
-                                        task_vars=task_vars)
-        try:
-            self.make_folder()
-            result = self._execute_module('tarvek.sdr.sdr', module_args=self._transfer(args),
-                                          task_vars=task_vars)
-            # What is told of the copies is meant of the files that people know.
-            return without_folder(result, self.place(''))
-        finally:
-            self.remove_folder()
+        remote = boolean(args.pop('remote_src', False), strict=False)
+        return self._execute_module(
+            'tarvek.sdr.sdr', module_args=dict(args, remote_src=True) if remote else self._with_contents(args),
+            task_vars=task_vars)
 
-    def _transfer(self, args):
-        """Copies the files to the target. Returns the arguments with their places there."""
+    def _with_contents(self, args):
+        """The arguments with the files' plain names, and with what is in them.
+
+        So one connection does; files that are copied would take several each.
+        """
         if not args.get('src'):
             raise AnsibleActionFail('src is missing')
         try:
@@ -67,24 +64,21 @@ class ActionModule(RemoteFolderAction):
             elif args.get('state') != 'restored' and os.path.exists(beside):
                 boards = beside
             files = [src] + [self._find(name) for name in book.listed(args.get('files'))]
-        except AnsibleError as error:
+            files += [boards] if boards else []
+            contents = dict((os.path.basename(path), self._content(path)) for path in files)
+        except (AnsibleError, OSError) as error:
             raise AnsibleActionFail(to_native(error)) from error
-        there = self.put(files + ([boards] if boards else []))
-        changed = dict(args, src=there[src], remote_src=True, files=[])
+        changed = dict(args, src=os.path.basename(src), files=[], contents=contents)
         if boards:
-            changed['boards'] = there[boards]
+            changed['boards'] = os.path.basename(boards)
         return changed
+
+    @staticmethod
+    def _content(path):
+        with open(path, 'rb') as stream:
+            return base64.b64encode(stream.read()).decode('ascii')
 
     def _find(self, name):
         """A file of the controller: as it is named, or where plays have their files."""
         path = os.path.abspath(os.path.expanduser(name))
         return path if os.path.isfile(path) else self._find_needle('files', name)
-
-
-def without_folder(value, folder):
-    """A value with a folder's path taken out of every text in it."""
-    if isinstance(value, dict):
-        return dict((key, without_folder(item, folder)) for key, item in value.items())
-    if isinstance(value, list):
-        return [without_folder(item, folder) for item in value]
-    return value.replace(folder, '') if isinstance(value, str) else value

@@ -17,8 +17,8 @@ options:
   src:
     description:
       - The SDR source file, configuration script or image; with I(state=restored) the backup.
-      - A path on the controller, as for M(ansible.builtin.copy), unless I(remote_src=true). It is copied to the
-        target for the time of the task.
+      - A path on the controller, as for M(ansible.builtin.copy), unless I(remote_src=true). It is on the target for
+        the time of the task alone, in a directory of the user who runs it.
     type: path
     required: true
   boards:
@@ -58,6 +58,11 @@ options:
         and the update does not begin (I(held)) when another host of the rollout has failed.
       - The role C(tarvek.sdr.sdr_rollout) sets it.
     type: path
+  contents:
+    description:
+      - The controller's files by their plain names, in Base64. The controller sets it; they come with the task
+        itself, which saves a connection for each of them.
+    type: dict
   executable:
     description: The C(tarvekctl) of the target.
     type: path
@@ -175,8 +180,11 @@ held:
   type: str
 '''
 
+import base64
 import hashlib
 import os
+import shutil
+import tempfile
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible.module_utils.common.text.converters import to_native
@@ -193,6 +201,7 @@ ARGUMENTS = dict(
     force=dict(type='bool', default=False),
     state=dict(type='str', choices=['programmed', 'restored'], default='programmed'),
     ledger=dict(type='path'),
+    contents=dict(type='dict', no_log=True),  # neither secret nor to be read by people
 )
 
 
@@ -244,18 +253,37 @@ def carry_out(tarvekctl, params):
     return result
 
 
-def main():
-    """The module."""
-    module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
-    params = module.params
-    for name in ('src', 'boards'):  # whole paths, which are no options
-        params[name] = params[name] and os.path.abspath(params[name])
+def unpack(contents, folder):
+    """Writes the files that came with the task into a folder. Returns their paths by their names."""
+    places = {}
+    for name, content in contents.items():
+        places[name] = os.path.join(folder, os.path.basename(name))
+        with open(places[name], 'wb') as stream:
+            stream.write(base64.b64decode(content))
+    return places
+
+
+def without_folder(value, folder):
+    """A value with a folder's path taken out of every text in it: what is told of copies is meant of the files."""
+    if isinstance(value, dict):
+        return dict((key, without_folder(item, folder)) for key, item in value.items())
+    if isinstance(value, list):
+        return [without_folder(item, folder) for item in value]
+    return value.replace(os.path.join(folder, ''), '') if isinstance(value, type(folder)) else value
+
+
+def refusal(complaint, remedy):
+    """The answer when nothing was begun."""
+    return dict(failed=True, msg='%s. Nothing was changed.' % complaint, status=None, outcome='refused',
+                in_service='previous',
+                message=dict(what=complaint + '.', state='Nothing was changed.', remedy=remedy))
+
+
+def do_task(module, params):
+    """Does what the task asks for. Returns the answer."""
     complaints = wrong_sums(os.path.dirname(params['src']), params['sha256'])
     if complaints:
-        module.fail_json(msg='%s. Nothing was changed.' % to_native('; '.join(complaints)),
-                         status=None, outcome='refused', in_service='previous',
-                         message=dict(what='; '.join(complaints) + '.', state='Nothing was changed.',
-                                      remedy='Get the right files, or correct their checksums.'))
+        return refusal(to_native('; '.join(complaints)), 'Get the right files, or correct their checksums.')
     tarvekctl = Tarvekctl(module)
     if module.check_mode:
         result = plan(tarvekctl, params)
@@ -266,7 +294,39 @@ def main():
     answer = translate(result, changed)
     if module._diff and result.get('difference_text'):  # pylint: disable=protected-access
         answer['diff'] = dict(prepared=result['difference_text'])
-    if answer.get('failed'):
+    return answer
+
+
+def do_task_with_copies(module, params):
+    """The same with files that came with the task, and go with it."""
+    folder = None
+    try:
+        folder = tempfile.mkdtemp(prefix='sdr-', dir=module.tmpdir)
+        places = unpack(params['contents'], folder)
+    except (IOError, OSError) as error:
+        answer = refusal('%s cannot be written: %s' % (folder or 'A temporary directory', to_native(error.strerror)),
+                         'Make room there.')
+    else:
+        for name in ('src', 'boards'):
+            params[name] = params[name] and places[params[name]]
+        answer = without_folder(do_task(module, params), folder)
+    finally:
+        if folder:
+            shutil.rmtree(folder, ignore_errors=True)
+    return answer
+
+
+def main():
+    """The module."""
+    module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
+    params = module.params
+    if params['contents'] is not None:
+        answer = do_task_with_copies(module, params)
+    else:
+        for name in ('src', 'boards'):  # whole paths, which are no options
+            params[name] = params[name] and os.path.abspath(params[name])
+        answer = do_task(module, params)
+    if answer.pop('failed', False):
         module.fail_json(**answer)
     module.exit_json(**answer)
 

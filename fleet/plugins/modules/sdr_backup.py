@@ -26,6 +26,12 @@ options:
     description: Whether an existing I(dest) or I(fetch) is replaced.
     type: bool
     default: false
+  return_content:
+    description:
+      - Whether the backup itself is returned, as C(content) in Base64. The controller sets it for I(fetch), and takes
+        it out of the result.
+    type: bool
+    default: false
   executable:
     description: The C(tarvekctl) of the target.
     type: path
@@ -95,7 +101,11 @@ sha256:
   type: str
 '''
 
+import base64
 import hashlib
+import os
+import shutil
+import tempfile
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import (
@@ -106,25 +116,45 @@ ARGUMENTS = dict(
     dest=dict(type='path'),
     fetch=dict(type='path'),
     overwrite=dict(type='bool', default=False),
+    return_content=dict(type='bool', default=False),
 )
+
+
+def save(module, dest):
+    """Saves to a file. Returns the answer."""
+    params = module.params
+    options = ['--overwrite'] if params['overwrite'] else []
+    result = Tarvekctl(module).run('backup', dest, *options)
+    answer = translate(result, False)
+    if not answer.get('failed') and result['status'] == DONE:
+        with open(dest, 'rb') as stream:
+            data = stream.read()
+        answer['sha256'] = hashlib.sha256(data).hexdigest()
+        if params['return_content']:
+            answer['content'] = base64.b64encode(data).decode('ascii')
+    return answer
+
+
+def save_for_the_controller(module):
+    """Saves to a file that goes with the task."""
+    folder = tempfile.mkdtemp(prefix='sdr-', dir=module.tmpdir)
+    try:
+        return dict(save(module, os.path.join(folder, 'fetched.BAK')), backup=None)
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
 
 
 def main():
     """The module."""
     module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
     params = module.params
-    if not params['dest']:
-        module.fail_json(msg='dest is missing')  # with fetch alone the controller names one
     if module.check_mode:
         module.exit_json(changed=False, backup=None, msg='Nothing is saved in check mode.')
-    options = ['--overwrite'] if params['overwrite'] else []
-    result = Tarvekctl(module).run('backup', params['dest'], *options)
-    answer = translate(result, False)
-    if answer.get('failed'):
+    if not params['dest'] and not params['return_content']:
+        module.fail_json(msg='dest is missing')
+    answer = save(module, os.path.abspath(params['dest'])) if params['dest'] else save_for_the_controller(module)
+    if answer.pop('failed', False):
         module.fail_json(**answer)
-    if result['status'] == DONE:
-        with open(params['dest'], 'rb') as stream:
-            answer['sha256'] = hashlib.sha256(stream.read()).hexdigest()
     module.exit_json(**answer)
 
 

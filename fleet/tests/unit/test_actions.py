@@ -5,24 +5,18 @@ import os
 from unittest import mock
 
 import pytest
-from ansible.errors import AnsibleActionFail
-from ansible_collections.tarvek.sdr.plugins.action import sdr, sdr_backup, sdr_ledger, sdr_report
+from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure, AnsibleError
+from ansible_collections.tarvek.sdr.plugins.action import sdr, sdr_backup, sdr_info, sdr_ledger, sdr_report
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
 from conftest import result
-
-TEMPORARY = '/remote/tmp'
 
 
 def action_of(plugin, args, check=False):
     """An action whose target records what reaches it."""
     task = mock.MagicMock(args=args, check_mode=check, async_val=0, environment=None)
-    connection = mock.MagicMock()
-    shell = getattr(connection, '_shell')
-    shell.tmpdir, shell.join_path = TEMPORARY, os.path.join
-    action = plugin.ActionModule(task, connection, mock.MagicMock(), mock.MagicMock(), None, None)
-    for name in ('_make_tmp_path', '_remove_tmp_path', '_fixup_perms2', '_execute_module', '_transfer_file'):
+    action = plugin.ActionModule(task, mock.MagicMock(), mock.MagicMock(), mock.MagicMock(), None, None)
+    for name in ('_remove_tmp_path', '_execute_module'):
         setattr(action, name, mock.MagicMock())
-    getattr(action, '_transfer_file').side_effect = lambda here, there: there
     return action
 
 
@@ -31,14 +25,9 @@ def target_of(action):
     return vars(action)['_execute_module']
 
 
-def transferred(action):
-    """The files that were copied."""
-    return [call.args for call in getattr(action, '_transfer_file').call_args_list]
-
-
-def has_cleaned_up(action):
-    """Whether the folder on the target was removed."""
-    return getattr(action, '_remove_tmp_path').call_args_list == [mock.call(TEMPORARY)]
+def arguments_of(action):
+    """What the module was given."""
+    return target_of(action).call_args.kwargs['module_args']
 
 
 @pytest.fixture(name='files')
@@ -51,52 +40,60 @@ def some_files(tmp_path):
 
 # ---- sdr
 
-def test_the_input_and_the_list_beside_it_are_copied_and_named(files):
+def encoded(*names):
+    """What the files of these names have in them."""
+    return dict((name, base64.b64encode(name.encode()).decode()) for name in names)
+
+
+def test_the_input_and_the_list_beside_it_come_with_the_task(files):
     action = action_of(sdr, dict(src=str(files / 'B.SDR'), force=True))
     target_of(action).return_value = dict(changed=False)
     action.run(task_vars={})
-    assert transferred(action) == [(str(files / name), TEMPORARY + '/' + name) for name in ('B.SDR', 'mchk_fil')]
-    assert target_of(action).call_args.kwargs['module_args'] == dict(
-        src=TEMPORARY + '/B.SDR', boards=TEMPORARY + '/mchk_fil', files=[], force=True, remote_src=True)
-    assert has_cleaned_up(action)
+    assert arguments_of(action) == dict(src='B.SDR', boards='mchk_fil', files=[], force=True,
+                                        contents=encoded('B.SDR', 'mchk_fil'))
 
 
-def test_the_list_that_is_named_and_what_a_script_needs_are_copied(files):
+def test_the_list_that_is_named_and_what_a_script_needs_come_with_it(files):
     action = action_of(sdr, dict(src=str(files / 'B.SDR'), boards=str(files / 'list'), files=[str(files / 'more.SDR')]))
     target_of(action).return_value = dict(changed=False)
     action.run(task_vars={})
-    assert [os.path.basename(here) for here, _ in transferred(action)] == ['B.SDR', 'more.SDR', 'list']
+    assert arguments_of(action)['boards'] == 'list'
+    assert arguments_of(action)['contents'] == encoded('B.SDR', 'more.SDR', 'list')
 
 
 def test_a_restore_takes_no_list_that_nobody_named(files):
     action = action_of(sdr, dict(src=str(files / 'B.SDR'), state='restored'))
     target_of(action).return_value = dict(changed=False)
     action.run(task_vars={})
-    assert 'boards' not in target_of(action).call_args.kwargs['module_args']
+    assert 'boards' not in arguments_of(action)
+    assert arguments_of(action)['contents'] == encoded('B.SDR')
 
 
 def test_files_of_the_target_are_left_where_they_are():
     action = action_of(sdr, dict(src='/there/B.SDR', remote_src=True))
     target_of(action).return_value = dict(changed=False)
     action.run(task_vars={})
-    assert not transferred(action)
-    assert target_of(action).call_args.kwargs['module_args'] == dict(src='/there/B.SDR', remote_src=True)
+    assert arguments_of(action) == dict(src='/there/B.SDR', remote_src=True)
 
 
-def test_what_is_told_of_a_copy_is_told_of_the_file(files):
-    action = action_of(sdr, dict(src=str(files / 'B.SDR')))
-    there = TEMPORARY + '/B.SDR'
-    target_of(action).return_value = dict(msg='In %s, line 1' % there, message=dict(what=there))
-    told = action.run(task_vars={})
-    assert (told['msg'], told['message']['what']) == ('In B.SDR, line 1', 'B.SDR')
-
-
-def test_the_folder_goes_also_when_the_target_is_lost(files):
-    action = action_of(sdr, dict(src=str(files / 'B.SDR')))
-    target_of(action).side_effect = OSError('lost')
-    with pytest.raises(OSError):
+def test_a_missing_file_reaches_no_target():
+    action = action_of(sdr, dict(src='/nonexistent/B.SDR'))
+    setattr(action, '_find_needle', mock.MagicMock(side_effect=AnsibleError('not found')))
+    with pytest.raises(AnsibleActionFail, match='not found'):
         action.run(task_vars={})
-    assert has_cleaned_up(action)
+    assert not target_of(action).called
+
+
+@pytest.mark.parametrize('plugin, args', [(sdr, dict(src='/there/B.SDR', remote_src=True)), (sdr_info, {}),
+                                          (sdr_backup, dict(dest='/there/A.BAK'))])
+def test_a_lost_target_is_lost_also_when_its_temporary_files_cannot_be_removed(plugin, args):
+    action = action_of(plugin, args)
+    target_of(action).side_effect = AnsibleConnectionFailure('lost')
+    getattr(action, '_remove_tmp_path').side_effect = AnsibleConnectionFailure('lost')
+    with pytest.raises(AnsibleConnectionFailure):
+        action.run(task_vars={})
+    action.cleanup()
+    assert getattr(action, '_remove_tmp_path').called
 
 
 @pytest.fixture(name='ledger')
@@ -152,21 +149,23 @@ def backup_of(args, answer, content=b'image', check=False):
     action = action_of(sdr_backup, args, check)
 
     def reach(module_name, module_args, task_vars):
-        del module_args, task_vars
-        return dict(answer) if module_name.endswith('sdr_backup') else dict(content=base64.b64encode(content))
-    target_of(action).side_effect = lambda name=None, module_name=None, **more: reach(name or module_name, **more)
+        del module_name, task_vars
+        if not module_args.get('return_content') or 'sha256' not in answer:
+            return dict(answer)
+        return dict(answer, content=base64.b64encode(content))
+    target_of(action).side_effect = reach
     return action, action.run(task_vars={})
 
 
-SAVED = dict(status=0, backup=TEMPORARY + '/fetched.BAK', sha256=hashlib.sha256(b'image').hexdigest())
+SAVED = dict(status=0, backup=None, sha256=hashlib.sha256(b'image').hexdigest())
 
 
-def test_a_backup_comes_to_the_controller_and_leaves_nothing_there(tmp_path):
+def test_a_backup_comes_to_the_controller_and_not_into_the_result(tmp_path):
     here = tmp_path / 'backups' / 'a' / 'T.BAK'
-    action, told = backup_of(dict(fetch=str(here)), SAVED)
+    _, told = backup_of(dict(fetch=str(here)), SAVED)
     assert here.read_bytes() == b'image'
     assert (told['fetched'], told['backup']) == (str(here), None)
-    assert has_cleaned_up(action)
+    assert 'content' not in told
 
 
 def test_a_backup_with_other_bytes_is_none(tmp_path):

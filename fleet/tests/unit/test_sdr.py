@@ -1,5 +1,8 @@
 """The module sdr."""
+import base64
 import hashlib
+import json
+import os
 
 import pytest
 from ansible_collections.tarvek.sdr.plugins.modules import sdr
@@ -154,3 +157,43 @@ def test_a_wrong_checksum_starts_nothing(run_module, tarvekctl, tmp_path, name, 
     assert answer['message']['what'].startswith(complaint)
     assert answer['in_service'] == 'previous'
     assert not tarvekctl.calls()
+
+
+def packed(**contents):
+    """Files that come with the task."""
+    return dict((name.replace('_', '.'), base64.b64encode(text.encode()).decode()) for name, text in contents.items())
+
+
+def test_files_that_come_with_the_task_lie_side_by_side_and_go_with_it(run_module, tarvekctl, tmp_path):
+    tarvekctl.says('plan', result('plan', 2, message=dict(what='What.', state='State.', remedy='Type PLACE/B.SDR')))
+    answer = run_module(sdr, check=True, src='B.SDR', boards='list', contents=packed(B_SDR='set', list='boards'),
+                        sha256={'B.SDR': hashlib.sha256(b'set').hexdigest()}, _ansible_tmpdir=str(tmp_path))
+    command = tarvekctl.calls()[0]
+    folder = os.path.dirname(command[2])
+    assert command[2:] == [folder + '/B.SDR', '--boards', folder + '/list']
+    assert folder.startswith(str(tmp_path)) and not os.path.exists(folder)
+    assert 'failed' not in answer
+
+
+def test_what_is_told_of_a_copy_is_told_of_the_file(run_module, tarvekctl, tmp_path, monkeypatch):
+    monkeypatch.setattr(sdr.tempfile, 'mkdtemp', lambda prefix, dir: make(dir + '/copies'))
+
+    def make(folder):
+        os.mkdir(folder)
+        return folder
+    there = str(tmp_path / 'copies/B.SDR')
+    tarvekctl.says('plan', result('plan', 2, message=dict(what='In %s, line 1.' % there, state='', remedy=there)))
+    answer = run_module(sdr, check=True, src='B.SDR', contents=packed(B_SDR='set'), _ansible_tmpdir=str(tmp_path))
+    assert answer['message'] == dict(what='In B.SDR, line 1.', state='', remedy='B.SDR')
+    assert str(tmp_path) not in json.dumps(answer)
+
+
+def test_without_room_for_the_files_nothing_is_begun(run_module, tarvekctl, tmp_path, monkeypatch):
+    def full(contents, folder):
+        raise OSError(28, 'No space left on device')
+    monkeypatch.setattr(sdr, 'unpack', full)
+    answer = run_module(sdr, src='B.SDR', contents=packed(B_SDR='set'), _ansible_tmpdir=str(tmp_path))
+    assert (answer['failed'], answer['in_service']) == (True, 'previous')
+    assert 'No space left' in answer['msg']
+    assert not tarvekctl.calls()
+    assert os.listdir(tmp_path) == ['fake']

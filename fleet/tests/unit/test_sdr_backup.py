@@ -1,5 +1,7 @@
 """The module sdr_backup."""
+import base64
 import hashlib
+import os
 
 from ansible_collections.tarvek.sdr.plugins.modules import sdr_backup
 from conftest import result
@@ -37,4 +39,27 @@ def test_a_failure_fails(run_module, tarvekctl):
 def test_check_mode_runs_nothing(run_module, tarvekctl):
     answer = run_module(sdr_backup, check=True, dest='/data/a.BAK')
     assert answer['changed'] is False
+    assert not tarvekctl.calls()
+
+
+def test_a_backup_for_the_controller_is_returned_and_leaves_nothing_there(run_module, tarvekctl, tmp_path, monkeypatch):
+    folder = tmp_path / 'sdr-1'
+
+    def make(prefix, dir):  # pylint: disable=redefined-builtin  # it is called so
+        assert (prefix, dir) == ('sdr-', str(tmp_path))
+        folder.mkdir()
+        (folder / 'fetched.BAK').write_bytes(b'image')
+        return str(folder)
+    monkeypatch.setattr(sdr_backup.tempfile, 'mkdtemp', make)
+    tarvekctl.says('backup', result('backup', backup=str(folder / 'fetched.BAK')))
+    answer = run_module(sdr_backup, return_content=True, _ansible_tmpdir=str(tmp_path))
+    assert tarvekctl.calls() == [['--json', 'backup', str(folder / 'fetched.BAK')]]
+    assert base64.b64decode(answer['content']) == b'image'
+    assert answer['sha256'] == hashlib.sha256(b'image').hexdigest()
+    assert answer['backup'] is None
+    assert os.listdir(tmp_path) == ['fake']
+
+
+def test_a_backup_needs_a_place(run_module, tarvekctl):
+    assert run_module(sdr_backup)['failed'] is True
     assert not tarvekctl.calls()
