@@ -19,11 +19,11 @@ if(TARVEK_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# tarvek_not_counted(): what is added to this directory from here on is not instrumented for gcov,
-# and optimised: it is there to test the product, and takes most of the time.
+# tarvek_not_counted(): what is added to this directory from here on is not instrumented for gcov:
+# it is there to test the product, and takes most of the time.
 function(tarvek_not_counted)
   if(TARVEK_COVERAGE)
-    add_compile_options(-O1 -fno-profile-arcs -fno-test-coverage)
+    add_compile_options(-fno-profile-arcs -fno-test-coverage)
   endif()
 endfunction()
 

@@ -39,23 +39,31 @@ bool MountProcesses() {
          mount("proc", "/proc", "proc", 0, nullptr) == 0;
 }
 
-}  // namespace
-
-int RunApart(const std::function<int()>& work) {
-  const bool left = Leave();
-  if (!left) return work();
+/// What `work` returns in a process of its own, which ends with this one.
+int StatusOfChild(const std::function<int()>& work) {
   std::cout.flush();
-  const pid_t first = fork();
-  if (first == 0) {
+  const pid_t child = fork();
+  if (child == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    is_apart = MountProcesses();
     const int status = work();
     std::cout.flush();
     _exit(status);
   }
   int status = 0;
-  if (first < 0 || waitpid(first, &status, 0) != first) return 1;
+  if (child < 0 || waitpid(child, &status, 0) != child) return 1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}
+
+}  // namespace
+
+int RunApart(const std::function<int()>& work) {
+  return StatusOfChild([&work] {
+    if (!Leave()) return work();
+    return StatusOfChild([&work] {
+      is_apart = MountProcesses();
+      return work();
+    });
+  });
 }
 
 bool IsApart() { return is_apart; }
