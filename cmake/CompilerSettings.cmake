@@ -24,6 +24,7 @@ endif()
 function(tarvek_not_counted)
   if(TARVEK_COVERAGE)
     add_compile_options(-fno-profile-arcs -fno-test-coverage)
+    set(TARVEK_NOT_COUNTED ON PARENT_SCOPE)
   endif()
 endfunction()
 

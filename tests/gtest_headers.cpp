@@ -1,0 +1,1 @@
+// Nothing: the program is there for the headers that are compiled with it, once for all tests.
