@@ -9,18 +9,21 @@ from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.target_action import TargetAction
 
 DEFAULT_BOARDS = 'mchk_fil'
+OF_ENTRY = ('src', 'boards', 'files', 'sha256')
 
 
 class ActionModule(TargetAction):
     """The action."""
 
-    TRANSFERS_FILES = True
+    TRANSFERS_FILES = False
 
     def run(self, tmp=None, task_vars=None):
         """Runs the task."""
         result = super().run(tmp, task_vars)
         del tmp
         args = dict(self._task.args)
+        entry = args.pop('entry', None) or {}
+        args.update((name, entry[name]) for name in OF_ENTRY if name in entry)
         folder = args.pop('ledger', None)
         if folder and not self._task.check_mode:
             return self._run_in_rollout(book.Ledger(folder), args, result, task_vars)

@@ -16,11 +16,11 @@ description:
 options:
   src:
     description:
-      - The SDR source file, configuration script or image; with I(state=restored) the backup.
+      - The SDR source file, configuration script or image; with I(state=restored) the backup. Needed unless I(entry)
+        has it.
       - A path on the controller, as for M(ansible.builtin.copy), unless I(remote_src=true). It is on the target for
         the time of the task alone, in a directory of the user who runs it.
     type: path
-    required: true
   boards:
     description:
       - The list of the boards that I(src) is for. Where it is not given, the file C(mchk_fil) beside I(src).
@@ -39,6 +39,11 @@ options:
         has other bytes, nothing is done.
     type: dict
     default: {}
+  entry:
+    description:
+      - I(src), I(boards), I(files) and I(sha256) in one, as C(sdr_rollout_inputs) has them for a board. What else is in
+        it is passed over.
+    type: dict
   remote_src:
     description: Whether I(src) and I(boards) are on the target already.
     type: bool
@@ -193,7 +198,7 @@ from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import (
 
 ARGUMENTS = dict(
     COMMON_ARGUMENTS,
-    src=dict(type='path', required=True),
+    src=dict(type='path'),
     boards=dict(type='path'),
     files=dict(type='list', elements='path', default=[]),
     sha256=dict(type='dict', default={}),
@@ -201,6 +206,7 @@ ARGUMENTS = dict(
     force=dict(type='bool', default=False),
     state=dict(type='str', choices=['programmed', 'restored'], default='programmed'),
     ledger=dict(type='path'),
+    entry=dict(type='dict'),
     contents=dict(type='dict', no_log=True),  # neither secret nor to be read by people
 )
 
@@ -320,6 +326,8 @@ def main():
     """The module."""
     module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
     params = module.params
+    if not params['src']:
+        module.fail_json(msg='src is missing')  # the controller has it out of an entry
     if params['contents'] is not None:
         answer = do_task_with_copies(module, params)
     else:

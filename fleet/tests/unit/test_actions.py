@@ -61,6 +61,24 @@ def test_the_list_that_is_named_and_what_a_script_needs_come_with_it(files):
     assert arguments_of(action)['contents'] == encoded('B.SDR', 'more.SDR', 'list')
 
 
+def test_the_entry_of_a_board_says_the_same_as_its_parts(files):
+    entry = dict(src=str(files / 'B.SDR'), boards=str(files / 'list'), sha256={'B.SDR': 'ab'}, version='01.03')
+    action = action_of(sdr, dict(entry=entry, force=True))
+    target_of(action).return_value = dict(changed=False)
+    action.run(task_vars={})
+    assert arguments_of(action) == dict(src='B.SDR', boards='list', files=[], sha256={'B.SDR': 'ab'}, force=True,
+                                        contents=encoded('B.SDR', 'list'))
+
+
+def test_a_task_makes_no_directory_of_its_own_on_the_target(files):
+    action = action_of(sdr, dict(src=str(files / 'B.SDR')))
+    made = mock.MagicMock()
+    setattr(action, '_make_tmp_path', made)
+    target_of(action).return_value = dict(changed=False)
+    action.run(task_vars={})
+    assert not made.called
+
+
 def test_a_restore_takes_no_list_that_nobody_named(files):
     action = action_of(sdr, dict(src=str(files / 'B.SDR'), state='restored'))
     target_of(action).return_value = dict(changed=False)

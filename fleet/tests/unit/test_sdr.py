@@ -197,3 +197,8 @@ def test_without_room_for_the_files_nothing_is_begun(run_module, tarvekctl, tmp_
     assert 'No space left' in answer['msg']
     assert not tarvekctl.calls()
     assert os.listdir(tmp_path) == ['fake']
+
+
+def test_an_input_is_needed(run_module, tarvekctl):
+    assert run_module(sdr)['failed'] is True
+    assert not tarvekctl.calls()
