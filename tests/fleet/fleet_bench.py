@@ -2,6 +2,7 @@
 
 import argparse
 import contextlib
+import math
 import os
 import pathlib
 import resource
@@ -20,6 +21,13 @@ FORKS = 20
 MOST_OF_TRIVIAL = 1.3
 MOST_OF_FIRST = 0.5
 MOST_GROWTH = 1.15  # of a server's share, from the fewest servers to the most
+
+# What is worked out from it.
+FLEETS = (1000, 10000, 100000)
+PROCESSORS = 8
+MANY_FORKS = 200
+UPDATE = 120  # seconds
+NIGHT = 8 * 3600
 
 BEGIN, END = "<!-- measured: begin -->", "<!-- measured: end -->"
 PAGE = pathlib.Path(__file__).resolve().parent.parent.parent / "docs/fleet.md"
@@ -139,6 +147,32 @@ def table(rows):
     return "\n".join(lines) + "\n"
 
 
+def worked_out(rows):
+    """What the largest fleet that was measured says of larger ones, in Markdown."""
+    most = rows[-1]
+    first, again = (most[kind].processor / most["size"] for kind in ("first", "again"))
+    fork = most["first"].memory / MIB / min(FORKS, most["size"])
+    lines = [f"One controller with {PROCESSORS} such processors and {MANY_FORKS} forks, which take "
+             f"{fork * MANY_FORKS / MIB:.1f} GiB; an update takes {UPDATE // 60} minutes on its server, "
+             f"and a night has {NIGHT // 3600} hours:", "",
+             "| Servers | Processor time | so it takes at least | Waiting alone | Controllers for a night "
+             "| With nothing to do |",
+             "|---|---|---|---|---|---|"]
+    for servers in FLEETS:
+        computing, waiting = servers * first / PROCESSORS, servers * UPDATE / MANY_FORKS
+        controllers = math.ceil(max(computing, waiting) / NIGHT)
+        lines.append(f"| {servers:,} | {span(servers * first)} | {span(computing)} | {span(waiting)} | {controllers} "
+                     f"| {span(servers * again / PROCESSORS)} |")
+    return "\n".join(lines) + "\n"
+
+
+def span(seconds):
+    """A span of time for people."""
+    if seconds < 2 * 3600:
+        return f"{seconds / 60:.0f} min"
+    return f"{seconds / 3600:.0f} h"
+
+
 def broken(rows):
     """Which promises are not kept, in words."""
     found = []
@@ -183,8 +217,9 @@ def main():
     fleet.end()
     print()
     print(table(rows))
+    print(worked_out(rows))
     if options.write:
-        write(table(rows))
+        write(f"{table(rows)}\n{worked_out(rows)}")
     complaints = broken(rows)
     print("\n".join(complaints) or "All promises are kept.")
     return 1 if complaints else 0
