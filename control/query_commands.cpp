@@ -189,10 +189,36 @@ Result GoingOn(const Session& session, const Run& run) {
   result.changed.reset();
   result.in_service = InService::kUnknown;
   result.message.state = StateSentence(InService::kUnknown, {});
-  const Request request = RequestOf(run);
-  if (!request.command.empty()) result.command = request.command;
-  result.run = run.id();
   result.more["percent"] = ReadProgress(run).percent;
+  return result;
+}
+
+/// A run whose programs have ended without a result, as one.
+Result Left(const Session& session, const Run& run) {
+  Result result = GoingOn(session, run);
+  result.status = ExitStatus::kInterrupted;
+  result.outcome = Outcome::kInterrupted;
+  result.message.what = "Run " + run.id() + " was left by the programs that it had.";
+  result.message.remedy = "Find out what it came to: tarvekctl wait " + run.id() + ".";
+  result.more.erase("percent");
+  return result;
+}
+
+/// What a run came to, or what is known before it has ended, with its input.
+Result ResultOf(const Session& session, const Run& run) {
+  const Request request = RequestOf(run);
+  std::optional<Result> known = run.ReadResult();
+  if (!known) {
+    const bool left = WasLeft(run);
+    known = run.ReadResult();  // it may have ended in between
+    if (!known) {
+      known = left ? Left(session, run) : GoingOn(session, run);
+      if (!request.command.empty()) known->command = request.command;
+      known->run = run.id();
+    }
+  }
+  Result result = *std::move(known);
+  result.more["input"] = request.input;
   return result;
 }
 
@@ -314,15 +340,11 @@ Result RunHistory(const Session& session) {
   for (const std::string& id : session.store.Ids()) {
     const std::optional<Run> run = session.store.Find(id);
     if (!run) continue;
-    std::optional<Result> result;
     try {
-      result = run->ReadResult();
+      runs.push_back(ResultJson(ResultOf(session, *run)));
     } catch (const std::exception&) {
       continue;  // it is being removed
     }
-    Json json = ResultJson(result ? *result : GoingOn(session, *run));
-    json["input"] = RequestOf(*run).input;
-    runs.push_back(std::move(json));
   }
   Result result = Unchanged(session, ExitStatus::kDone, Outcome::kDone,
                             std::to_string(runs.size()) + " runs.", "Nothing.");
@@ -331,11 +353,7 @@ Result RunHistory(const Session& session) {
 }
 
 Result RunShow(const Session& session, const Options& options) {
-  const Run run = FindRun(session, options.input);
-  std::optional<Result> ended = run.ReadResult();
-  Result result = ended ? *std::move(ended) : GoingOn(session, run);
-  result.more["input"] = RequestOf(run).input;
-  return result;
+  return ResultOf(session, FindRun(session, options.input));
 }
 
 Result RunWait(const Session& session, const Options& options) {

@@ -17,7 +17,7 @@ enum class Outcome { kDone, kNothing, kRefused, kFailed, kInterrupted, kBusy, kU
 enum class InService { kInput, kPrevious, kOther, kUnknown };
 
 /// A message for people: what happened; what state the server is in; what to do, with the command
-/// to type. Each one sentence or more, none empty; not escaped.
+/// to type. Each one sentence or more, none empty; what comes from outside is escaped.
 struct Message {
   std::string what;
   std::string state;

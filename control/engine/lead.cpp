@@ -227,6 +227,15 @@ bool IsHandedOver(const Run& run) {
   return passed >= 0 && passed < kHandedOver;
 }
 
+/// The lead of a run that nobody leads, and whose program has ended without a result; empty for
+/// every other run.
+Descriptor LeadOfLeft(const Run& run) {
+  if (IsHandedOver(run)) return Descriptor();
+  Descriptor lead = run.TakeLead();
+  const bool goes_on = !lead || run.directory().Has(Run::kResult) || Child::FindIn(run.Work());
+  return goes_on ? Descriptor() : std::move(lead);
+}
+
 }  // namespace
 
 std::optional<BmcLock> BmcLock::Try(const RunStore& store, const std::string& run) {
@@ -353,13 +362,13 @@ void HandOverToService(const Run& run) {
   run.directory().Write(kHanded, std::to_string(std::time(nullptr)));
 }
 
+bool WasLeft(const Run& run) { return static_cast<bool>(LeadOfLeft(run)); }
+
 void SettleRuns(const Session& session, const std::string& mine) {
   for (const Run& run : session.store.Unfinished()) {
     if (run.id() == mine) continue;
     try {
-      const Descriptor lead = IsHandedOver(run) ? Descriptor() : run.TakeLead();
-      if (!lead || run.directory().Has(Run::kResult) || Child::FindIn(run.Work())) continue;
-      Settle(session, run);
+      if (const Descriptor lead = LeadOfLeft(run)) Settle(session, run);
     } catch (const SystemError&) {
       continue;  // it is being made, or removed
     }

@@ -57,6 +57,9 @@ void HandOver(const Run& run);
 /// The same of a service, which takes the lead when it comes, within a minute.
 void HandOverToService(const Run& run);
 
+/// Whether nobody leads a run that has no result, and its program has ended: it goes on no more.
+/// @throws SystemError  when its files cannot be read.
+bool WasLeft(const Run& run);
 /// Gives a result to each run that nobody leads and whose program has ended. Needs the BMC's lock.
 void SettleRuns(const Session& session, const std::string& mine);
 

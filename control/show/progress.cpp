@@ -1,6 +1,7 @@
 #include "control/show/progress.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -59,6 +60,13 @@ Progress Rising(Progress progress, const Progress& last) {
   return progress;
 }
 
+/// What fits into a line of the terminal; a longer one could not be written over.
+std::size_t Columns() {
+  winsize size{};
+  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1;
+  return known ? size.ws_col - 1U : std::string::npos;
+}
+
 class Bar : public ProgressSink {
  public:
   Bar() = default;
@@ -73,7 +81,7 @@ class Bar : public ProgressSink {
     if (shown_ && Same(last_, next)) return;
     last_ = next;
     shown_ = true;
-    Say(std::string(kClear) + BarText(next));
+    Say(std::string(kClear) + BarText(next).substr(0, Columns()));
   }
 
  private:

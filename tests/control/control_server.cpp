@@ -147,14 +147,16 @@ Outcome ControlServer::People(const Words& words, const RunOptions& options) {
                     Beneath(Timed(options)));
 }
 
-int ControlServer::OnTerminal(const Words& words, const RunOptions& options, std::string* told) {
+int ControlServer::OnTerminal(const Words& words, const RunOptions& options, std::string* told,
+                              unsigned short columns) {
   Words all = CommandLine(words);
   std::vector<char*> argv;
   for (std::string& word : all) argv.push_back(word.data());
   argv.push_back(nullptr);
   const blackbox::Surroundings surroundings = Beneath(Timed(options));
   int terminal = -1;
-  const pid_t pid = forkpty(&terminal, nullptr, nullptr, nullptr);
+  const winsize size{0, columns, 0, 0};
+  const pid_t pid = forkpty(&terminal, nullptr, nullptr, &size);
   if (pid == 0) {
     for (const auto& [name, value] : surroundings.environment)
       setenv(name.c_str(), value.c_str(), 1);

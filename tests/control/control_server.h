@@ -73,9 +73,11 @@ class ControlServer : public blackbox::SimulatedServer {
   Started StartCtl(const Words& words, const RunOptions& options = {});
   static Said Finish(const Started& started);
   /// Runs it on a terminal.
-  /// @param told  receives what was written there.
+  /// @param told     receives what was written there.
+  /// @param columns  the terminal's width; 0 when it does not tell.
   /// @return the exit status.
-  int OnTerminal(const Words& words, const RunOptions& options, std::string* told);
+  int OnTerminal(const Words& words, const RunOptions& options, std::string* told,
+                 unsigned short columns = 0);
 
   /// Writes a source file and takes it for INPUT from here on.
   void WriteInput(const std::vector<SourceRecord>& records, const std::string& name = "new.sdr");

@@ -375,6 +375,43 @@ TEST_F(Inputs, AnUpdateWhoseReadBackFailsIsUnknown) {
                       .backup = true});
 }
 
+TEST_F(Inputs, ToolsThatSpoilTheirDirectoryAreNotBelievedWhatTheySeemToHaveDone) {
+  const std::vector<std::string> spoils = {
+      "rm -rf \"$PWD\"",
+      "rm -rf ./*",
+      "rm -f Update_*.xml; mkdir Update_normal.xml Update_force.xml",
+      "rm -f tarvek.log; mkdir tarvek.log",
+      "mkdir ../result.json",
+      "head -c 100000 /dev/zero >Update_normal.xml",
+  };
+  int version = 3;
+  for (const std::string& spoil : spoils) {
+    SCOPED_TRACE(spoil);
+    KeepBefore();
+    WriteInput(SdrSet(3, "SDR Version 01.0" + std::to_string(version++)));
+    const std::string tool = WriteTool("[ $1 = -update ] || exec $TARVEK \"$@\"\n$TARVEK \"$@\"\n" +
+                                       spoil + "\nexit 0\n");
+    const Said said = Ctl({"update", "new.sdr", "--tool", tool});
+    EXPECT_EQ(said.outcome.exit_status, 0);
+    EXPECT_EQ(said.result["in_service"], "input");
+    EXPECT_EQ(said.result["changed"], true);
+    EXPECT_EQ(Repository(), input());
+  }
+}
+
+TEST_F(Inputs, ABackupIsReadTwiceAndWhatDiffersIsNotKept) {
+  Write("third.sdr", SdrText(SdrSet(7, "SDR Version 03.00")));
+  const std::string tool = WriteTool(
+      "if [ $1 = -backup ] && [ -e $HERE/read ] && mkdir $HERE/between; then\n"
+      "  cp $HERE/work/third.sdr . && $TARVEK -update -force -sdr third.sdr\nfi\n"
+      "[ $1 = -backup ] && : >$HERE/read\nexec $TARVEK \"$@\"\n");
+  const Said said = Ctl({"update", "new.sdr", "--tool", tool});
+  EXPECT_EQ(said.outcome.exit_status, 1);
+  EXPECT_THAT(said.result["message"]["what"], HasSubstr("gave different bytes"));
+  EXPECT_EQ(said.result["backup"], nullptr);
+  EXPECT_NE(Repository(), input());
+}
+
 TEST_F(Inputs, RecordsThatSomebodyElseWroteMeanwhileAreOther) {
   Write("third.sdr", SdrText(SdrSet(7, "SDR Version 03.00")));
   const std::string tool = WriteTool(

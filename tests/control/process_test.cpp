@@ -350,7 +350,17 @@ TEST_F(Processes, BothAreKilledWhileProgramming) {
   kill(tool, SIGKILL);
   Reap(tool);
   EXPECT_TRUE(IsLocked());
-  ExpectResult(Ctl({"wait", LastRun()}), Interrupted());
+  // Nobody goes on with it, and nobody has looked yet what it has left.
+  const std::string run = LastRun();
+  for (const Json& seen : {Ctl({"show", run}).result, Ctl({"history"}).result["runs"][0]}) {
+    EXPECT_EQ(seen["status"], 6);
+    EXPECT_EQ(seen["outcome"], "interrupted");
+    EXPECT_EQ(seen["in_service"], "unknown");
+    EXPECT_EQ(seen["run"], run);
+    EXPECT_FALSE(seen.contains("percent"));
+    EXPECT_THAT(seen["message"]["remedy"], EndsWith("tarvekctl wait " + run + "."));
+  }
+  ExpectResult(Ctl({"wait", run}), Interrupted());
   ExpectNothingLeft();
 }
 

@@ -54,6 +54,21 @@ TEST_F(ShownProgress, OnATerminalIsABarThatRisesAndGoes) {
   EXPECT_THAT(rest, HasSubstr("INPUT was written, read back and found equal."));
 }
 
+TEST_F(ShownProgress, OnANarrowTerminalStaysInItsLine) {
+  constexpr unsigned short kColumns = 40;
+  std::string told;
+  EXPECT_EQ(OnTerminal({"update", "new.sdr"}, {}, &told, kColumns), 0);
+  int bars = 0;
+  for (std::size_t at = told.find("\x1B[K"); at != std::string::npos;) {
+    const std::size_t next = told.find("\x1B[K", at + 1);
+    if (next == std::string::npos) break;  // the result, which may be longer
+    EXPECT_LT(next - at - 4, kColumns);    // a return and the sequence that clears
+    at = next;
+    ++bars;
+  }
+  EXPECT_GE(bars, 4);
+}
+
 TEST_F(ShownProgress, ElsewhereIsALineAPhase) {
   const Outcome told = People({"update", "new.sdr"});
   EXPECT_EQ(told.exit_status, 0);
