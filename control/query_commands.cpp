@@ -79,6 +79,19 @@ std::optional<Run> RunUnderWay(const RunStore& store) {
   return lock ? RunWithoutLock(store, "") : RunWithLock(store);
 }
 
+void TellUnread(Result* result) {
+  result->changed.reset();
+  result->in_service = InService::kUnknown;
+  result->message.state = "What the BMC serves was not read.";
+}
+
+/// A run that is under way, in a result of status.
+void AddRun(const Run& run, Result* result) {
+  TellUnread(result);
+  result->run = run.id();
+  result->more["percent"] = ReadProgress(run).percent;
+}
+
 Result StatusResult(const Session& session, const Bmc& bmc, const std::optional<Run>& run,
                     bool known) {
   const MachineState machine = ReadMachineState(session.store.state());
@@ -98,15 +111,8 @@ Result StatusResult(const Session& session, const Bmc& bmc, const std::optional<
   result.more["driver"] = bmc.driver;
   result.more["percent"] = nullptr;
   result.more["drift"] = told ? OrNull(machine.served->Drift()) : Json(nullptr);
-  if (run) {
-    result.run = run->id();
-    result.more["percent"] = ReadProgress(*run).percent;
-  }
-  if (run || !told) {
-    result.changed.reset();
-    result.in_service = InService::kUnknown;
-    result.message.state = "What the BMC serves was not read.";
-  }
+  if (run || !told) TellUnread(&result);
+  if (run) AddRun(*run, &result);
   return result;
 }
 
@@ -275,7 +281,10 @@ Result RunStatus(const Session& session, const Options& options) {
     bmc = IdentifyBmc(session);
   } catch (const Stop& stop) {
     if (stop.result.outcome != Outcome::kInterrupted) RememberUnreadable(session);
-    throw;
+    if (!run) throw;
+    Result result = stop.result;  // a BMC that erases may not answer
+    AddRun(*run, &result);
+    throw Stop(std::move(result));
   }
   if (!run) SettleLeftRuns(session);
   const MachineState machine = ReadMachineState(session.store.state());

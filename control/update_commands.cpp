@@ -52,7 +52,7 @@ void CopyFiles(const Session& session, const Options& options, const Directory& 
            "Program it as INPUT: tarvekctl update " + inspect::Escaped(options.input) + ".");
   }
   if (request->listed) CopyBoards(session, options.boards, options.input, work);
-  work.Write("ZetaInfo.xml", "");
+  work.Make("ZetaInfo.xml", "");
 }
 
 bool SameInput(const Run& run, const Request& request) {
@@ -106,6 +106,17 @@ bool ServiceFits(const Session& session, const Options& options) {
          options.self == "/usr/sbin/tarvekctl";
 }
 
+/// What is said of a run that goes on without this command.
+Result GoesOn(const Session& session, const std::string& id, const std::string& what) {
+  Result result = Unchanged(session, ExitStatus::kDone, Outcome::kDone, what,
+                            "Wait for it: tarvekctl wait " + id + ".");
+  result.run = id;
+  result.changed.reset();
+  result.in_service = InService::kUnknown;
+  result.message.state = StateSentence(InService::kUnknown, {});
+  return result;
+}
+
 /// Lets the run go on by itself.
 Result Detach(const Session& session, const Options& options, Led* led) {
   const std::string& id = led->run.id();
@@ -128,11 +139,7 @@ Result Detach(const Session& session, const Options& options, Led* led) {
                   {"--state-dir", session.store.state().path(), "resume", id, "--lead", "3"},
                   led->lead.get(), session.interrupts);
   }
-  Result result =
-      Unchanged(session, ExitStatus::kDone, Outcome::kDone, "Run " + id + " goes on by itself.",
-                "Wait for it: tarvekctl wait " + id + ".");
-  result.run = id;
-  return result;
+  return GoesOn(session, id, "Run " + id + " goes on by itself.");
 }
 
 /// Removes old runs, if that can be: the run that has ended is not changed by it.
@@ -234,11 +241,8 @@ Result RunUpdate(const Session& session, const Options& options) {
   Way way = FindWay(session, led.run.id(), led.request, kPatience);
   if (way.under_way) {
     if (!options.detach) return FollowRun(session, *way.under_way);
-    Result result = Unchanged(session, ExitStatus::kDone, Outcome::kDone,
-                              "Run " + way.under_way->id() + " writes this INPUT already.",
-                              "Wait for it: tarvekctl wait " + way.under_way->id() + ".");
-    result.run = way.under_way->id();
-    return result;
+    const std::string& id = way.under_way->id();
+    return GoesOn(session, id, "Run " + id + " writes this INPUT already.");
   }
   SettleRuns(session, led.run.id());
   SweepWhenFree(session);

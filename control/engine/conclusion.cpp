@@ -102,10 +102,9 @@ std::string WhatToDo(const Session& session, const Result& result, const End& en
 
 /// A script that only compares: the tool's own word is the one that counts.
 void ConcludeComparison(const End& end, Result* result) {
-  if (end.code == "Complete") {
+  if (end.code == "Complete" && end.after) {
     result->status = ExitStatus::kNothing;
     result->outcome = Outcome::kNothing;
-    result->changed = false;
     result->in_service = InService::kInput;
     result->differs = false;
     result->message.what = "The BMC serves the records that the script compares.";
@@ -176,7 +175,9 @@ Result Conclude(const Session& session, const Plan& plan, const End& end) {
   result.message.remedy = WhatToDo(session, result, end);
   if (plan.compares_only) ConcludeComparison(end, &result);
   result.message.state = StateSentence(result.in_service, result.changed);
-  if (result.changed.value_or(false)) result.more["difference_text"] = plan.difference;
+  if (result.changed.value_or(false) && result.in_service == InService::kInput) {
+    result.more["difference_text"] = plan.difference;
+  }
   return result;
 }
 

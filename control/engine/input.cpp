@@ -106,11 +106,11 @@ void CopyNamed(const Session& session, const std::string& directory, const std::
         "Give the file another name.");
   }
   std::string why;
-  const std::optional<std::string> bytes = ReadFile(directory + name, kMostInput, &why);
+  std::optional<std::string> bytes = ReadFile(directory + name, kMostInput, &why);
   if (!bytes) return;
   work.Write(name, *bytes);
   copied->push_back(name);
-  copied->push_back(*bytes);
+  copied->push_back(*std::move(bytes));
 }
 
 /// A place in a copy as a place in INPUT.
@@ -174,7 +174,7 @@ void CheckFindings(const Session& session, const Input& input, const std::string
 
 std::string CopyInput(const Session& session, const std::string& path, const Directory& work) {
   std::string why;
-  const std::optional<std::string> bytes = ReadFile(path, kMostInput, &why);
+  std::optional<std::string> bytes = ReadFile(path, kMostInput, &why);
   if (!bytes) {
     const bool short_of = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
     Refuse(session, short_of ? ExitStatus::kUnfit : ExitStatus::kBadInput,
@@ -189,12 +189,13 @@ std::string CopyInput(const Session& session, const std::string& path, const Dir
                                     : ", is neither an SDR source file nor a script nor an image."),
                 "Look at what it is: tarvek-sdr show " + Escaped(path) + ".");
   }
-  work.Write(name, *bytes);
-  RecordList copied{name, *bytes};
-  if (inspect::TellFormat(*bytes) == Format::kScript) {
-    for (const std::string& file : inspect::FilesNamed(*bytes)) {
-      CopyNamed(session, DirectoryOf(path), file, work, &copied);
-    }
+  work.Make(name, *bytes);
+  std::vector<std::string> named;
+  if (inspect::TellFormat(*bytes) == Format::kScript) named = inspect::FilesNamed(*bytes);
+  RecordList copied{name};
+  copied.push_back(*std::move(bytes));
+  for (const std::string& file : named) {
+    CopyNamed(session, DirectoryOf(path), file, work, &copied);
   }
   return DigestOf(copied);
 }
@@ -209,7 +210,7 @@ void CopyBoards(const Session& session, const std::string& path, const std::stri
            "The hardware list, " + Escaped(list) + ", cannot be read: " + why + ".",
            "Put it beside INPUT under the name mchk_fil, or name it with --boards FILE.", "SDRC06");
   }
-  work.Write(kBoards, *bytes);
+  work.Make(kBoards, *bytes);
 }
 
 Json FindingJson(const inspect::Finding& finding, const std::string& original) {

@@ -82,18 +82,24 @@ std::string NameOf(const LockReport& lock) {
          inspect::Escaped(lock.holder->program) + ")";
 }
 
+/// The command that would remove the lock.
+std::string WithBreakLock(const Session& session) {
+  const bool takes_it = session.command != "status";
+  return takes_it ? session.again + " --break-lock" : "tarvekctl backup FILE.BAK --break-lock";
+}
+
 [[noreturn]] void StopAt(const Session& session, const LockReport& lock) {
   switch (lock.state) {
     case LockState::kStale:
       StopBusy(session,
                "The single-run lock is there, and no process holds it: a run of tarvek was killed.",
-               "See that no tarvek runs, then type: " + session.again + " --break-lock.");
+               "See that no tarvek runs, then type: " + WithBreakLock(session) + ".");
     case LockState::kCannotTell:
-      StopBusy(session,
-               "The single-run lock is there, and whether a process holds it cannot be told: " +
-                   inspect::Escaped(lock.why) + ".",
-               "See that no tarvek runs, then type: " + session.again +
-                   " --break-lock. It removes what nobody has open.");
+      StopInUse(session,
+                "The single-run lock is there, and whether a process holds it cannot be told: " +
+                    inspect::Escaped(lock.why) + ".",
+                "See that no tarvek runs, then type: " + WithBreakLock(session) +
+                    ". It removes what nobody has open.");
     default:
       StopInUse(session, "The single-run lock is held by " + NameOf(lock) + ".",
                 "Wait until it has ended, then run the command again: tarvekctl status tells.");
@@ -112,7 +118,9 @@ void WaitForFreeLock(const Session& session) {
       if (!IsOurs(session.store, lock) && !session.break_lock) StopAt(session, lock);
       const BreakResult broken = BreakLock(lock.file);
       if (broken == BreakResult::kBroken || broken == BreakResult::kGone) continue;
-      StopAt(session, lock);
+      StopInUse(session, "The single-run lock could not be removed: somebody has it open.",
+                "See which programs run: tarvekctl doctor. Then run the command again: " +
+                    session.again + ".");
     }
     const bool reads = lock.state == LockState::kHeld && lock.holder && lock.holder->only_reads;
     if (!reads || std::chrono::steady_clock::now() >= end) StopAt(session, lock);

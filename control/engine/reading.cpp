@@ -80,8 +80,8 @@ ReadFailure FailureOf(const Directory& work, const ChildEnd& end) {
 std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFailure* failure) {
   const Scratch scratch(session.store);
   const Directory& work = scratch.directory();
-  work.Write("mchk_fil", bmc.device.ProductText() + "\n");
-  work.Write("ZetaInfo.xml", "");
+  work.Make("mchk_fil", bmc.device.ProductText() + "\n");
+  work.Make("ZetaInfo.xml", "");
   const Descriptor output = work.Append(kOutput);
   const Child child =
       Child::Start(session.tool, {"-backup", kImage}, work, output.get(), session.interrupts);

@@ -42,6 +42,12 @@ std::string NewId() {
   return time.data() + RandomDigits(kDigits);
 }
 
+Directory OpenOwn(const std::string& path) {
+  Directory directory = Directory::OpenOrMake(path, Directory::kPrivateDirectory);
+  directory.RequireOwn();
+  return directory;
+}
+
 }  // namespace
 
 Json RequestJson(const Request& request) {
@@ -118,11 +124,9 @@ void Run::Save(const Result& result) const {
 
 RunStore::RunStore(const std::string& state_directory)
     : default_(state_directory == kDefaultStateDirectory),
-      state_(Directory::OpenOrMake(state_directory, Directory::kPrivateDirectory)),
+      state_(OpenOwn(state_directory)),
       runs_(state_.SubOrMake("runs", Directory::kPrivateDirectory)),
-      backups_(state_.SubOrMake("backups", Directory::kPrivateDirectory)) {
-  state_.RequireOwn();
-}
+      backups_(state_.SubOrMake("backups", Directory::kPrivateDirectory)) {}
 
 Run RunStore::New(Descriptor* lead) const {
   const std::string id = NewId();
@@ -159,10 +163,11 @@ std::vector<Run> RunStore::All() const {
 }
 
 std::vector<Run> RunStore::Unfinished() const {
-  std::vector<Run> runs = All();
-  runs.erase(std::remove_if(runs.begin(), runs.end(),
-                            [](const Run& run) { return run.directory().Has(Run::kResult); }),
-             runs.end());
+  std::vector<Run> runs;  // few: each has a descriptor
+  for (const std::string& id : Ids()) {
+    std::optional<Run> run = Find(id);
+    if (run && !run->directory().Has(Run::kResult)) runs.push_back(*std::move(run));
+  }
   return runs;
 }
 

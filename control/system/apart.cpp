@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +11,8 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+
+#include "control/system/descriptor.h"
 
 namespace tarvek::control {
 namespace {
@@ -65,13 +68,15 @@ ApartEnd Receive(int in, const Interrupts* interrupts, int milliseconds, std::st
   }
 }
 
-/// Whether the copy came to its own good end.
+/// Whether the copy came to its own good end. One that hangs in the kernel outlives even a KILL: it
+/// is waited for for a second, and then left.
 bool EndedWell(pid_t copy) {
+  constexpr int kSecond = 1000;
+  const Descriptor ended(static_cast<int>(syscall(SYS_pidfd_open, copy, 0)));
+  if (ended) WaitFor(ended.get(), nullptr, kSecond);
   int status = 0;
-  while (waitpid(copy, &status, 0) < 0) {
-    if (errno != EINTR) return false;
-  }
-  return WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS;
+  return waitpid(copy, &status, ended ? WNOHANG : 0) == copy && WIFEXITED(status) &&
+         WEXITSTATUS(status) == EXIT_SUCCESS;
 }
 
 }  // namespace

@@ -116,6 +116,13 @@ std::optional<std::string> Directory::Read(const std::string& name, std::size_t 
   return std::move(file.bytes);
 }
 
+void Directory::Make(const std::string& name, std::string_view bytes) const {
+  const Descriptor opened(openat(
+      fd_.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
+  const int error = opened ? WriteAll(opened.get(), bytes) : errno;
+  if (error != 0) throw SystemError(PathOf(name), "cannot be written", error);
+}
+
 std::string Directory::WriteTemporary(std::string_view bytes, unsigned mode, bool durable) const {
   constexpr std::size_t kDigits = 16;
   std::string name = ".new-" + RandomDigits(kDigits);

@@ -25,9 +25,10 @@ SmallFile ReadSmallFile(int directory, const std::string& path, std::size_t most
   if (S_ISDIR(status.st_mode)) return Failure(EISDIR);
   if (!S_ISREG(status.st_mode)) return Failure(EINVAL);
   SmallFile result;
+  result.bytes.reserve(std::min(static_cast<std::size_t>(status.st_size), most));
+  constexpr std::size_t kPiece = 16384;
+  std::array<char, kPiece> piece{};
   for (;;) {
-    constexpr std::size_t kPiece = 16384;
-    std::array<char, kPiece> piece{};
     const ssize_t count = read(file.get(), piece.data(), piece.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return Failure(errno);

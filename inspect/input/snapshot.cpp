@@ -50,6 +50,10 @@ void CheckKind(int fd, const std::string& name, bool standard_input) {
 
 std::string ReadAll(int fd, const std::string& name) {
   std::string bytes;
+  struct stat status {};
+  if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
+    bytes.reserve(std::min(static_cast<std::size_t>(status.st_size), kMostBytes));
+  }
   std::array<char, kReadAtOnce> piece;
   for (;;) {
     const ssize_t count = read(fd, piece.data(), piece.size());

@@ -129,8 +129,10 @@ def gather(tarvekctl, params):
     boards = ['--boards', params['boards']] if params['boards'] else []
     doctor = tarvekctl.run('doctor', *boards)
     doctor.setdefault('findings', [])
-    runs = tarvekctl.run('history').get('runs') or [None]  # the oldest first
-    return dict(status=status, doctor=doctor, last=runs[-1] and brief(runs[-1]))
+    history = tarvekctl.run('history')
+    runs = history.get('runs') or [None]  # the oldest first
+    return dict(status=status, doctor=doctor, last=runs[-1] and brief(runs[-1]),
+                history_known=history['status'] == DONE)
 
 
 def main():

@@ -41,6 +41,19 @@ def gate_complaints(ledger, prove):
     return complaints
 
 
+def unknown_end(facts, before):
+    """Why nobody knows yet how a host's last run ends, in a sentence; nothing where that is known."""
+    last, under_way = facts.get('last'), facts['status'].get('run')
+    if under_way is None and last and last.get('percent') is not None:
+        under_way = last.get('run')
+    if under_way:
+        return 'Run %s is still under way.' % under_way
+    if not facts.get('history_known', True) or (last is None and before):
+        return ('Its history of runs cannot be read, so what became of its update is not known. See what the BMC '
+                'serves, then set it aside by name: -e sdr_rollout_set_aside=NAME.')
+    return None
+
+
 def settle(entry, look):
     """What became of a host that was left open.
 
@@ -54,10 +67,11 @@ def settle(entry, look):
     facts = (look.get('ansible_facts') or {}).get('tarvek_sdr')
     if look.get('failed') or not facts:
         return 'open', dict(msg='It could not be asked what became of its update: %s' % look.get('msg'))
-    status, last = facts['status'], facts.get('last')
-    if status.get('run'):
-        return 'open', dict(msg='Run %s is still under way.' % status['run'])
-    if last is None or (last.get('run') and last.get('run') == (entry or {}).get('run_before')):
+    last, before = facts.get('last'), (entry or {}).get('run_before')
+    unknown = unknown_end(facts, before)
+    if unknown:
+        return 'open', dict(msg=unknown)
+    if last is None or (last.get('run') and last.get('run') == before):
         return 'not begun', dict(msg='Its update was not begun: nothing was changed.')
     kept = dict((key, last.get(key)) for key in
                 ('status', 'in_service', 'message', 'version_before', 'version_after', 'run', 'log', 'backup'))

@@ -296,7 +296,7 @@ def test_no_wave_begins_without_a_rollout(idle):
     assert not ask(idle, 'gate', check=True).get('failed')
 
 
-@pytest.mark.parametrize('last, kind', [(result('update', run='R2'), None), (None, None),
+@pytest.mark.parametrize('last, kind', [(result('update', run='R2'), None), (result('update', run='R1'), None),
                                         (result('update', 1, run='R2'), book.QUARANTINE)])
 def test_a_settled_host_is_closed_or_quarantined(ledger, last, kind):
     ledger.put(book.OPEN, 'a', run_before='R1')

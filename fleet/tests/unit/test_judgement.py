@@ -20,6 +20,20 @@ def look(last=None, run=None, **more):
     return dict(dict(ansible_facts=dict(tarvek_sdr=dict(status=result('status', run=run), last=last))), **more)
 
 
+# ---- what was left open
+
+def test_a_run_that_history_alone_shows_under_way_is_open():
+    under_way = dict(result('update', run='R2', changed=None, in_service='unknown'), percent=40)
+    assert settle(dict(run_before='R1'), look(last=under_way))[0] == 'open'
+
+
+def test_a_history_that_is_gone_or_cannot_be_read_is_not_taken_for_nothing_begun():
+    assert settle(dict(run_before='R1'), look(last=None))[0] == 'open'
+    unread = look(last=None)
+    unread['ansible_facts']['tarvek_sdr']['history_known'] = False
+    assert settle({}, unread)[0] == 'open'
+
+
 # ---- the gate
 
 def test_nothing_holds_the_first_wave(ledger):
