@@ -202,10 +202,11 @@ TEST_F(Comparison, ThatFindsThemEqualIsNothingToDo) {
   EXPECT_EQ(result.differs, false);
 }
 
-TEST_F(Comparison, ThatFindsThemEqualNeedsNoReading) {
+TEST_F(Comparison, ThatIsNotReadBackIsUnknownWhateverTheToolSays) {
   const Result result = ConcludeOf(Compares(kInput), EndOf("Complete", false, {}));
-  EXPECT_EQ(result.status, ExitStatus::kNothing);
-  EXPECT_EQ(result.changed, false);
+  EXPECT_EQ(result.status, ExitStatus::kInterrupted);
+  EXPECT_EQ(result.in_service, InService::kUnknown);
+  EXPECT_EQ(result.changed, std::nullopt);
 }
 
 TEST_F(Comparison, ThatFindsADifferenceHasFailed) {
