@@ -210,20 +210,22 @@ Result Left(const Session& session, const Run& run) {
   return result;
 }
 
+/// A run that had no result just now, as one.
+Result Unended(const Session& session, const Run& run, const Request& request) {
+  const bool left = WasLeft(run);
+  // It may have ended in between.
+  if (std::optional<Result> ended = run.ReadResult()) return *std::move(ended);
+  Result result = left ? Left(session, run) : GoingOn(session, run);
+  if (!request.command.empty()) result.command = request.command;
+  result.run = run.id();
+  return result;
+}
+
 /// What a run came to, or what is known before it has ended, with its input.
 Result ResultOf(const Session& session, const Run& run) {
   const Request request = RequestOf(run);
-  std::optional<Result> known = run.ReadResult();
-  if (!known) {
-    const bool left = WasLeft(run);
-    known = run.ReadResult();  // it may have ended in between
-    if (!known) {
-      known = left ? Left(session, run) : GoingOn(session, run);
-      if (!request.command.empty()) known->command = request.command;
-      known->run = run.id();
-    }
-  }
-  Result result = *std::move(known);
+  std::optional<Result> ended = run.ReadResult();
+  Result result = ended ? *std::move(ended) : Unended(session, run, request);
   result.more["input"] = request.input;
   return result;
 }
