@@ -79,6 +79,7 @@ std::optional<Run> RunUnderWay(const RunStore& store) {
   return lock ? RunWithoutLock(store, "") : RunWithLock(store);
 }
 
+/// Takes back what a result says of records that nobody has read.
 void TellUnread(Result* result) {
   result->changed.reset();
   result->in_service = InService::kUnknown;

@@ -100,7 +100,8 @@ std::string WhatToDo(const Session& session, const Result& result, const End& en
                            : "See the log, then run the command again: " + session.again + ".";
 }
 
-/// A script that only compares: the tool's own word is the one that counts.
+/// A script that only compares: the tool's own word counts, if what is served could be read after
+/// it.
 void ConcludeComparison(const End& end, Result* result) {
   if (end.code == "Complete" && end.after) {
     result->status = ExitStatus::kNothing;

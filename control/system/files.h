@@ -49,7 +49,8 @@ class Directory {
   /// @throws SystemError  for what is no regular file, cannot be read, or is longer than `most`.
   std::optional<std::string> Read(const std::string& name, std::size_t most = kMostBytes) const;
 
-  /// Makes a file where nobody looks yet, so that it may be there in part for a while.
+  /// Makes a file for its owner alone where nobody looks yet, so that it may be there in part for a
+  /// while.
   /// @throws SystemError  also when there is something of that name; what was made is left.
   void Make(const std::string& name, std::string_view bytes) const;
   /// Writes a file whole: under its name stands what stood there before, or all of `bytes`.
