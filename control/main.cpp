@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -8,8 +9,8 @@
 #include "control/commands.h"
 #include "control/options.h"
 #include "control/show/progress.h"
+#include "control/show/telling.h"
 #include "control/show/text.h"
-#include "inspect/output.h"
 #include "inspect/text/escape.h"
 
 namespace {
@@ -62,7 +63,8 @@ Result Run(const Options& options, const Interrupts& interrupts) {
   const std::unique_ptr<ProgressSink> sink = follows && !options.detach
                                                  ? MakeProgressSink(options.json, options.command)
                                                  : MakeQuietSink();
-  const Session session{store,           interrupts,    &interrupts,  *sink,
+  ReadingPlace reading(store);
+  const Session session{store,           reading,       interrupts,   &interrupts,       *sink,
                         options.command, options.again, options.tool, options.break_lock};
   return RunVerb(session, options);
 }
@@ -101,15 +103,15 @@ std::string Words(const Result& result, const Options& options) {
 
 /// Tells what a command came to: complaints on standard error, all else on standard output. Where
 /// it cannot be told, the exit status still does.
-void Tell(const Result& result, const Options& options) {
-  try {
-    tarvek::inspect::StandardOutput output;
-    output.Write(Words(result, options));
-    output.Finish();
-  } catch (const tarvek::inspect::OutputError& error) {
-    std::cerr << "tarvekctl: " << error.what() << '\n';
+void TellResult(const Result& result, const Options& options, const Interrupts& interrupts) {
+  const int error = Tell(STDOUT_FILENO, Words(result, options), interrupts);
+  std::string complaint;
+  if (error != 0) {
+    complaint = std::string("tarvekctl: standard output: cannot be written: ") +
+                std::strerror(error) + '\n';
   }
-  if (IsComplaint(result) && !options.json) std::cerr << "tarvekctl: " << MessageText(result);
+  if (IsComplaint(result) && !options.json) complaint += "tarvekctl: " + MessageText(result);
+  Tell(STDERR_FILENO, complaint, interrupts);
 }
 
 /// Standard input, output and error are there, if only as the null device: what is opened later
@@ -130,7 +132,7 @@ int main(int argc, char* argv[]) {
     if (options.verb == Verb::kNone) return status;
     const Interrupts interrupts;
     const Result result = RunOrComplain(options, interrupts);
-    Tell(result, options);
+    TellResult(result, options, interrupts);
     return static_cast<int>(result.status);
   } catch (const std::exception& error) {
     std::cerr << "tarvekctl: " << tarvek::inspect::Escaped(error.what()) << '\n';

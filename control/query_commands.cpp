@@ -12,7 +12,6 @@
 #include "control/engine/run_files.h"
 #include "control/messages/advice.h"
 #include "control/runs/machine_state.h"
-#include "inspect/output.h"
 #include "inspect/text/escape.h"
 
 namespace tarvek::control {
@@ -123,7 +122,7 @@ void WriteMetrics(const Session& session, const Options& options) {
   const Directory folder = Directory::Open(FolderOf(options.output));
   const std::string name = FileName(options.output);
   if (folder.HasSpecial(name)) {
-    inspect::WriteFile(options.output, text);  // a pipe or a device takes it as it comes
+    folder.WriteThrough(name, text);  // a pipe or a device takes it as it comes
   } else {
     folder.Write(name, text, kForAll);
   }
@@ -260,8 +259,9 @@ Result RunDoctor(const Options& options, const Interrupts& interrupts) {
     result.message.what = "The examination was interrupted: there may be more to find.";
     result.message.remedy = "Run it again: " + options.again + ".";
   } else if (first != nullptr) {
-    result.status = ExitStatus::kUnfit;
-    result.outcome = Outcome::kRefused;
+    const bool bmc = first->subject == "bmc";
+    result.status = bmc ? ExitStatus::kBmcFailed : ExitStatus::kUnfit;
+    result.outcome = bmc ? Outcome::kFailed : Outcome::kRefused;
     result.message.what = Escaped(first->sentence);
     result.message.remedy = Escaped(first->remedy);
   }

@@ -1,6 +1,7 @@
 // `plan`, `update`, `restore`, and what leads a run that was made ready.
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -37,6 +38,7 @@ Request RequestOf(const Options& options) {
   request.allow_findings = options.allow_findings || restore;
   request.keep_backup = !options.no_backup;
   request.break_lock = options.break_lock;
+  request.boards = AbsolutePath(options.boards);
   request.listed = !restore || !options.boards.empty();
   request.keep = options.keep;
   request.began = std::time(nullptr);
@@ -174,6 +176,29 @@ class NewRun {
   bool kept_ = false;
 };
 
+/// What an update with a script that only compares would say.
+void PlanComparison(const Examination& found, Result* result) {
+  result->status = ExitStatus::kNothing;
+  result->outcome = Outcome::kNothing;
+  result->message.what = "The script only compares: an update with it writes nothing.";
+  result->message.remedy = "Nothing.";
+  if (!found.served) return;
+  const auto& files = found.input.set.files;
+  result->differs = std::any_of(files.begin(), files.end(), [&](const auto& file) {
+    return RecordsOf(file.compared) != found.served->records;
+  });
+  if (*result->differs) {
+    result->status = ExitStatus::kBmcFailed;
+    result->outcome = Outcome::kFailed;
+    result->message.what = "The BMC does not serve the records that the script compares.";
+    result->message.remedy = "Program them: tarvekctl update with a file of them.";
+  } else {
+    result->in_service = InService::kInput;
+    result->message.what = "The BMC serves the records that the script compares.";
+    result->message.state = StateSentence(InService::kInput, false);
+  }
+}
+
 }  // namespace
 
 Result RunPlan(const Session& session, const Options& options) {
@@ -200,9 +225,7 @@ Result RunPlan(const Session& session, const Options& options) {
                 "Go on: tarvekctl " + verb + " " + inspect::Escaped(options.input) +
                     ", with the same options.");
   if (found.input.compares_only) {
-    result.status = ExitStatus::kNothing;
-    result.outcome = Outcome::kNothing;
-    result.message.what = "The script only compares: an update with it writes nothing.";
+    PlanComparison(found, &result);
   } else {
     result.more["requests"] = found.requests;
     result.more["seconds"] = found.seconds;
@@ -239,19 +262,21 @@ Result RunUpdate(const Session& session, const Options& options) {
   kept.input = AbsolutePath(options.input);
   led.run.Save(kept);
   Way way = FindWay(session, led.run.id(), led.request, kPatience);
-  if (way.under_way) {
-    if (!options.detach) return FollowRun(session, *way.under_way);
-    const std::string& id = way.under_way->id();
-    return GoesOn(session, id, "Run " + id + " writes this INPUT already.");
+  while (way.under_way) {
+    const std::string id = way.under_way->id();
+    if (options.detach) return GoesOn(session, id, "Run " + id + " writes this INPUT already.");
+    if (std::optional<Result> end = FollowWhileThere(session, *way.under_way)) return *end;
+    way = FindWay(session, led.run.id(), led.request, kPatience);
   }
   SettleRuns(session, led.run.id());
   SweepWhenFree(session);
   if (options.detach) {
     Examine(session, led.request, led.run.Work());
     HandOver(led.run);
-    made.Keep();
     way.lock.reset();
-    return Detach(session, options, &led);
+    Result result = Detach(session, options, &led);
+    made.Keep();
+    return result;
   }
   made.Keep();
   Result result = LeadRun(session, led);
@@ -262,8 +287,9 @@ Result RunUpdate(const Session& session, const Options& options) {
 Result RunResume(const Session& session, const Options& options) {
   std::optional<Run> run = session.store.Find(options.input);
   if (!run) {
-    Refuse(session, ExitStatus::kUsage, "There is no run " + inspect::Escaped(options.input) + ".",
-           "See the runs: tarvekctl history.");
+    throw Stop(Unchanged(session, ExitStatus::kUsage, Outcome::kUsage,
+                         "There is no run " + inspect::Escaped(options.input) + ".",
+                         "See the runs: tarvekctl history."));
   }
   Descriptor lead(options.lead);
   if (!lead || !run->IsLead(lead)) lead = run->TakeLead();
@@ -273,7 +299,7 @@ Result RunResume(const Session& session, const Options& options) {
   led.request = led.run.ReadRequest();
   Session its = session;
   its.command = led.request.command;
-  its.again = "tarvekctl " + its.command + ' ' + inspect::Escaped(led.request.input);
+  its.again = CommandOf(led.request);
   its.tool = led.request.tool;
   its.break_lock = led.request.break_lock;
   const Request nobody;  // no run is the same: this one is to be led
@@ -286,6 +312,12 @@ Result RunResume(const Session& session, const Options& options) {
   } catch (Stop& stop) {
     EndRun(its, led.run, &stop.result);
     return stop.result;
+  } catch (const std::exception& error) {
+    Result result =
+        Unchanged(its, ExitStatus::kUnfit, Outcome::kRefused, inspect::Escaped(error.what()) + ".",
+                  "Make room or give rights there: tarvekctl doctor.");
+    EndRun(its, led.run, &result);
+    return result;
   }
 }
 

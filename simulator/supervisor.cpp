@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 
 namespace bmcsim {
 namespace {
@@ -39,6 +40,15 @@ class HeldSignals {
   void Release() const {
     sigaction(SIGCHLD, &former_child_action_, nullptr);
     sigprocmask(SIG_SETMASK, &former_, nullptr);
+  }
+
+  /// Takes a CONT that has come, if one has.
+  static void DropContinue() {
+    sigset_t it;
+    sigemptyset(&it);
+    sigaddset(&it, SIGCONT);
+    const timespec at_once = {};
+    (void)sigtimedwait(&it, nullptr, &at_once);
   }
 
   siginfo_t Take() const {
@@ -96,6 +106,9 @@ ProgramEnd WaitFor(pid_t program, const HeldSignals& signals) {
     const pid_t changed = waitpid(program, &status, WNOHANG | WUNTRACED);
     if (changed == program && WIFSTOPPED(status)) {
       kill(getpid(), SIGSTOP);
+      // The program is told once and at once: a CONT that reaches it at its end takes away the STOP
+      // by which a leak checker there holds it.
+      HeldSignals::DropContinue();
       kill(program, SIGCONT);
     } else if (changed == program) {
       if (WIFSIGNALED(status)) return {0, WTERMSIG(status)};

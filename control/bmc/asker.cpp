@@ -14,11 +14,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// What the process apart hands back:
-//   [0] how it came out  [1] the driver  [2..] the answer
+// What the process apart hands back, for each request:
+//   [0] how it came out  [1] the driver  [2] length of the answer  [3..] the answer
 constexpr std::size_t kOutcomeAt = 0;
 constexpr std::size_t kDriverAt = 1;
-constexpr std::size_t kAnswerAt = 2;
+constexpr std::size_t kLengthAt = 2;
+constexpr std::size_t kAnswerAt = 3;
 constexpr char kNoNode = 'n';
 constexpr char kFailed = 'f';
 constexpr char kAnswered = 'a';
@@ -31,20 +32,31 @@ class Silence : public LogSink {
   void Line(std::string_view /*text*/) override {}
 };
 
-/// The part of the process apart.
-std::string Exchange(const ReadingRequest& request) {
-  Silence silence;
-  SetLogSink(&silence);
-  if (SearchIpmiDriver() != 0) return {kNoNode, kNoNode};
-  const char driver = open_ipmi == 1 ? kOpenIpmi : kMakers;
+/// One request of the process apart.
+/// @return whether the next one is to be sent.
+bool Exchange(const ReadingRequest& request, char driver, const Tell& tell) {
   std::array<unsigned char, kResponseBufferSize> answer{};
   auto length = static_cast<unsigned char>(request.capacity);
   const auto size = static_cast<unsigned char>(request.image.size());
-  if (Bmc_Access2(request.image.data(), size, answer.data(), &length) != 0)
-    return {kFailed, driver};
-  std::string told{kAnswered, driver};
+  if (Bmc_Access2(request.image.data(), size, answer.data(), &length) != 0) {
+    tell(std::string{kFailed, driver, 0});
+    return false;
+  }
+  std::string told{kAnswered, driver, static_cast<char>(length)};
   told.append(answer.begin(), answer.begin() + length);
-  return told;
+  tell(told);
+  return Complaint(request, {answer.data(), length}).empty();
+}
+
+/// The part of the process apart.
+void ExchangeAll(std::span<const ReadingRequest* const> requests, const Tell& tell) {
+  Silence silence;
+  SetLogSink(&silence);
+  if (SearchIpmiDriver() != 0) return tell(std::string{kNoNode, kNoNode, 0});
+  const char driver = open_ipmi == 1 ? kOpenIpmi : kMakers;
+  for (const ReadingRequest* const request : requests) {
+    if (!Exchange(*request, driver, tell)) return;
+  }
 }
 
 std::string DriverName(char driver) {
@@ -52,11 +64,8 @@ std::string DriverName(char driver) {
   return driver == kMakers ? "maker" : "";
 }
 
-Reply Read(const ReadingRequest& request, const std::string& told) {
+Reply Read(const ReadingRequest& request, std::string_view told) {
   const std::string name = request.name;
-  if (told.size() < kAnswerAt) {
-    return {BmcFailure::kDriver, "the process that asked " + name + " has died", {}, {}};
-  }
   const std::string driver = DriverName(told[kDriverAt]);
   if (told[kOutcomeAt] == kNoNode) {
     return {BmcFailure::kNoDriver, "no device node of an IPMI driver could be opened", {}, {}};
@@ -70,6 +79,36 @@ Reply Read(const ReadingRequest& request, const std::string& told) {
   return reply;
 }
 
+/// The reply to a request to which nothing was handed back.
+Reply Unanswered(const ReadingRequest& request, ApartEnd end, int limit) {
+  const std::string name = request.name;
+  constexpr int kMilliseconds = 1000;
+  switch (end) {
+    case ApartEnd::kTimeOut:
+      return {
+          BmcFailure::kSilent,
+          "no answer to " + name + " within " + std::to_string(limit / kMilliseconds) + " seconds",
+          {},
+          {}};
+    case ApartEnd::kInterrupted:
+      return {BmcFailure::kInterrupted, "interrupted", {}, {}};
+    case ApartEnd::kDone:
+    case ApartEnd::kDied:
+      break;
+  }
+  return {BmcFailure::kDriver, "the process that asked " + name + " has died", {}, {}};
+}
+
+/// Takes the first of the replies off what was handed back; empty when it is not whole.
+std::string_view TakeFirst(std::string_view* told) {
+  if (told->size() < kAnswerAt) return {};
+  const std::size_t size = kAnswerAt + static_cast<unsigned char>((*told)[kLengthAt]);
+  if (told->size() < size) return {};
+  const std::string_view first = told->substr(0, size);
+  told->remove_prefix(size);
+  return first;
+}
+
 }  // namespace
 
 Asker::Asker(const Interrupts* interrupts, int limit)
@@ -77,26 +116,25 @@ Asker::Asker(const Interrupts* interrupts, int limit)
       limit_(limit),
       end_(Clock::now() + std::chrono::milliseconds(limit)) {}
 
-Reply Asker::Ask(const ReadingRequest& request) {
+std::vector<Reply> Asker::Ask(std::span<const ReadingRequest* const> requests) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now()).count();
   const int wait = static_cast<int>(std::clamp<std::int64_t>(left, 0, limit_));
-  const ApartResult result = DoApart([&] { return Exchange(request); }, interrupts_, wait);
-  switch (result.end) {
-    case ApartEnd::kTimeOut: {
-      constexpr int kMilliseconds = 1000;
-      return {BmcFailure::kSilent,
-              "no answer to " + std::string(request.name) + " within " +
-                  std::to_string(limit_ / kMilliseconds) + " seconds",
-              {},
-              {}};
-    }
-    case ApartEnd::kInterrupted:
-      return {BmcFailure::kInterrupted, "interrupted", {}, {}};
-    case ApartEnd::kDone:
-    case ApartEnd::kDied:
-      break;
+  const ApartResult result =
+      DoApart([&](const Tell& tell) { ExchangeAll(requests, tell); }, interrupts_, wait);
+  std::string_view told = result.bytes;
+  std::vector<Reply> replies;
+  for (const ReadingRequest* const request : requests) {
+    const std::string_view first = TakeFirst(&told);
+    replies.push_back(first.empty() ? Unanswered(*request, result.end, limit_)
+                                    : Read(*request, first));
+    if (replies.back().failure != BmcFailure::kNone) break;
   }
-  return Read(request, result.bytes);
+  return replies;
+}
+
+Reply Asker::Ask(const ReadingRequest& request) {
+  const std::array<const ReadingRequest*, 1> one{&request};
+  return Ask(one).front();
 }
 
 }  // namespace tarvek::control

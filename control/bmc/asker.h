@@ -1,7 +1,8 @@
-// One request after the other, each in a process apart, under one limit of time.
+// Requests one after the other, in a process apart, under one limit of time.
 #pragma once
 
 #include <chrono>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ class Asker {
   Asker(const Interrupts* interrupts, int limit);
 
   Reply Ask(const ReadingRequest& request);
+  /// Asks one after the other, until one has no good answer.
+  /// @return a reply to each that was asked: all good, or the last one not.
+  std::vector<Reply> Ask(std::span<const ReadingRequest* const> requests);
 
  private:
   const Interrupts* interrupts_;

@@ -1,6 +1,6 @@
 #include "control/bmc/bmc.h"
 
-#include <algorithm>
+#include <array>
 
 #include "control/bmc/answers.h"
 #include "control/bmc/asker.h"
@@ -104,20 +104,19 @@ void ProbeSparedMode(Prober& prober) {
 }  // namespace
 
 BmcReport AskBmc(const Interrupts* interrupts, int limit) {
-  Asker asker(interrupts, limit);
+  constexpr std::array kBoth{&kAskDeviceId, &kAskRepositoryInfo};
+  const std::vector<Reply> replies = Asker(interrupts, limit).Ask(kBoth);
   BmcReport report;
-  const auto ask = [&](const ReadingRequest& request) {
-    Reply reply = asker.Ask(request);
-    report.failure = reply.failure;
-    report.detail = std::move(reply.detail);
+  report.failure = replies.back().failure;
+  report.detail = replies.back().detail;
+  for (const Reply& reply : replies) {
     if (!reply.driver.empty()) report.driver = reply.driver;
-    return std::move(reply.answer);
+  }
+  const auto good = [&](std::size_t at) {
+    return at < replies.size() && replies[at].failure == BmcFailure::kNone;
   };
-  const std::vector<unsigned char> device = ask(kAskDeviceId);
-  if (report.failure != BmcFailure::kNone) return report;
-  report.device = DeviceIdOf(device);
-  const std::vector<unsigned char> info = ask(kAskRepositoryInfo);
-  if (report.failure == BmcFailure::kNone) report.info = RepositoryInfoOf(info);
+  if (good(0)) report.device = DeviceIdOf(replies[0].answer);
+  if (good(1)) report.info = RepositoryInfoOf(replies[1].answer);
   return report;
 }
 

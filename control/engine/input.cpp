@@ -250,7 +250,7 @@ Input LoadInput(const Session& session, const Directory& work, const std::string
   RemoveUnneeded(work, input);
   input.findings = inspect::Check(input.set, inspect::DecodeAll(input.set), {});
   if (!allow_findings && !input.compares_only) CheckFindings(session, input, original);
-  input.records = RecordsOf(input.set);
+  input.records = RecordsOf(input.set.records);
   if (input.set.version) input.version = ReducedVersion(*input.set.version);
   return input;
 }

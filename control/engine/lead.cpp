@@ -98,11 +98,18 @@ void Show(const Session& session, const Run& run) {
   }
 }
 
+/// How far a run has come.
+struct Come {
+  Plan plan;             // empty until the machine was examined
+  bool started = false;  // the tool, to write
+};
+
 /// Runs the tool to write. From its start on, the run is in other programs' hands too.
-Result Program(const Session& session, const Led& led, const Plan& plan, int seconds,
-               std::optional<Plan>* started) {
+Result Program(const Session& session, const Led& led, int seconds, Come* come) {
+  const Plan& plan = come->plan;
   const Run& run = led.run;
   const Directory work = run.Work();
+  session.reading.Clear();
   // Room for what is to be written when the run has ended, whatever fills the disk until then.
   run.directory().Reserve(kBallast, kBallastBytes);
   const Descriptor output = run.directory().Append("output");
@@ -110,31 +117,32 @@ Result Program(const Session& session, const Led& led, const Plan& plan, int sec
   SavePlan(run, plan);
   const Child child =
       Child::Start(led.request.tool, plan.arguments, work, output.get(), session.interrupts);
-  *started = plan;
+  come->started = true;
   bool interrupted = false;
-  const ChildEnd end =
-      WaitForChild(child, session.stops, &interrupted, [&] { Show(session, run); });
+  const ChildEnd end = WaitForChild(child, session.stops, &interrupted, [&] {
+                         Show(session, run);
+                         return true;
+                       }).value();
   run.directory().Remove(kBallast);
   if (end.signal != 0) NoteKilled(work);
   return VerifyRun(session, run, plan, interrupted || WasInterrupted(end, run));
 }
 
-/// @param started  receives the plan when the tool was started to write.
-/// @throws Stop, SystemError  before that.
-Result Go(const Session& session, const Led& led, std::optional<Plan>* started) {
+/// @throws Stop  before the tool was started to write; SystemError, at any time.
+Result Go(const Session& session, const Led& led, Come* come) {
   const Run& run = led.run;
   const Directory work = run.Work();
   SavePhase(run, "checking", 0);
   session.sink.Show(ReadProgress(run));
   const Examination found = Examine(session, led.request, work);
-  Plan plan = PlanOf(found);
+  come->plan = PlanOf(found);
   if (led.request.keep_backup && found.served && !found.served->records.empty() &&
       !found.input.compares_only) {
-    plan.backup = SaveBackup(session, run, found);
+    come->plan.backup = SaveBackup(session, run, found);
   }
   // From here on INT and TERM are the tool's.
   if (session.interrupts.Count() > 0) StopInterrupted(session);
-  return Program(session, led, plan, found.seconds, started);
+  return Program(session, led, found.seconds, come);
 }
 
 Result Killed(const Session& session) {
@@ -182,7 +190,7 @@ Result Settle(const Session& session, const Run& run) {
     const Request request = run.ReadRequest();
     its.command = request.command;
     its.tool = request.tool;
-    its.again = "tarvekctl " + its.command + ' ' + inspect::Escaped(request.input);
+    its.again = CommandOf(request);
   } catch (const std::exception&) {
     // Its words are missing, no more.
   }
@@ -191,16 +199,15 @@ Result Settle(const Session& session, const Run& run) {
   return result;
 }
 
-/// What a run came to that something unforeseen has ended.
-/// @param started  what the tool was started to write; it has ended.
-Result AfterFailure(const Session& session, const Run& run, const std::optional<Plan>& started,
+/// What a run came to that something unforeseen has ended; its tool, if it was started, too.
+Result AfterFailure(const Session& session, const Run& run, const Come& come,
                     const std::string& what) {
-  if (!started) {
+  if (!come.started) {
     return Unchanged(session, ExitStatus::kUnfit, Outcome::kRefused, what + ".",
                      "Make room or give rights there: tarvekctl doctor.");
   }
   try {
-    return VerifyRun(session, run, *started, true);
+    return VerifyRun(session, run, come.plan, true);
   } catch (const std::exception&) {
     return Lost(session, what + ".");
   }
@@ -248,6 +255,22 @@ std::optional<BmcLock> BmcLock::Try(const RunStore& store, const std::string& ru
   return BmcLock(std::move(held));
 }
 
+std::string CommandOf(const Request& request) {
+  std::string command = "tarvekctl " + request.command;
+  const bool restore = request.command == "restore";
+  const std::pair<bool, const char*> flags[] = {
+      {request.force && !restore, " --force"},
+      {request.reprogram, " --reprogram"},
+      {request.allow_findings && !restore, " --allow-findings"},
+      {!request.keep_backup, " --no-backup"},
+      {request.break_lock, " --break-lock"}};
+  for (const auto& [given, flag] : flags) {
+    if (given) command += flag;
+  }
+  if (!request.boards.empty()) command += " --boards " + inspect::Escaped(request.boards);
+  return command + ' ' + inspect::Escaped(request.input);
+}
+
 // Where the disk is full, or the run's directory was removed, the run stays open; the next command
 // that finds it gives it its result.
 void EndRun(const Session& session, const Run& run, Result* result) {
@@ -268,16 +291,21 @@ void EndRun(const Session& session, const Run& run, Result* result) {
 
 Result LeadRun(const Session& session, const Led& led) {
   Result result;
-  std::optional<Plan> started;
+  Come come;
   led.run.directory().Remove(kHanded);
   ChangeMachineState(session.store.state(),
                      [&](MachineState* machine) { machine->running = led.run.id(); });
   try {
-    result = Go(session, led, &started);
+    result = Go(session, led, &come);
   } catch (const Stop& stop) {
     result = stop.result;
   } catch (const std::exception& error) {
-    result = AfterFailure(session, led.run, started, inspect::Escaped(error.what()));
+    result = AfterFailure(session, led.run, come, inspect::Escaped(error.what()));
+  }
+  if (!come.started && come.plan.before) {
+    // What was found out and saved before it ended.
+    result.version_before = result.version_after = come.plan.version_before;
+    result.backup = come.plan.backup;
   }
   EndRun(session, led.run, &result);
   return result;
@@ -295,18 +323,21 @@ Result AdoptRun(const Session& session, const Run& run) {
 
 namespace {
 
-Result Follow(const Session& session, const Run& run) {
+/// @return absent when the run was removed.
+std::optional<Result> Follow(const Session& session, const Run& run) {
   Watch watch;
   watch.Add(run.directory());
   watch.Add(run.Work());
   for (;;) {
-    if (std::optional<Result> result = run.ReadResult()) return *result;
+    if (std::optional<Result> result = run.ReadResult()) return result;
+    if (!session.store.Find(run.id())) return std::nullopt;
     if (!IsHandedOver(run)) {
       const Descriptor lead = run.TakeLead();
       std::optional<BmcLock> lock;
       if (lead) lock = BmcLock::Try(session.store, run.id());
-      // Another may have led it to its end in between.
-      if (lock && !run.directory().Has(Run::kResult)) return AdoptRun(session, run);
+      // Another may have led it to its end in between, or removed it.
+      const bool open = lock && !run.directory().Has(Run::kResult);
+      if (open && session.store.Find(run.id())) return AdoptRun(session, run);
     }
     session.sink.Show(ReadProgress(run));
     if (WaitFor(watch.fd(), session.stops, kSecond) == Woken::kInterrupted) {
@@ -318,19 +349,28 @@ Result Follow(const Session& session, const Run& run) {
 
 }  // namespace
 
-Result FollowRun(const Session& session, const Run& run) {
+std::optional<Result> FollowWhileThere(const Session& session, const Run& run) {
   try {
     return Follow(session, run);
   } catch (const Stop&) {
     throw;
   } catch (const std::exception& error) {
-    // Its files are gone, or cannot be read.
+    if (!session.store.Find(run.id())) return std::nullopt;
     Result result = Unknown(
         session, "Run " + run.id() + " cannot be followed: " + inspect::Escaped(error.what()) + ".",
         "What the run does is not known.", "See what the BMC serves: tarvekctl status.");
     result.run = run.id();
     throw Stop(std::move(result));
   }
+}
+
+Result FollowRun(const Session& session, const Run& run) {
+  if (const std::optional<Result> result = FollowWhileThere(session, run)) return *result;
+  Result result =
+      Unknown(session, "Run " + run.id() + " was removed.", "What the run did is not known.",
+              "See what the BMC serves: tarvekctl status.");
+  result.run = run.id();
+  throw Stop(std::move(result));
 }
 
 std::optional<Run> RunWithLock(const RunStore& store) {

@@ -28,6 +28,9 @@ struct Led {
   Request request;
 };
 
+/// The command that asks for the same, with its files by their whole names; escaped.
+std::string CommandOf(const Request& request);
+
 /// Does all of a run whose copies are in place, and leaves its result there. Needs the BMC's lock.
 Result LeadRun(const Session& session, const Led& led);
 
@@ -41,7 +44,12 @@ Result AdoptRun(const Session& session, const Run& run);
 
 /// Follows a run that another program leads until it has ended; takes it over when nobody leads it
 /// any more.
+/// @return absent when the run is gone: who made it found that it is not to be, and changed
+/// nothing.
 /// @throws Stop  interrupted; the run goes on.
+std::optional<Result> FollowWhileThere(const Session& session, const Run& run);
+/// The same of a run that is known to have been there.
+/// @throws Stop  also when the run is gone.
 Result FollowRun(const Session& session, const Run& run);
 
 /// The run for which another program holds the BMC's lock; absent when it only reads.

@@ -62,18 +62,19 @@ bool IsOurs(const RunStore& store, const LockReport& lock) {
   const auto left_in = [&lock](const auto& open_directory) {
     try {
       return LeftIn(open_directory(), lock);
-    } catch (const SystemError&) {
+    } catch (const std::exception&) {
       return false;  // one goes that another command has done with
     }
   };
   const std::vector<std::string> scratches = store.Scratches();
-  const std::vector<Run> runs = store.All();
+  const std::vector<std::string> runs = store.Ids();
   return std::any_of(scratches.begin(), scratches.end(),
                      [&](const std::string& name) {
                        return left_in([&] { return store.state().Sub(name); });
                      }) ||
-         std::any_of(runs.begin(), runs.end(),
-                     [&](const Run& run) { return left_in([&] { return run.Work(); }); });
+         std::any_of(runs.begin(), runs.end(), [&](const std::string& id) {
+           return left_in([&] { return store.Find(id).value().Work(); });
+         });
 }
 
 std::string NameOf(const LockReport& lock) {

@@ -25,22 +25,6 @@ constexpr int kTries = 2;
 constexpr std::chrono::seconds kLongestReading{900};
 constexpr std::chrono::seconds kEndSoon{30};
 
-/// A scratch directory that goes with it.
-class Scratch {
- public:
-  explicit Scratch(const RunStore& store) : store_(store), directory_(store.Scratch(&name_)) {}
-  ~Scratch() { store_.RemoveScratch(name_); }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  const Directory& directory() const { return directory_; }
-
- private:
-  const RunStore& store_;
-  std::string name_;
-  Directory directory_;
-};
-
 std::string LastLine(const std::string& text) {
   std::size_t end = text.find_last_not_of("\r\n");
   if (end == std::string::npos) return "";
@@ -76,38 +60,48 @@ ReadFailure FailureOf(const Directory& work, const ChildEnd& end) {
   return failure;
 }
 
-/// One run of `tarvek -backup`.
-std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFailure* failure) {
-  const Scratch scratch(session.store);
-  const Directory& work = scratch.directory();
-  work.Make("mchk_fil", bmc.device.ProductText() + "\n");
-  work.Make("ZetaInfo.xml", "");
+/// Runs `tarvek -backup` to its end. It may be ended at any time; one that was told to end, soon.
+/// @return how it ended; absent for one that not even KILL ends.
+std::optional<ChildEnd> RunReader(const Session& session, const Directory& work,
+                                  bool* interrupted) {
   const Descriptor output = work.Append(kOutput);
   const Child child =
       Child::Start(session.tool, {"-backup", kImage}, work, output.get(), session.interrupts);
-  bool interrupted = false;
-  bool told = false;
   Clock::time_point end_by = Clock::now() + kLongestReading;
-  Clock::time_point kill_by = Clock::time_point::max();
-  const ChildEnd end = WaitForChild(child, session.stops, &interrupted, [&] {
-    // A reading may be ended at any time; one that was told to end, soon.
+  int told = 0;  // the signals that it was sent
+  return WaitForChild(child, session.stops, interrupted, [&] {
     const Clock::time_point now = Clock::now();
-    if (interrupted) end_by = std::min(end_by, now);
-    if (now >= end_by && !told) {
-      child.Signal(SIGTERM);
-      kill_by = now + kEndSoon;
-      told = true;
-    }
-    if (now >= kill_by) child.Signal(SIGKILL);
+    if (*interrupted && told == 0) end_by = now;
+    if (now < end_by) return true;
+    if (told == 2) return false;
+    child.Signal(told == 0 ? SIGTERM : SIGKILL);
+    end_by = now + kEndSoon;
+    ++told;
+    return true;
   });
-  // A killed reader leaves the lock.
-  if (end.signal != 0) {
+}
+
+/// One reading.
+std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFailure* failure) {
+  const Directory& work = session.reading.Prepare(bmc.device.ProductText());
+  bool interrupted = false;
+  const std::optional<ChildEnd> end = RunReader(session, work, &interrupted);
+  // A killed reader leaves the lock; one that lives on keeps it.
+  if (!end) {
+    session.reading.Leave();
+  } else if (end->signal != 0) {
     NoteKilled(work);
     WaitForFreeLock(session);
   }
   if (interrupted) StopInterrupted(session);
+  if (!end) {
+    failure->what = "The tarvek that was to read the BMC's records does not end, not even killed.";
+    failure->remedy = "Its driver hangs: reboot the server, or reset its BMC.";
+    failure->hangs = true;
+    return std::nullopt;
+  }
   if (!work.Has(kImage)) {
-    *failure = FailureOf(work, end);
+    *failure = FailureOf(work, *end);
     return std::nullopt;
   }
   Served served;
@@ -116,14 +110,14 @@ std::optional<Served> TryReading(const Session& session, const Bmc& bmc, ReadFai
     served.image = work.Read(kImage).value_or("");
   } catch (const inspect::InputError& error) {
     // The tool leaves an image that is too large, and tells that it is none.
-    *failure = FailureOf(work, end);
+    *failure = FailureOf(work, *end);
     if (failure->too_large) return std::nullopt;
     failure->what = std::string("The image of the BMC's records is wrong (") +
                     inspect::Escaped(error.what()) + ").";
     failure->remedy = "Run the command again; look for what is wrong: tarvekctl doctor.";
     return std::nullopt;
   }
-  served.records = RecordsOf(served.set);
+  served.records = RecordsOf(served.set.records);
   if (served.set.version) served.version = ReducedVersion(*served.set.version);
   served.script = served.set.script;
   return served;
@@ -142,10 +136,9 @@ std::optional<NumberedError> FirstError(const std::string& log) {
   return NumberedError{status, text};
 }
 
-ChildEnd WaitForChild(const Child& child, const Interrupts* stops, bool* interrupted,
-                      const std::function<void()>& each) {
-  for (;;) {
-    each();
+std::optional<ChildEnd> WaitForChild(const Child& child, const Interrupts* stops, bool* interrupted,
+                                     const std::function<bool()>& each) {
+  while (each()) {
     switch (WaitFor(child.pidfd(), *interrupted ? nullptr : stops, kSecond)) {
       case Woken::kReadable:
         return child.Reap();
@@ -157,6 +150,7 @@ ChildEnd WaitForChild(const Child& child, const Interrupts* stops, bool* interru
         break;
     }
   }
+  return std::nullopt;
 }
 
 Bmc IdentifyBmc(const Session& session) {
@@ -179,7 +173,7 @@ std::optional<Served> ReadServed(const Session& session, const Bmc& bmc, ReadFai
   if (bmc.info.records == 0) return Served{};
   for (int left = kTries; left > 0; --left) {
     std::optional<Served> served = TryReading(session, bmc, failure);
-    if (served || failure->too_large) return served;
+    if (served || failure->too_large || failure->hangs) return served;
   }
   return std::nullopt;
 }

@@ -37,6 +37,7 @@ struct ReadFailure {
   std::optional<NumberedError> error;
   bool too_large = false;  // the image cannot hold the set
   bool busy = false;       // another program took the lock
+  bool hangs = false;      // the tool did not end
 };
 
 /// Asks the BMC what it is.
@@ -58,10 +59,10 @@ void RememberServed(const Session& session, const Bmc& bmc, const Served& served
 void RememberUnreadable(const Session& session);
 
 /// Waits until a program has ended. The first interrupt becomes one TERM to it.
-/// @param each  called at least once a second.
-/// @return how it ended.
-ChildEnd WaitForChild(const Child& child, const Interrupts* stops, bool* interrupted,
-                      const std::function<void()>& each);
+/// @param each  called at least once a second; whether it is to be waited for any longer.
+/// @return how it ended; absent when it was not waited for.
+std::optional<ChildEnd> WaitForChild(const Child& child, const Interrupts* stops, bool* interrupted,
+                                     const std::function<bool()>& each);
 
 /// The first numbered error that a log of the tool tells.
 std::optional<NumberedError> FirstError(const std::string& log);

@@ -30,13 +30,13 @@ int Nibble(char digit) {
 
 }  // namespace
 
-RecordList RecordsOf(const inspect::RecordSet& set) {
-  RecordList records;
-  for (const inspect::InputRecord& record : set.records) {
+RecordList RecordsOf(const std::vector<inspect::InputRecord>& records) {
+  RecordList list;
+  for (const inspect::InputRecord& record : records) {
     if (!record.selected || record.bytes.size() < kRecordIdSize) continue;
-    records.emplace_back(record.bytes.begin() + kRecordIdSize, record.bytes.end());
+    list.emplace_back(record.bytes.begin() + kRecordIdSize, record.bytes.end());
   }
-  return records;
+  return list;
 }
 
 std::string ToLines(const RecordList& records) {
@@ -86,11 +86,15 @@ std::string DigestOf(const RecordList& records) {
   for (const std::string& record : records) {
     // The length first, so that no two lists give the same words.
     add(record.size());
-    for (std::size_t i = 0; i < record.size(); i += sizeof(std::uint64_t)) {
-      std::uint64_t word = 0;
-      std::memcpy(&word, record.data() + i, std::min(sizeof word, record.size() - i));
+    std::uint64_t word = 0;
+    std::size_t at = 0;
+    for (; record.size() - at >= sizeof word; at += sizeof word) {
+      std::memcpy(&word, record.data() + at, sizeof word);
       add(word);
     }
+    word = 0;
+    std::memcpy(&word, record.data() + at, record.size() - at);
+    if (at < record.size()) add(word);
   }
   constexpr std::size_t kTextSize = 17;
   std::array<char, kTextSize> text{};

@@ -14,8 +14,8 @@ namespace tarvek::control {
 /// The bytes of each record behind its ID, which is the BMC's to give.
 using RecordList = std::vector<std::string>;
 
-/// @return the records of a set that the tool would program; of an image all.
-RecordList RecordsOf(const inspect::RecordSet& set);
+/// @return those of the records that the tool would program; of an image all.
+RecordList RecordsOf(const std::vector<inspect::InputRecord>& records);
 
 /// One record a line in hexadecimal; and the opposite.
 std::string ToLines(const RecordList& records);

@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 #include <ctime>
+#include <stdexcept>
+#include <string_view>
 
 namespace tarvek::control {
 namespace {
@@ -51,32 +53,45 @@ Json OrNull(const std::optional<std::string>& text) { return text ? Json(*text) 
 
 }  // namespace
 
+// The plan's file: a line of JSON that says how many bytes of the records and of the difference
+// stand behind it, and those bytes as they are, so that much text costs little.
 void SavePlan(const Run& run, const Plan& plan) {
-  run.directory().WriteDurably(
-      Run::kProgramming,
-      JsonLine({{"input", ToLines(plan.input)},
-                {"before", plan.before ? Json(ToLines(*plan.before)) : Json(nullptr)},
-                {"version_before", OrNull(plan.version_before)},
-                {"version_input", OrNull(plan.version_input)},
-                {"backup", OrNull(plan.backup)},
-                {"arguments", plan.arguments},
-                {"compares_only", plan.compares_only},
-                {"difference", plan.difference}}));
+  const std::string input = ToLines(plan.input);
+  const std::string before = plan.before ? ToLines(*plan.before) : "";
+  const Json head{{"input", input.size()},
+                  {"before", plan.before ? Json(before.size()) : Json(nullptr)},
+                  {"difference", plan.difference.size()},
+                  {"version_before", OrNull(plan.version_before)},
+                  {"version_input", OrNull(plan.version_input)},
+                  {"backup", OrNull(plan.backup)},
+                  {"arguments", plan.arguments},
+                  {"compares_only", plan.compares_only}};
+  run.directory().WriteDurably(Run::kProgramming,
+                               JsonLine(head) + input + before + plan.difference);
 }
 
 std::optional<Plan> ReadPlan(const Run& run) {
   const std::optional<std::string> text = run.directory().Read(Run::kProgramming, kMostBytes);
   if (!text) return std::nullopt;
-  const Json json = Json::parse(*text);
+  std::string_view left = *text;
+  const auto take = [&left](std::size_t bytes) {
+    if (left.size() < bytes) throw std::runtime_error("the plan is cut off");
+    const std::string_view taken = left.substr(0, bytes);
+    left.remove_prefix(bytes);
+    return taken;
+  };
+  const Json json = Json::parse(take(left.find('\n') + 1));
   Plan plan;
-  plan.input = FromLines(json.at("input").get<std::string>());
-  if (const auto before = Maybe<std::string>(json.at("before"))) plan.before = FromLines(*before);
+  plan.input = FromLines(take(json.at("input").get<std::size_t>()));
+  if (const auto before = Maybe<std::size_t>(json.at("before"))) {
+    plan.before = FromLines(take(*before));
+  }
+  plan.difference = take(json.at("difference").get<std::size_t>());
   plan.version_before = Maybe<std::string>(json.at("version_before"));
   plan.version_input = Maybe<std::string>(json.at("version_input"));
   plan.backup = Maybe<std::string>(json.at("backup"));
   json.at("arguments").get_to(plan.arguments);
   json.at("compares_only").get_to(plan.compares_only);
-  json.at("difference").get_to(plan.difference);
   return plan;
 }
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "control/contract/result.h"
+#include "control/engine/reading_place.h"
 #include "control/runs/run_store.h"
 #include "control/system/interrupts.h"
 
@@ -29,6 +30,7 @@ class ProgressSink {
 
 struct Session {
   const RunStore& store;
+  ReadingPlace& reading;
   const Interrupts& interrupts;
   const Interrupts* stops;  // what ends a waiting: the interrupts; null once it must go on
   ProgressSink& sink;

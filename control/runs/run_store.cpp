@@ -59,6 +59,7 @@ Json RequestJson(const Request& request) {
           {"allow_findings", request.allow_findings},
           {"keep_backup", request.keep_backup},
           {"break_lock", request.break_lock},
+          {"boards", request.boards},
           {"listed", request.listed},
           {"digest", request.digest},
           {"keep", request.keep},
@@ -75,6 +76,7 @@ Request RequestFromJson(const Json& json) {
   json.at("allow_findings").get_to(request.allow_findings);
   json.at("keep_backup").get_to(request.keep_backup);
   json.at("break_lock").get_to(request.break_lock);
+  json.at("boards").get_to(request.boards);
   json.at("listed").get_to(request.listed);
   json.at("digest").get_to(request.digest);
   json.at("keep").get_to(request.keep);
@@ -152,14 +154,6 @@ std::vector<std::string> RunStore::Ids() const {
   ids.erase(std::remove_if(ids.begin(), ids.end(), [](const auto& id) { return !IsId(id); }),
             ids.end());
   return ids;
-}
-
-std::vector<Run> RunStore::All() const {
-  std::vector<Run> runs;
-  for (const std::string& id : Ids()) {
-    if (std::optional<Run> run = Find(id)) runs.push_back(std::move(*run));
-  }
-  return runs;
 }
 
 std::vector<Run> RunStore::Unfinished() const {

@@ -35,6 +35,7 @@ struct Request {
   bool allow_findings = false;
   bool keep_backup = true;
   bool break_lock = false;
+  std::string boards;    // the hardware list that was named, made absolute
   bool listed = true;    // the boards of a hardware list count; else the image's own product
   std::string digest;    // of what was copied
   std::size_t keep = 0;  // how many runs are kept behind it
@@ -97,8 +98,6 @@ class RunStore {
   std::optional<Run> Find(const std::string& id) const;
   /// The ids of all runs, the oldest first.
   std::vector<std::string> Ids() const;
-  /// All runs, the oldest first.
-  std::vector<Run> All() const;
   /// Those without a result, the oldest first.
   std::vector<Run> Unfinished() const;
   void Remove(const std::string& id) const;

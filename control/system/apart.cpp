@@ -20,7 +20,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// The copy's part: never returns.
-[[noreturn]] void WorkAndEnd(const std::function<std::string()>& work, int out, pid_t starter) {
+[[noreturn]] void WorkAndEnd(const std::function<void(const Tell&)>& work, int out, pid_t starter) {
   // Who started it may be gone, or go: then nobody wants the answer, and what it holds is to be
   // free.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -29,18 +29,17 @@ using Clock = std::chrono::steady_clock;
   sigemptyset(&none);
   std::signal(SIGINT, SIG_IGN);  // a terminal's Ctrl-C is the caller's to take
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  std::string bytes;
   try {
-    bytes = work();
+    work([out](std::string_view bytes) {
+      while (!bytes.empty()) {
+        const ssize_t count = write(out, bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) _exit(EXIT_FAILURE);
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+      }
+    });
   } catch (...) {
     _exit(EXIT_FAILURE);
-  }
-  std::size_t sent = 0;
-  while (sent < bytes.size()) {
-    const ssize_t count = write(out, bytes.data() + sent, bytes.size() - sent);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) _exit(EXIT_FAILURE);
-    sent += static_cast<std::size_t>(count);
   }
   _exit(EXIT_SUCCESS);
 }
@@ -81,7 +80,7 @@ bool EndedWell(pid_t copy) {
 
 }  // namespace
 
-ApartResult DoApart(const std::function<std::string()>& work, const Interrupts* interrupts,
+ApartResult DoApart(const std::function<void(const Tell&)>& work, const Interrupts* interrupts,
                     int milliseconds) {
   std::array<int, 2> ends{};
   ApartResult result;

@@ -211,10 +211,11 @@ int RunQuietly(const std::string& program, const std::vector<std::string>& argum
     plan.KeepNone();
     const pid_t pid = plan.Start(program, arguments, environ);
     const Descriptor pidfd = OpenPidfd(pid);
-    if (!pidfd || WaitFor(pidfd.get(), nullptr, milliseconds) != Woken::kReadable) return -1;
+    const bool ended = pidfd && WaitFor(pidfd.get(), nullptr, milliseconds) == Woken::kReadable;
+    if (!ended) kill(pid, SIGKILL);
     int status = 0;
-    if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return -1;
-    return WEXITSTATUS(status);
+    const bool told = waitpid(pid, &status, ended ? 0 : WNOHANG) == pid && WIFEXITED(status);
+    return told ? WEXITSTATUS(status) : -1;
   } catch (const SystemError&) {
     return -1;
   }

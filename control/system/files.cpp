@@ -39,6 +39,17 @@ int WriteAll(int opened, std::string_view bytes) {
   return 0;
 }
 
+/// Gives a file another name, unless something has it. File systems of removable disks have no
+/// links; some that are mounted from elsewhere have nothing else.
+/// @return 0, or the error.
+int GiveFreeName(int directory, const std::string& from, const std::string& name) {
+  if (renameat2(directory, from.c_str(), directory, name.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  if (linkat(directory, from.c_str(), directory, name.c_str(), 0) != 0) return errno;
+  unlinkat(directory, from.c_str(), 0);
+  return 0;
+}
+
 }  // namespace
 
 SystemError::SystemError(const std::string& path, const std::string& what, int number)
@@ -153,13 +164,19 @@ void Directory::WriteDurably(const std::string& name, std::string_view bytes) co
 
 void Directory::WriteNew(const std::string& name, std::string_view bytes) const {
   const std::string temporary = WriteTemporary(bytes, kPrivateMode, true);
-  // Not by a link: file systems of removable disks have none.
-  if (renameat2(fd_.get(), temporary.c_str(), fd_.get(), name.c_str(), RENAME_NOREPLACE) != 0) {
-    const int error = errno;
+  const int error = GiveFreeName(fd_.get(), temporary, name);
+  if (error != 0) {
     unlinkat(fd_.get(), temporary.c_str(), 0);
     throw SystemError(PathOf(name), "cannot be written", error);
   }
   fsync(fd_.get());
+}
+
+void Directory::WriteThrough(const std::string& name, std::string_view bytes) const {
+  const Descriptor opened(
+      openat(fd_.get(), name.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const int error = opened ? WriteAll(opened.get(), bytes) : errno;
+  if (error != 0) throw SystemError(PathOf(name), "cannot be written", error);
 }
 
 Descriptor Directory::Append(const std::string& name) const {

@@ -60,6 +60,9 @@ class Directory {
   void WriteDurably(const std::string& name, std::string_view bytes) const;
   /// Likewise, but fails (EEXIST) when there is something of that name.
   void WriteNew(const std::string& name, std::string_view bytes) const;
+  /// Writes to a pipe or a device, without waiting for who reads there.
+  /// @throws SystemError  also when nobody reads, or not all of it at once.
+  void WriteThrough(const std::string& name, std::string_view bytes) const;
 
   /// Opens a file for appending, and makes it if need be.
   Descriptor Append(const std::string& name) const;

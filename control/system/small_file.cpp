@@ -26,7 +26,7 @@ SmallFile ReadSmallFile(int directory, const std::string& path, std::size_t most
   if (!S_ISREG(status.st_mode)) return Failure(EINVAL);
   SmallFile result;
   result.bytes.reserve(std::min(static_cast<std::size_t>(status.st_size), most));
-  constexpr std::size_t kPiece = 16384;
+  constexpr std::size_t kPiece = 65536;
   std::array<char, kPiece> piece{};
   for (;;) {
     const ssize_t count = read(file.get(), piece.data(), piece.size());

@@ -59,7 +59,8 @@ struct LoadedFile {
   std::string name;
   int pass = 0;  // 1: the first, 0: the last
   bool compare = false;
-  std::size_t records = 0;  // all of its records
+  std::size_t records = 0;            // all of its records
+  std::vector<InputRecord> compared;  // what is compared with the BMC's set; empty: nothing is
 };
 
 /// A set of records.

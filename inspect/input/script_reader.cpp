@@ -214,9 +214,10 @@ void ScriptReader::ReadFile(const CSDRHeader& file) {
   const Snapshot source{std::string(file.filename)};
   RecordSet read;
   ReadSource(source, state->tags, &read);
-  set_->files.push_back({file.filename, file.pass, file.compare != 0, read.records.size()});
+  set_->files.push_back({file.filename, file.pass, file.compare != 0, read.records.size(), {}});
   if (file.compare != 0) {
     CompareFile(file.filename, read);
+    if (!programmed_) set_->files.back().compared = std::move(read.records);
     return;
   }
   // Each file clears what the one before has programmed.

@@ -586,6 +586,46 @@ TEST_F(Processes, DetachChecksFirstAndLeavesNoRunBehind) {
   EXPECT_THAT(Ctl({"history"}).result["runs"], IsEmpty());
 }
 
+TEST_F(Processes, AnUpdateThatAttachedToOneThatIsRefusedIsDoneByItself) {
+  WriteInput(SdrSet(2, "SDR Version 01.01"), "older.sdr");
+  const Words words{"update", "older.sdr"};
+  const Started first =
+      StartCtl({"update", "older.sdr", "--detach"}, Fault("get-sdr@1: signal STOP"));
+  const pid_t tool = StoppedToolOf(first.pid);
+  const Started second = StartCtl(words);
+  AwaitProgress(second);
+  LetGo(tool);
+  const Expected nothing{.status = 2,
+                         .outcome = "nothing",
+                         .differs = true,
+                         .version_before = "01.02",
+                         .version_after = "01.02"};
+  ExpectResult(Finish(first), nothing);
+  Expected own = nothing;
+  own.run = true;
+  ExpectResult(Finish(second), own);
+}
+
+TEST_F(Processes, DetachSaysThatNobodyKnowsYetWhatIsServed) {
+  ExpectResult(Ctl({"update", "new.sdr", "--detach"}),
+               {.changed = nullptr, .in_service = "unknown", .run = true});
+  Ctl({"wait", LastRun()});
+  for (const pid_t leader : ChildrenOf(getpid())) Reap(leader);
+}
+
+TEST_F(Processes, ARunThatIsSettledByAnotherCommandKeepsTheCommandThatAskedForIt) {
+  pid_t tool = -1;
+  const Started update = StartUntilStopped("get-sdr@1: signal STOP", &tool, {"--force"});
+  KillLeader(update);
+  kill(tool, SIGKILL);
+  Reap(tool);
+  ASSERT_EQ(Ctl({"status"}).outcome.exit_status, 0);
+  const Said said = Ctl({"show", LastRun()});
+  EXPECT_EQ(said.outcome.exit_status, 6);
+  EXPECT_EQ(said.result["message"]["remedy"],
+            "Run it again: tarvekctl update --force " + Path("new.sdr") + ".");
+}
+
 TEST_F(Processes, WaitShowsProgressUntilTheEnd) {
   pid_t tool = -1;
   pid_t leader = -1;

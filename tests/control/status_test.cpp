@@ -163,6 +163,13 @@ TEST_F(Status, WritesMetricsToAFileThatEverybodyMayReadWholeOrNotAtAll) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory()), {}), 4);
 }
 
+TEST_F(Status, WritesMetricsToAPipeWithoutWaitingForAReader) {
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  const Outcome told = People({"status", "--format", "prometheus", "--output", "pipe"});
+  EXPECT_EQ(told.exit_status, 4);
+  EXPECT_THAT(told.errors, HasSubstr("pipe: cannot be written: No such device or address."));
+}
+
 TEST_F(Status, TellsInMetricsThatTheBmcCouldNotBeRead) {
   RunOptions silent;
   silent.fault = "get-device-id: cc C1";

@@ -20,6 +20,7 @@ class Conclusion : public testing::Test {
  protected:
   Result ConcludeOf(const Plan& plan, const End& end) {
     const Session session{.store = store_,
+                          .reading = reading_,
                           .interrupts = interrupts_,
                           .stops = nullptr,
                           .sink = *sink_,
@@ -64,6 +65,7 @@ class Conclusion : public testing::Test {
  private:
   const ScratchDirectory scratch_;
   const RunStore store_{scratch_.Path("state")};
+  ReadingPlace reading_{store_};
   const Interrupts interrupts_;
   const std::unique_ptr<ProgressSink> sink_ = MakeQuietSink();
 };

@@ -21,7 +21,7 @@ TEST(RecordsOf, LeavesTheRecordIdAndWhatIsNotSelectedOut) {
   inspect::RecordSet set;
   set.records = {Record({1, 0, 0x51, 0xC0}), Record({2, 0, 0x51}, false), Record({3}),
                  Record({4, 0}), Record({0xFF, 0xFF, 0})};
-  EXPECT_EQ(RecordsOf(set), (RecordList{"\x51\xC0", "", "\0"s}));
+  EXPECT_EQ(RecordsOf(set.records), (RecordList{"\x51\xC0", "", "\0"s}));
 }
 
 TEST(ToLines, AndBackGiveTheSame) {

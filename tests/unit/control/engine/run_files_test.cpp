@@ -53,7 +53,16 @@ TEST_F(RunFiles, KeepAPlanAsItIs) {
 }
 
 TEST_F(RunFiles, ThrowAtAPlanThatIsNone) {
-  for (const char* const text : {"", "{", "[]", "{}", "{\"input\":1}", "{\"input\":\"xyz\"}"}) {
+  const std::string rest =
+      R"(,"difference":0,"version_before":null,"version_input":null,"backup":null,)"
+      R"("arguments":[],"compares_only":false})"
+      "\n";
+  run_.directory().Write(Run::kProgramming, R"({"input":3,"before":null)" + rest + "00\n");
+  EXPECT_TRUE(ReadPlan(run_).has_value());
+  for (const std::string& text :
+       {std::string(), std::string("{"), std::string("[]\n"), std::string("{}\n"),
+        R"({"input":3,"before":null)" + rest + "00", R"({"input":-1,"before":null)" + rest + "00\n",
+        R"({"input":3,"before":null)" + rest + "0x\n", R"({"input":"a","before":null)" + rest}) {
     run_.directory().Write(Run::kProgramming, text);
     EXPECT_THROW(ReadPlan(run_), std::exception) << text;
   }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -118,6 +119,19 @@ TEST_F(Files, AreNewOnlyWhereThereIsNone) {
   EXPECT_EQ(ErrorOf([&] { directory_.WriteNew("new", "2"); }), EEXIST);
   EXPECT_EQ(directory_.Read("new"), "1");
   EXPECT_THAT(directory_.Names(), ElementsAre("new"));
+}
+
+TEST_F(Files, AreWrittenThroughAPipeOnlyWhileSomebodyReads) {
+  ASSERT_EQ(mkfifo((directory_.PathOf("pipe")).c_str(), 0600), 0);
+  EXPECT_EQ(ErrorOf([&] { directory_.WriteThrough("pipe", "text"); }), ENXIO);
+  const Descriptor reader(
+      open(directory_.PathOf("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  directory_.WriteThrough("pipe", "text");
+  std::array<char, 8> bytes{};
+  EXPECT_EQ(read(reader.get(), bytes.data(), bytes.size()), 4);
+  // A reader that does not read is not waited for.
+  const std::string much(1 << 20, 'x');
+  EXPECT_EQ(ErrorOf([&] { directory_.WriteThrough("pipe", much); }), EAGAIN);
 }
 
 TEST_F(Files, StayWhereTheyAreWhenADirectoryIsRenamed) {
