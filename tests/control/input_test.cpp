@@ -32,7 +32,10 @@ class Inputs : public ControlServer {
   /// What the last run was told to run, and leaves of it.
   Json Arguments() {
     const std::string path = StatePath("runs/" + LastRun() + "/programming");
-    return Json::parse(std::ifstream(path))["arguments"];
+    std::ifstream plan(path);
+    std::string head;
+    std::getline(plan, head);
+    return Json::parse(head)["arguments"];
   }
 
   std::vector<std::string> Copies() {

@@ -6,6 +6,7 @@ from ansible.errors import AnsibleActionFail, AnsibleError
 from ansible.module_utils.common.text.converters import to_native
 from ansible.module_utils.parsing.convert_bool import boolean
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import DONE, NOTHING, drifts, outcome_of
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.target_action import TargetAction
 
 DEFAULT_BOARDS = 'mchk_fil'
@@ -24,11 +25,26 @@ class ActionModule(TargetAction):
         args = dict(self._task.args)
         entry = args.pop('entry', None) or {}
         args.update((name, entry[name]) for name in OF_ENTRY if name in entry)
-        folder = args.pop('ledger', None)
+        folder, refuse_drift = args.pop('ledger', None), boolean(args.pop('refuse_drift', False), strict=False)
         if folder and not self._task.check_mode:
             return self._run_in_rollout(book.Ledger(folder), args, result, task_vars)
         result.update(self._run_module(args, task_vars))
+        if refuse_drift and drifts(result):
+            result['failed'] = True
+        ledger = self.rollout(folder, task_vars)
+        self.hold(ledger, result, task_vars)
+        if ledger is not None:
+            self._note_nothing(ledger, entry, result, task_vars)
         return result
+
+    @staticmethod
+    def _note_nothing(ledger, entry, plan, task_vars):
+        """Notes a host on which there is nothing to do: most of them, most of the time, and that saves them a task."""
+        if plan.get('failed') or plan.get('status') != NOTHING or drifts(plan):
+            return
+        look = dict(status=DONE, ansible_facts=task_vars.get('ansible_facts'))
+        ledger.conclude(task_vars['inventory_hostname'], **outcome_of(look, entry, plan, {}, {}))
+        plan['noted'] = True
 
     def _run_in_rollout(self, ledger, args, result, task_vars):
         """Opens the host before its update; does not begin it after a failure of another."""
@@ -41,9 +57,7 @@ class ActionModule(TargetAction):
         last = ((task_vars.get('ansible_facts') or {}).get('tarvek_sdr') or {}).get('last') or {}
         ledger.put(book.OPEN, host, src=str(args.get('src')), run_before=last.get('run'))
         result.update(self._run_module(args, task_vars))
-        if result.get('failed'):
-            # At once, for those that wait for a free fork; the role notes the whole.
-            ledger.put(book.QUARANTINE, host, outcome='failed', **book.failure_of(result))
+        self.hold(ledger, result, task_vars)
         return result
 
     def _run_module(self, args, task_vars):

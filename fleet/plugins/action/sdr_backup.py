@@ -17,6 +17,7 @@ class ActionModule(TargetAction):
         result = super().run(tmp, task_vars)
         del tmp
         args = dict(self._task.args)
+        ledger = self.rollout(args.pop('ledger', None), task_vars)
         fetch = args.pop('fetch', None)
         if not fetch and not args.get('dest'):
             raise AnsibleActionFail('dest or fetch is needed')
@@ -30,6 +31,7 @@ class ActionModule(TargetAction):
         content = result.pop('content', None)
         if content is not None:
             self._keep(base64.b64decode(content), fetch, result)
+        self.hold(ledger, result, task_vars)
         return result
 
     def _run_module(self, args, task_vars):

@@ -9,5 +9,8 @@ class ActionModule(TargetAction):
         """Runs the task."""
         result = super().run(tmp, task_vars)
         del tmp
-        result.update(self._execute_module('tarvek.sdr.sdr_info', module_args=self._task.args, task_vars=task_vars))
+        args = dict(self._task.args)
+        ledger = self.rollout(args.pop('ledger', None), task_vars)
+        result.update(self._execute_module('tarvek.sdr.sdr_info', module_args=args, task_vars=task_vars))
+        self.hold(ledger, result, task_vars)
         return result

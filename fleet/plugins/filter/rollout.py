@@ -2,11 +2,9 @@
 import re
 
 from ansible.errors import AnsibleFilterError
-from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import DONE, NOTHING
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import (
+    DONE, KEPT, drifts, outcome_of)
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import Ledger, stamp
-
-# What of a module's result is kept.
-KEPT = ('changed', 'status', 'in_service', 'version_before', 'version_after', 'run', 'log', 'msg')
 
 ON_DRIFT = ('fail', 'report', 'force')
 ON_UNFIT = ('fail', 'skip')
@@ -41,33 +39,6 @@ def is_strict(on_unfit):
     if on_unfit not in ON_UNFIT:
         raise AnsibleFilterError('sdr_rollout_on_unfit is one of %s, not %r' % (', '.join(ON_UNFIT), on_unfit))
     return on_unfit == 'fail'
-
-
-def drifts(plan):
-    """Whether a plan found the input's version with other bytes."""
-    return bool(plan.get('status') == NOTHING and plan.get('differs') and plan.get('version_input') is not None
-                and plan['version_input'] == plan.get('version_before'))
-
-
-def outcome_of(look, entry, plan, update, saved):
-    """What the role came to on a host that did not fail."""
-    status = (look.get('ansible_facts') or {}).get('tarvek_sdr', {}).get('status', {})
-    outcome = dict(board=status.get('board'), version_before=status.get('version_before'),
-                   version_after=status.get('version_after'), in_service='previous', changed=False)
-    if look.get('status') != DONE:
-        return dict(outcome, outcome='skipped', msg='It is not fit for an update: %s' % look.get('msg'))
-    if not entry:
-        return dict(outcome, outcome='skipped', msg='No entry fits its board, %s.' % status.get('board'))
-    outcome['src'] = entry['src']
-    if update.get('held') is not None:
-        return dict(outcome, outcome='held', msg=update['msg'])
-    last = update if 'outcome' in update else plan
-    for key in KEPT:
-        outcome[key] = last.get(key)
-    outcome.update(backup=saved.get('fetched'), backup_there=last.get('backup'))
-    if last is plan and drifts(plan):
-        return dict(outcome, outcome='drift')
-    return dict(outcome, outcome=last['outcome'])
 
 
 def restore_outcome_of(update, backup):

@@ -61,8 +61,13 @@ options:
     description:
       - The directory of a rollout's files on the controller. The host is opened there before the update begins,
         and the update does not begin (I(held)) when another host of the rollout has failed.
+      - With a plan, a failure holds the others at once, and it is noted that nothing is to be done (C(noted)).
       - The role C(tarvek.sdr.sdr_rollout) sets it.
     type: path
+  refuse_drift:
+    description: Whether the version of the input with other bytes is a failure.
+    type: bool
+    default: false
   contents:
     description:
       - The controller's files by their plain names, in Base64. The controller sets it; they come with the task

@@ -32,6 +32,11 @@ options:
         it out of the result.
     type: bool
     default: false
+  ledger:
+    description:
+      - The directory of a rollout's files on the controller. A failure holds the other hosts of the rollout at once.
+      - The role C(tarvek.sdr.sdr_rollout) sets it.
+    type: path
   executable:
     description: The C(tarvekctl) of the target.
     type: path

@@ -23,6 +23,11 @@ options:
   boards:
     description: A hardware list on the target to look the board up in.
     type: path
+  ledger:
+    description:
+      - The directory of a rollout's files on the controller. A failure holds the other hosts of the rollout at once.
+      - The role C(tarvek.sdr.sdr_rollout) sets it.
+    type: path
   executable:
     description: The C(tarvekctl) of the target.
     type: path

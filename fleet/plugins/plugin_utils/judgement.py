@@ -1,9 +1,12 @@
-"""What the files of a rollout mean: whether a wave may begin, and what became of a host that was left open."""
+"""What a rollout finds means: what it came to on a host, whether a wave may begin, what became of an open host."""
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import GOOD, OPEN
 
 DONE = 0
 NOTHING = 2
 _NAMES_SHOWN = 20
+
+# What of a module's result is kept.
+KEPT = ('changed', 'status', 'in_service', 'version_before', 'version_after', 'run', 'log', 'msg')
 
 
 def names(hosts):
@@ -79,3 +82,30 @@ def settle(entry, look):
     if last['status'] in (DONE, NOTHING):
         return last['outcome'], kept
     return 'failed', kept
+
+
+def drifts(plan):
+    """Whether a plan found the input's version with other bytes."""
+    return bool(plan.get('status') == NOTHING and plan.get('differs') and plan.get('version_input') is not None
+                and plan['version_input'] == plan.get('version_before'))
+
+
+def outcome_of(look, entry, plan, update, saved):
+    """What the role came to on a host that did not fail."""
+    status = (look.get('ansible_facts') or {}).get('tarvek_sdr', {}).get('status', {})
+    outcome = dict(board=status.get('board'), version_before=status.get('version_before'),
+                   version_after=status.get('version_after'), in_service='previous', changed=False)
+    if look.get('status') != DONE:
+        return dict(outcome, outcome='skipped', msg='It is not fit for an update: %s' % look.get('msg'))
+    if not entry:
+        return dict(outcome, outcome='skipped', msg='No entry fits its board, %s.' % status.get('board'))
+    outcome['src'] = entry['src']
+    if update.get('held') is not None:
+        return dict(outcome, outcome='held', msg=update['msg'])
+    last = update if 'outcome' in update else plan
+    for key in KEPT:
+        outcome[key] = last.get(key)
+    outcome.update(backup=saved.get('fetched'), backup_there=last.get('backup'))
+    if last is plan and drifts(plan):
+        return dict(outcome, outcome='drift')
+    return dict(outcome, outcome=last['outcome'])
