@@ -23,16 +23,18 @@ class ActionModule(TargetAction):
             raise AnsibleActionFail('dest or fetch is needed')
         if self._task.check_mode or not fetch:
             result.update(self._run_module(args, task_vars))
-            return result
-        fetch = os.path.abspath(os.path.expanduser(fetch))
+        else:
+            self._fetch(args, os.path.abspath(os.path.expanduser(fetch)), result, task_vars)
+        self.hold(ledger, result, task_vars)
+        return result
+
+    def _fetch(self, args, fetch, result, task_vars):
         if os.path.lexists(fetch) and not boolean(args.get('overwrite', False), strict=False):
             raise AnsibleActionFail('%s exists already on the controller' % fetch)
         result.update(self._run_module(dict(args, return_content=True), task_vars))
         content = result.pop('content', None)
         if content is not None:
             self._keep(base64.b64decode(content), fetch, result)
-        self.hold(ledger, result, task_vars)
-        return result
 
     def _run_module(self, args, task_vars):
         return self._execute_module('tarvek.sdr.sdr_backup', module_args=args, task_vars=task_vars)

@@ -58,6 +58,15 @@ def unknown_end(facts, before):
 
 
 def settle(entry, look):
+    """What became of a host that was left open, see _settle()."""
+    try:
+        return _settle(entry, look)
+    except (AttributeError, KeyError, TypeError):  # what a machine says may be anything
+        return 'open', dict(msg='It did not answer as tarvekctl does, so what became of its update is not known. See '
+                                'what the BMC serves, then set it aside by name: -e sdr_rollout_set_aside=NAME.')
+
+
+def _settle(entry, look):
     """What became of a host that was left open.
 
     entry: its open file; look: the result of sdr_info, which has waited for a run under way.

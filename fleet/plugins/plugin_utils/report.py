@@ -48,17 +48,28 @@ def rows_of(looks, ledger, inputs):
 
 def _row(host, look):
     row = dict.fromkeys(COLUMNS)
-    row.update(host=host, message=look.get('msg'))
+    row.update(host=host, message=_text(look.get('msg')))
     facts = (look.get('ansible_facts') or {}).get('tarvek_sdr')
     if look.get('unreachable') or not facts:
         row['state'] = 'unreachable' if look.get('unreachable') else 'failed'
         return row
-    status, doctor = facts['status'], facts['doctor']
-    row['state'] = 'failed' if status['status'] != DONE else 'ok' if doctor['status'] == DONE else 'unfit'
-    row['version'] = status.get('version_after')
-    for key in ('board', 'drift', 'script', 'driver', 'run', 'percent'):
-        row[key] = status.get(key)
+    status, doctor = (_object(_object(facts).get(part)) for part in ('status', 'doctor'))
+    row['state'] = 'failed' if status.get('status') != DONE else 'ok' if doctor.get('status') == DONE else 'unfit'
+    row['version'] = _text(status.get('version_after'))
+    for key in ('board', 'script', 'driver', 'run'):
+        row[key] = _text(status.get(key))
+    row['percent'] = status.get('percent')
+    row['drift'] = status.get('drift') is True
     return row
+
+
+def _object(value):
+    """What a machine says may be anything: an object, or an empty one."""
+    return value if isinstance(value, dict) else {}
+
+
+def _text(value):
+    return value if value is None else str(value)
 
 
 def _wanted(rows, inputs):

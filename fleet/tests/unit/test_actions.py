@@ -160,6 +160,57 @@ def test_check_mode_opens_nothing(ledger):
     assert len(seen) == 1 and not ledger.hosts(book.OPEN)
 
 
+# ---- what fails and what is noted before an update
+
+def plan_of(ledger, answer, check=False, **args):
+    """A plan in a rollout."""
+    entry = dict(src='/there/B.SDR')
+    action = action_of(sdr, dict(args, entry=entry, remote_src=True, ledger=ledger.folder), True)
+    target_of(action).side_effect = lambda *_, **__: dict(answer)
+    facts = dict(tarvek_sdr=dict(status=result('status', board='01a3')))
+    return action.run(task_vars=dict(inventory_hostname='a', ansible_facts=facts, ansible_check_mode=check))
+
+
+UP_TO_DATE = result('plan', 2, outcome='nothing', differs=False, version_before='01.03', version_input='01.03')
+DRIFTED = dict(UP_TO_DATE, differs=True)
+
+
+def test_a_plan_notes_that_there_is_nothing_to_do(ledger):
+    assert plan_of(ledger, UP_TO_DATE)['noted']
+    assert ledger.get(book.OUTCOMES, 'a')['outcome'] == 'nothing'
+    assert ledger.get(book.OUTCOMES, 'a')['board'] == '01a3'
+
+
+@pytest.mark.parametrize('answer', [dict(UP_TO_DATE, status=0), DRIFTED, dict(UP_TO_DATE, failed=True)])
+def test_a_plan_notes_nothing_else(ledger, answer):
+    assert 'noted' not in plan_of(ledger, answer)
+    assert not ledger.hosts(book.OUTCOMES)
+
+
+def test_drift_is_a_failure_where_it_is_to_be_one(ledger):
+    assert plan_of(ledger, DRIFTED, refuse_drift=True)['failed']
+    assert ledger.failed() == ['a']
+    assert 'failed' not in plan_of(ledger, UP_TO_DATE, refuse_drift=True)
+
+
+def test_a_playbook_in_check_mode_and_one_that_leads_nothing_note_nothing(ledger):
+    plan_of(ledger, UP_TO_DATE, check=True)
+    plan_of(ledger, dict(failed=True, msg='broke'), check=True)
+    ledger.end()
+    plan_of(ledger, UP_TO_DATE)
+    plan_of(ledger, dict(failed=True, msg='broke'))
+    assert not ledger.hosts(book.OUTCOMES) and not ledger.hosts(book.QUARANTINE)
+
+
+@pytest.mark.parametrize('plugin, args', [(sdr_info, {}), (sdr_backup, dict(dest='/there/T.BAK')), (sdr, {})])
+def test_what_fails_before_the_update_holds_the_others_at_once(ledger, plugin, args):
+    action = action_of(plugin, dict(args, ledger=ledger.folder, src='/there/B.SDR', remote_src=True), plugin is sdr)
+    target_of(action).side_effect = lambda *_, **__: dict(failed=True, msg='broke', status=4)
+    action.run(task_vars=dict(inventory_hostname='a', ansible_check_mode=False))
+    assert ledger.failed() == ['a']
+    assert 'ledger' not in arguments_of(action)
+
+
 # ---- sdr_backup
 
 def backup_of(args, answer, content=b'image', check=False):

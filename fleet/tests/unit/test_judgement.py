@@ -34,6 +34,13 @@ def test_a_history_that_is_gone_or_cannot_be_read_is_not_taken_for_nothing_begun
     assert settle({}, unread)[0] == 'open'
 
 
+@pytest.mark.parametrize('odd', [7, True, ['x'], 'x', {'a': 'b'}])
+def test_an_answer_of_another_shape_leaves_the_host_open(odd):
+    for seen in (look(last=odd), look(last=dict(result('update', run='R2'), message=[odd])),
+                 dict(ansible_facts=dict(tarvek_sdr=odd)), dict(ansible_facts=dict(tarvek_sdr=dict(status=odd)))):
+        assert settle(dict(run_before='R1'), seen)[0] == 'open'
+
+
 # ---- the gate
 
 def test_nothing_holds_the_first_wave(ledger):

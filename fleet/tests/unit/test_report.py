@@ -56,6 +56,18 @@ HOSTILE = ['<script>alert(1)</script>', '"><img src=x onerror=alert(1)>', '</td>
            '%(style)s', "' onmouseover='x"]
 
 
+@pytest.mark.parametrize('odd', [7, 1.5, True, [], ['x'], {}, {'a': 'b'}])
+def test_an_answer_of_another_shape_breaks_no_report(ledger, odd):
+    looks = [('a', look(version=odd)), ('b', look(board=odd)), ('c', look(script=odd, driver=odd)),
+             ('d', look(run=odd, percent=odd)), ('e', look(drift=odd)), ('f', look(status=odd)),
+             ('g', dict(look(), msg=odd)), ('h', dict(ansible_facts=dict(tarvek_sdr=odd))),
+             ('i', dict(ansible_facts=dict(tarvek_sdr=dict(status=odd)))), ('j', look())]
+    made = whole(looks, ledger)
+    assert len(made['hosts']) == len(looks)
+    for form in report.FORMS.values():
+        assert form(made)
+
+
 @pytest.mark.parametrize('text', HOSTILE)
 def test_a_hostile_text_stays_text_wherever_it_stands(ledger, text):
     ledger.fail(text, msg=text)

@@ -467,7 +467,7 @@ void Trial::JudgeQuiet(int status) {
              has(scenario_.old_set, false)) {
     expected = 4;
   } else if (scenario_.form == "compare") {
-    expected = before_ == input_ || scenario_.command == "plan" ? 2 : 1;
+    expected = before_ == input_ ? 2 : 1;
   } else if (forced) {
     expected = identical && !scenario_.reprogram ? 2 : 0;
   } else if (version(scenario_.new_set).empty()) {
