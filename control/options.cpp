@@ -88,6 +88,7 @@ Verbs AddVerbs(CLI::App* app, Options* options) {
   status->add_option("--format", options->format, "Write metrics, without asking the BMC")
       ->option_text("prometheus")
       ->check(CLI::IsMember({"prometheus"}).description(""));
+  status->add_flag("--break-lock", options->break_lock, "Remove a lock that no process holds");
   status->add_option("-o,--output", options->output, "Write them to FILE")->option_text("FILE");
   CLI::App* const plan =
       add(Verb::kPlan, "plan", "What an update with INPUT would do; changes nothing");

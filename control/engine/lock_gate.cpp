@@ -83,24 +83,18 @@ std::string NameOf(const LockReport& lock) {
          inspect::Escaped(lock.holder->program) + ")";
 }
 
-/// The command that would remove the lock.
-std::string WithBreakLock(const Session& session) {
-  const bool takes_it = session.command != "status";
-  return takes_it ? session.again + " --break-lock" : "tarvekctl backup FILE.BAK --break-lock";
-}
-
 [[noreturn]] void StopAt(const Session& session, const LockReport& lock) {
   switch (lock.state) {
     case LockState::kStale:
       StopBusy(session,
                "The single-run lock is there, and no process holds it: a run of tarvek was killed.",
-               "See that no tarvek runs, then type: " + WithBreakLock(session) + ".");
+               "See that no tarvek runs, then type: " + session.again + " --break-lock.");
     case LockState::kCannotTell:
       StopInUse(session,
                 "The single-run lock is there, and whether a process holds it cannot be told: " +
                     inspect::Escaped(lock.why) + ".",
-                "See that no tarvek runs, then type: " + WithBreakLock(session) +
-                    ". It removes what nobody has open.");
+                "See that no tarvek runs, then type: " + session.again +
+                    " --break-lock. It removes what nobody has open.");
     default:
       StopInUse(session, "The single-run lock is held by " + NameOf(lock) + ".",
                 "Wait until it has ended, then run the command again: tarvekctl status tells.");

@@ -54,9 +54,7 @@ TEST_F(Lock, OfAStrangerThatNobodyHoldsStaysAndTheRemedyNamesBreakLock) {
     const Said said = Ctl(words);
     EXPECT_EQ(said.outcome.exit_status, 5) << words[0];
     EXPECT_EQ(said.result["outcome"], "busy");
-    if (words[0] != "status") {
-      EXPECT_THAT(said.result["message"]["remedy"], HasSubstr("--break-lock"));
-    }
+    EXPECT_THAT(said.result["message"]["remedy"], HasSubstr("--break-lock"));
     EXPECT_TRUE(IsLocked());
   }
   RemoveLock();
@@ -67,6 +65,10 @@ TEST_F(Lock, ThatNobodyHoldsIsRemovedWithBreakLock) {
   ExpectResult(Ctl({"update", "new.sdr", "--break-lock"}), Done());
   LeaveLock();
   EXPECT_EQ(Ctl({"backup", "new.bak", "--break-lock"}).outcome.exit_status, 0);
+  Serve(SdrSet(2));
+  LeaveLock();
+  EXPECT_EQ(Ctl({"status", "--break-lock"}).outcome.exit_status, 0);
+  EXPECT_FALSE(IsLocked());
   ExpectNothingLeft();
 }
 

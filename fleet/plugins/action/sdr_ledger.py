@@ -128,6 +128,9 @@ class ActionModule(ActionBase):
         outcome = book.failure_of(args.get('look') or {})
         outcome['task'] = args.get('task')
         outcome.setdefault('msg', 'The task "%s" failed.' % args.get('task'))
-        result.update(outcome=dict(outcome, outcome='failed'), msg='Quarantined: %s' % outcome.get('msg'))
+        host = task_vars['inventory_hostname']
+        result.update(outcome=dict(outcome, outcome='failed'),
+                      msg='Quarantined: %s When it is mended, clear it: -e sdr_rollout_clear=%s'
+                      % (outcome.get('msg'), host))
         if not self._task.check_mode:
-            ledger.fail(task_vars['inventory_hostname'], **outcome)
+            ledger.fail(host, **outcome)

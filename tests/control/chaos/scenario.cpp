@@ -227,10 +227,10 @@ std::string Scenario::Input() const {
 
 Words Scenario::CommandLine() const {
   Words words{command};
+  if (break_lock) words.emplace_back("--break-lock");
   if (command == "status") return words;
   words.push_back(command == "backup" ? "saved.bak" : Input());
   const bool updates = command == "update" || command == "plan";
-  if (break_lock) words.emplace_back("--break-lock");
   if (command == "backup") return words;
   if (updates) words.emplace_back("--allow-findings");
   if (updates && force) words.emplace_back("--force");
