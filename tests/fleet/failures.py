@@ -101,3 +101,46 @@ class SecondWave(Scenario):
         self.assertLessEqual({outcomes[name] for name in others}, {"done", "held"})
         self.assertEqual((outcomes["node01"], outcomes[self.broken]), ("done", "failed"))
         return [name for name in others if outcomes[name] == "done"]
+
+
+class Hooks(Scenario):
+    """One server of a wave has task files before and after its update; the others have none."""
+
+    number = 3
+    names = ("node01", "node02", "node03", "node05")
+    drained = "node03"
+
+    def hooks(self, **tasks):
+        """Writes task files, and returns the variables by which they run on the one server."""
+        for name, task in tasks.items():
+            (self.fleet.controller.folder / f"{name}.yml").write_text(f"- name: Hook {name}\n  {task}\n", "ascii")
+        return {f"sdr_rollout_{name}":
+                f"{{{{ '{self.fleet.controller.folder}/{name}.yml' if inventory_hostname == '{self.drained}' else '' }}}}"
+                for name in tasks}
+
+    def test_they_run_around_the_update_and_on_no_other(self):
+        """Each in its place."""
+        note = "ansible.builtin.debug: {msg: here}"
+        play = self.play("rollout", sdr_rollout_waves=[1, "100%"], **self.hooks(before=note, after=note))
+        order = [task.rpartition(": ")[2] for task in play.tasks(self.drained)]
+        places = [order.index(step) for step in ("Hook before", "Fetch a backup to the controller", "Update",
+                                                 "Hook after", "Read again what the BMC serves, and compare",
+                                                 "Note the outcome on the controller")]
+        self.assertEqual(places, sorted(places), order)
+        for name in set(self.names) - {self.drained}:
+            self.assertFalse([task for task in play.tasks(name) if "Hook" in task], name)
+        self.fleet.now_due(*self.names)
+        self.expect_programmed(**dict.fromkeys(self.names, 1))
+
+    def test_one_that_fails_before_the_update_leaves_the_server_as_it_is(self):
+        """It is quarantined, and no further wave begins."""
+        hooks = self.hooks(before="ansible.builtin.fail: {msg: it cannot be drained}")
+        play = self.play("rollout", status=FAILED, sdr_rollout_waves=[1, 2, "100%"], **hooks)
+        self.assertIn("it cannot be drained", play.output())
+        self.assertEqual(self.fleet.ledger.quarantined(), [self.drained])
+        self.assertEqual(self.fleet.ledger.open(), [])
+        done = [name for name, outcome in self.fleet.ledger.outcomes().items() if outcome == "done"]
+        self.assertIn("node01", done)
+        self.assertNotIn("node05", done)
+        self.fleet.now_due(*done)
+        self.expect_programmed(**dict.fromkeys(done, 1))

@@ -13,12 +13,12 @@ import unittest
 
 from fleet import Fleet
 from distrust import Drift, HostileText, OtherKey
-from failures import BadCanary, LeftOut, SecondWave
+from failures import BadCanary, Hooks, LeftOut, SecondWave
 from killed import Killed
 from mishaps import DeadServer, FullDisk, LostNetwork, TwoControllers
 from whole import Whole
 
-SCENARIOS = (Whole, BadCanary, LeftOut, SecondWave, Killed, LostNetwork, DeadServer, FullDisk, TwoControllers,
+SCENARIOS = (Whole, BadCanary, LeftOut, SecondWave, Hooks, Killed, LostNetwork, DeadServer, FullDisk, TwoControllers,
              OtherKey, HostileText, Drift)
 
 
