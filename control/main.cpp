@@ -104,6 +104,7 @@ std::string Words(const Result& result, const Options& options) {
 /// Tells what a command came to: complaints on standard error, all else on standard output. Where
 /// it cannot be told, the exit status still does.
 void TellResult(const Result& result, const Options& options, const Interrupts& interrupts) {
+  interrupts.Count();  // those that come from here on end a waiting for who reads
   const int error = Tell(STDOUT_FILENO, Words(result, options), interrupts);
   std::string complaint;
   if (error != 0) {

@@ -13,6 +13,7 @@
 
 #include "control/contract/result.h"
 #include "control/runs/run_store.h"
+#include "control/system/shell_word.h"
 #include "inspect/output.h"
 #include "inspect/text/escape.h"
 
@@ -143,11 +144,7 @@ std::vector<std::string> VerbLast(int argc, const char* const argv[]) {
 std::string Typed(int argc, const char* const argv[]) {
   std::string typed = "tarvekctl";
   for (const std::string& word : std::vector<std::string>(argv + 1, argv + argc)) {
-    const bool plain =
-        !word.empty() && word.find_first_of(" \t\n'\"\\$`&|;<>()*?[]~#!{}") == std::string::npos;
-    std::string quoted;
-    for (const char c : word) quoted += c == '\'' ? "'\\''" : std::string(1, c);
-    typed += plain ? ' ' + word : " '" + quoted + '\'';
+    typed += ' ' + ShellWord(word);
   }
   return inspect::Escaped(typed);
 }

@@ -182,7 +182,15 @@ void PlanComparison(const Examination& found, Result* result) {
   result->outcome = Outcome::kNothing;
   result->message.what = "The script only compares: an update with it writes nothing.";
   result->message.remedy = "Nothing.";
-  if (!found.served) return;
+  if (!found.served) {
+    result->status = ExitStatus::kInterrupted;
+    result->outcome = Outcome::kFailed;
+    result->changed.reset();
+    result->in_service = InService::kUnknown;
+    result->message.what = "What the BMC serves does not fit in an image, so it was not compared.";
+    result->message.state = StateSentence(InService::kUnknown, {});
+    return;
+  }
   const auto& files = found.input.set.files;
   result->differs = std::any_of(files.begin(), files.end(), [&](const auto& file) {
     return RecordsOf(file.compared) != found.served->records;
@@ -299,7 +307,7 @@ Result RunResume(const Session& session, const Options& options) {
   led.request = led.run.ReadRequest();
   Session its = session;
   its.command = led.request.command;
-  its.again = CommandOf(led.request);
+  its.again = CommandOf(its, led.request);
   its.tool = led.request.tool;
   its.break_lock = led.request.break_lock;
   const Request nobody;  // no run is the same: this one is to be led

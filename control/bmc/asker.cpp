@@ -34,7 +34,7 @@ class Silence : public LogSink {
 
 /// One request of the process apart.
 /// @return whether the next one is to be sent.
-bool Exchange(const ReadingRequest& request, char driver, const Tell& tell) {
+bool Exchange(const ReadingRequest& request, char driver, const Teller& tell) {
   std::array<unsigned char, kResponseBufferSize> answer{};
   auto length = static_cast<unsigned char>(request.capacity);
   const auto size = static_cast<unsigned char>(request.image.size());
@@ -49,7 +49,7 @@ bool Exchange(const ReadingRequest& request, char driver, const Tell& tell) {
 }
 
 /// The part of the process apart.
-void ExchangeAll(std::span<const ReadingRequest* const> requests, const Tell& tell) {
+void ExchangeAll(std::span<const ReadingRequest* const> requests, const Teller& tell) {
   Silence silence;
   SetLogSink(&silence);
   if (SearchIpmiDriver() != 0) return tell(std::string{kNoNode, kNoNode, 0});
@@ -120,7 +120,7 @@ std::vector<Reply> Asker::Ask(std::span<const ReadingRequest* const> requests) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now()).count();
   const int wait = static_cast<int>(std::clamp<std::int64_t>(left, 0, limit_));
   const ApartResult result =
-      DoApart([&](const Tell& tell) { ExchangeAll(requests, tell); }, interrupts_, wait);
+      DoApart([&](const Teller& tell) { ExchangeAll(requests, tell); }, interrupts_, wait);
   std::string_view told = result.bytes;
   std::vector<Reply> replies;
   for (const ReadingRequest* const request : requests) {

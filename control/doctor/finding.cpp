@@ -31,15 +31,6 @@ Finding Problem(const char* subject, std::string sentence, std::string remedy,
 
 std::string ErrorWords(int error) { return std::generic_category().message(error); }
 
-std::string ShellWord(const std::string& path) {
-  constexpr const char* kPlain =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_@%+=:,./-";
-  if (!path.empty() && path.find_first_not_of(kPlain) == std::string::npos) return path;
-  std::string word = "'";
-  for (const char c : path) word += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return word + "'";
-}
-
 std::string Enumeration(const std::vector<std::string>& words) {
   std::string text;
   for (std::size_t n = 0; n < words.size(); ++n) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "control/doctor/doctor.h"
+#include "control/system/shell_word.h"
 
 namespace tarvek::control {
 
@@ -16,9 +17,6 @@ Finding Problem(const char* subject, std::string sentence, std::string remedy,
 
 /// @return the words of an errno: "No such file or directory".
 std::string ErrorWords(int error);
-
-/// @return a path as a word of a shell's command.
-std::string ShellWord(const std::string& path);
 
 /// @return "A", "A and B", "A, B and C".
 std::string Enumeration(const std::vector<std::string>& words);

@@ -13,6 +13,7 @@
 #include "control/engine/run_files.h"
 #include "control/runs/machine_state.h"
 #include "control/system/child.h"
+#include "control/system/shell_word.h"
 #include "control/system/watch.h"
 #include "inspect/text/escape.h"
 
@@ -190,7 +191,7 @@ Result Settle(const Session& session, const Run& run) {
     const Request request = run.ReadRequest();
     its.command = request.command;
     its.tool = request.tool;
-    its.again = CommandOf(request);
+    its.again = CommandOf(its, request);
   } catch (const std::exception&) {
     // Its words are missing, no more.
   }
@@ -255,8 +256,7 @@ std::optional<BmcLock> BmcLock::Try(const RunStore& store, const std::string& ru
   return BmcLock(std::move(held));
 }
 
-std::string CommandOf(const Request& request) {
-  std::string command = "tarvekctl " + request.command;
+std::string CommandOf(const Session& session, const Request& request) {
   const bool restore = request.command == "restore";
   const std::pair<bool, const char*> flags[] = {
       {request.force && !restore, " --force"},
@@ -264,11 +264,15 @@ std::string CommandOf(const Request& request) {
       {request.allow_findings && !restore, " --allow-findings"},
       {!request.keep_backup, " --no-backup"},
       {request.break_lock, " --break-lock"}};
+  std::string command = "tarvekctl " + request.command;
+  if (!session.store.IsDefault()) {
+    command += " --state-dir " + ShellWord(session.store.state().path());
+  }
   for (const auto& [given, flag] : flags) {
     if (given) command += flag;
   }
-  if (!request.boards.empty()) command += " --boards " + inspect::Escaped(request.boards);
-  return command + ' ' + inspect::Escaped(request.input);
+  if (!request.boards.empty()) command += " --boards " + ShellWord(request.boards);
+  return inspect::Escaped(command + ' ' + ShellWord(request.input));
 }
 
 // Where the disk is full, or the run's directory was removed, the run stays open; the next command
@@ -304,7 +308,8 @@ Result LeadRun(const Session& session, const Led& led) {
   }
   if (!come.started && come.plan.before) {
     // What was found out and saved before it ended.
-    result.version_before = result.version_after = come.plan.version_before;
+    result.version_before = come.plan.version_before;
+    if (result.in_service == InService::kPrevious) result.version_after = result.version_before;
     result.backup = come.plan.backup;
   }
   EndRun(session, led.run, &result);
@@ -322,6 +327,14 @@ Result AdoptRun(const Session& session, const Run& run) {
 }
 
 namespace {
+
+[[noreturn]] void StopAtRemoved(const Session& session, const Run& run) {
+  Result result =
+      Unknown(session, "Run " + run.id() + " was removed.", "What the run did is not known.",
+              "See what the BMC serves: tarvekctl status.");
+  result.run = run.id();
+  throw Stop(std::move(result));
+}
 
 /// @return absent when the run was removed.
 std::optional<Result> Follow(const Session& session, const Run& run) {
@@ -351,7 +364,11 @@ std::optional<Result> Follow(const Session& session, const Run& run) {
 
 std::optional<Result> FollowWhileThere(const Session& session, const Run& run) {
   try {
-    return Follow(session, run);
+    std::optional<Result> result = Follow(session, run);
+    // One that has come to an end is not to be done again, though it was removed since.
+    const MachineState machine = ReadMachineState(session.store.state());
+    if (!result && machine.last && machine.last->id == run.id()) StopAtRemoved(session, run);
+    return result;
   } catch (const Stop&) {
     throw;
   } catch (const std::exception& error) {
@@ -366,11 +383,7 @@ std::optional<Result> FollowWhileThere(const Session& session, const Run& run) {
 
 Result FollowRun(const Session& session, const Run& run) {
   if (const std::optional<Result> result = FollowWhileThere(session, run)) return *result;
-  Result result =
-      Unknown(session, "Run " + run.id() + " was removed.", "What the run did is not known.",
-              "See what the BMC serves: tarvekctl status.");
-  result.run = run.id();
-  throw Stop(std::move(result));
+  StopAtRemoved(session, run);
 }
 
 std::optional<Run> RunWithLock(const RunStore& store) {

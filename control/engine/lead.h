@@ -28,8 +28,9 @@ struct Led {
   Request request;
 };
 
-/// The command that asks for the same, with its files by their whole names; escaped.
-std::string CommandOf(const Request& request);
+/// The command that asks for the same, with its files by their whole names, for people to type;
+/// escaped.
+std::string CommandOf(const Session& session, const Request& request);
 
 /// Does all of a run whose copies are in place, and leaves its result there. Needs the BMC's lock.
 Result LeadRun(const Session& session, const Led& led);

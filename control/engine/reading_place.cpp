@@ -14,8 +14,8 @@ const Directory& ReadingPlace::Prepare(const std::string& product) {
   // Another command may have swept it away meanwhile.
   if (!directory_ || !store_.state().Has(name_)) {
     directory_ = store_.Scratch(&name_);
-    directory_->Make(kToolsOwn, "");
   }
+  if (!directory_->Has(kToolsOwn)) directory_->Make(kToolsOwn, "");
   for (const std::string& name : directory_->Names()) {
     if (name != kToolsOwn) directory_->Remove(name);
   }

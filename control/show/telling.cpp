@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 
 namespace tarvek::control {
 namespace {
@@ -21,13 +22,40 @@ bool WaitForReader(int fd, const Interrupts& interrupts) {
   }
 }
 
+volatile std::sig_atomic_t g_came = 0;
+void NoteAndComeBack(int /*signal*/) { g_came = 1; }
+
+/// Writes once. A terminal that takes some bytes may still have the others wait: INT and TERM end
+/// that.
+ssize_t WriteUnlessInterrupted(int fd, std::string_view bytes) {
+  struct sigaction action {};
+  action.sa_handler = NoteAndComeBack;  // without SA_RESTART
+  sigset_t both{};
+  sigemptyset(&both);
+  std::array<struct sigaction, 2> before{};
+  constexpr std::array kEnds{SIGINT, SIGTERM};
+  for (std::size_t i = 0; i < kEnds.size(); ++i) {
+    sigaddset(&both, kEnds[i]);
+    sigaction(kEnds[i], &action, &before[i]);
+  }
+  pthread_sigmask(SIG_UNBLOCK, &both, nullptr);
+  const ssize_t count = write(fd, bytes.data(), bytes.size());
+  const int error = errno;
+  pthread_sigmask(SIG_BLOCK, &both, nullptr);
+  for (std::size_t i = 0; i < kEnds.size(); ++i) sigaction(kEnds[i], &before[i], nullptr);
+  errno = error;
+  return count;
+}
+
 }  // namespace
 
 int Tell(int fd, std::string_view text, const Interrupts& interrupts) {
   constexpr std::size_t kPiece = 4096;  // what a pipe that is ready takes without a wait
   while (!text.empty() && WaitForReader(fd, interrupts)) {
-    const ssize_t count = write(fd, text.data(), std::min(text.size(), kPiece));
-    if (count < 0 && errno == EINTR) continue;
+    g_came = 0;
+    const ssize_t count = WriteUnlessInterrupted(fd, text.substr(0, kPiece));
+    const bool stopped = g_came != 0 && count < static_cast<ssize_t>(std::min(text.size(), kPiece));
+    if (stopped || (count < 0 && errno == EINTR)) return 0;
     if (count < 0) return errno == EPIPE ? 0 : errno;
     text.remove_prefix(static_cast<std::size_t>(count));
   }

@@ -20,7 +20,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// The copy's part: never returns.
-[[noreturn]] void WorkAndEnd(const std::function<void(const Tell&)>& work, int out, pid_t starter) {
+[[noreturn]] void WorkAndEnd(const std::function<void(const Teller&)>& work, int out,
+                             pid_t starter) {
   // Who started it may be gone, or go: then nobody wants the answer, and what it holds is to be
   // free.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -80,7 +81,7 @@ bool EndedWell(pid_t copy) {
 
 }  // namespace
 
-ApartResult DoApart(const std::function<void(const Tell&)>& work, const Interrupts* interrupts,
+ApartResult DoApart(const std::function<void(const Teller&)>& work, const Interrupts* interrupts,
                     int milliseconds) {
   std::array<int, 2> ends{};
   ApartResult result;

@@ -17,12 +17,12 @@ struct ApartResult {
 };
 
 /// Hands bytes on to who waits for the work.
-using Tell = std::function<void(std::string_view bytes)>;
+using Teller = std::function<void(std::string_view bytes)>;
 
 /// Does `work` in a copy of this process, and hands back what it tells. The copy is ended by KILL
 /// when the time is over or an interrupt comes: only for work that may be dropped anywhere.
 /// @param milliseconds  real time; -1: no end.
-ApartResult DoApart(const std::function<void(const Tell&)>& work, const Interrupts* interrupts,
+ApartResult DoApart(const std::function<void(const Teller&)>& work, const Interrupts* interrupts,
                     int milliseconds);
 
 }  // namespace tarvek::control

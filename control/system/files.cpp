@@ -174,8 +174,10 @@ void Directory::WriteNew(const std::string& name, std::string_view bytes) const 
 
 void Directory::WriteThrough(const std::string& name, std::string_view bytes) const {
   const Descriptor opened(
-      openat(fd_.get(), name.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  const int error = opened ? WriteAll(opened.get(), bytes) : errno;
+      openat(fd_.get(), name.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC));
+  struct stat info {};
+  int error = opened && fstat(opened.get(), &info) == 0 ? 0 : errno;
+  if (error == 0) error = S_ISREG(info.st_mode) ? EINVAL : WriteAll(opened.get(), bytes);
   if (error != 0) throw SystemError(PathOf(name), "cannot be written", error);
 }
 

@@ -622,8 +622,9 @@ TEST_F(Processes, ARunThatIsSettledByAnotherCommandKeepsTheCommandThatAskedForIt
   ASSERT_EQ(Ctl({"status"}).outcome.exit_status, 0);
   const Said said = Ctl({"show", LastRun()});
   EXPECT_EQ(said.outcome.exit_status, 6);
-  EXPECT_EQ(said.result["message"]["remedy"],
-            "Run it again: tarvekctl update --force " + Path("new.sdr") + ".");
+  EXPECT_EQ(said.result["message"]["remedy"], "Run it again: tarvekctl update --state-dir " +
+                                                  state_directory() + " --force " +
+                                                  Path("new.sdr") + ".");
 }
 
 TEST_F(Processes, WaitShowsProgressUntilTheEnd) {

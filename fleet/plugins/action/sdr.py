@@ -26,15 +26,15 @@ class ActionModule(TargetAction):
         entry = args.pop('entry', None) or {}
         args.update((name, entry[name]) for name in OF_ENTRY if name in entry)
         folder, refuse_drift = args.pop('ledger', None), boolean(args.pop('refuse_drift', False), strict=False)
-        if folder and not self._task.check_mode:
-            return self._run_in_rollout(book.Ledger(folder), args, result, task_vars)
-        result.update(self._run_module(args, task_vars))
-        if refuse_drift and drifts(result):
-            result['failed'] = True
-        ledger = self.rollout(folder, task_vars)
-        self.hold(ledger, result, task_vars)
-        if ledger is not None:
-            self._note_nothing(ledger, entry, result, task_vars)
+        with self.holding(folder, task_vars) as ledger:
+            if folder and not self._task.check_mode:
+                return self._run_in_rollout(book.Ledger(folder), args, result, task_vars)
+            result.update(self._run_module(args, task_vars))
+            if refuse_drift and drifts(result):
+                result['failed'] = True
+            self.hold(ledger, result, task_vars)
+            if ledger is not None:
+                self._note_nothing(ledger, entry, result, task_vars)
         return result
 
     @staticmethod

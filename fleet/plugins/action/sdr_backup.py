@@ -17,15 +17,15 @@ class ActionModule(TargetAction):
         result = super().run(tmp, task_vars)
         del tmp
         args = dict(self._task.args)
-        ledger = self.rollout(args.pop('ledger', None), task_vars)
         fetch = args.pop('fetch', None)
-        if not fetch and not args.get('dest'):
-            raise AnsibleActionFail('dest or fetch is needed')
-        if self._task.check_mode or not fetch:
-            result.update(self._run_module(args, task_vars))
-        else:
-            self._fetch(args, os.path.abspath(os.path.expanduser(fetch)), result, task_vars)
-        self.hold(ledger, result, task_vars)
+        with self.holding(args.pop('ledger', None), task_vars) as ledger:
+            if not fetch and not args.get('dest'):
+                raise AnsibleActionFail('dest or fetch is needed')
+            if self._task.check_mode or not fetch:
+                result.update(self._run_module(args, task_vars))
+            else:
+                self._fetch(args, os.path.abspath(os.path.expanduser(fetch)), result, task_vars)
+            self.hold(ledger, result, task_vars)
         return result
 
     def _fetch(self, args, fetch, result, task_vars):

@@ -65,7 +65,7 @@ options:
       - The role C(tarvek.sdr.sdr_rollout) sets it.
     type: path
   refuse_drift:
-    description: Whether the version of the input with other bytes is a failure.
+    description: Whether a plan that finds the version of the input with other bytes fails; an update is not held up.
     type: bool
     default: false
   contents:

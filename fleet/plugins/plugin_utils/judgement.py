@@ -89,7 +89,7 @@ def _settle(entry, look):
                 ('status', 'in_service', 'message', 'version_before', 'version_after', 'run', 'log', 'backup'))
     kept['msg'] = ' '.join(last['message'].values())
     if last['status'] in (DONE, NOTHING):
-        return last['outcome'], kept
+        return 'done' if last['status'] == DONE else 'nothing', kept
     return 'failed', kept
 
 
@@ -117,4 +117,4 @@ def outcome_of(look, entry, plan, update, saved):
     outcome.update(backup=saved.get('fetched'), backup_there=last.get('backup'))
     if last is plan and drifts(plan):
         return dict(outcome, outcome='drift')
-    return dict(outcome, outcome=last['outcome'])
+    return dict(outcome, outcome='done' if last.get('status') == DONE else 'nothing')

@@ -59,7 +59,7 @@ def _row(host, look):
     for key in ('board', 'script', 'driver', 'run'):
         row[key] = _text(status.get(key))
     row['percent'] = status.get('percent')
-    row['drift'] = status.get('drift') is True
+    row['drift'] = status['drift'] if isinstance(status.get('drift'), bool) else None
     return row
 
 

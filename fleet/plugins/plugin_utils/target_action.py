@@ -2,7 +2,8 @@
 import contextlib
 import os
 
-from ansible.errors import AnsibleConnectionFailure
+from ansible.errors import AnsibleConnectionFailure, AnsibleError
+from ansible.module_utils.common.text.converters import to_native
 from ansible.plugins.action import ActionBase
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
 
@@ -17,6 +18,18 @@ class TargetAction(ActionBase):  # pylint: disable=abstract-method  # what uses 
             return None
         ledger = book.Ledger(folder)
         return ledger if ledger.is_led_by(os.getppid()) else None
+
+    @contextlib.contextmanager
+    def holding(self, folder, task_vars):
+        """The rollout's files, as rollout() has them; what is raised meanwhile holds the others, too."""
+        ledger = self.rollout(folder, task_vars)
+        try:
+            yield ledger
+        except AnsibleConnectionFailure:
+            raise  # a lost target is open, or was not begun
+        except (AnsibleError, OSError) as error:
+            self.hold(ledger, dict(failed=True, msg=to_native(error)), task_vars)
+            raise
 
     @staticmethod
     def hold(ledger, result, task_vars):

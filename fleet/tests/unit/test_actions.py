@@ -202,6 +202,14 @@ def test_a_playbook_in_check_mode_and_one_that_leads_nothing_note_nothing(ledger
     assert not ledger.hosts(book.OUTCOMES) and not ledger.hosts(book.QUARANTINE)
 
 
+@pytest.mark.parametrize('plugin, args', [(sdr_backup, {}), (sdr, {})])
+def test_what_is_raised_before_the_update_holds_the_others_as_well(ledger, plugin, args):
+    action = action_of(plugin, dict(args, ledger=ledger.folder), plugin is sdr)
+    with pytest.raises(AnsibleActionFail):
+        action.run(task_vars=dict(inventory_hostname='a', ansible_check_mode=False))
+    assert ledger.failed() == ['a']
+
+
 @pytest.mark.parametrize('plugin, args', [(sdr_info, {}), (sdr_backup, dict(dest='/there/T.BAK')), (sdr, {})])
 def test_what_fails_before_the_update_holds_the_others_at_once(ledger, plugin, args):
     action = action_of(plugin, dict(args, ledger=ledger.folder, src='/there/B.SDR', remote_src=True), plugin is sdr)

@@ -56,6 +56,13 @@ HOSTILE = ['<script>alert(1)</script>', '"><img src=x onerror=alert(1)>', '</td>
            '%(style)s', "' onmouseover='x"]
 
 
+@pytest.mark.parametrize('drift, cell', [(None, ''), (False, 'no'), (True, 'yes')])
+def test_drift_that_is_not_known_is_not_told(ledger, drift, cell):
+    made = whole([('a', look(drift=drift))], ledger)
+    assert made['hosts'][0]['drift'] is drift
+    assert list(csv.DictReader(io.StringIO(report.as_csv(made))))[0]['drift'] == cell
+
+
 @pytest.mark.parametrize('odd', [7, 1.5, True, [], ['x'], {}, {'a': 'b'}])
 def test_an_answer_of_another_shape_breaks_no_report(ledger, odd):
     looks = [('a', look(version=odd)), ('b', look(board=odd)), ('c', look(script=odd, driver=odd)),

@@ -32,6 +32,7 @@ TEST_F(Place, IsMadeWhenItIsNeededAndGoesWithTheCommand) {
 TEST_F(Place, ShowsTheToolNothingOfAnEarlierReading) {
   ReadingPlace place(store_);
   place.Prepare("01a3").Write("served.bak", "earlier");
+  place.Prepare("01a3").Remove("ZetaInfo.xml");
   place.Prepare("01a3").Write(".killed", "");
   const Directory& work = place.Prepare("01a4");
   EXPECT_EQ(work.Names(), (Names{"ZetaInfo.xml", "mchk_fil"}));

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -45,8 +47,26 @@ TEST_F(Telling, WaitsForASlowReader) {
 }
 
 TEST_F(Telling, IsEndedByAnInterruptWhereNobodyReads) {
-  raise(SIGTERM);
+  std::thread other([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    kill(getpid(), SIGTERM);
+  });
   EXPECT_EQ(Tell(ends_[1], std::string(kMuch, 'x'), interrupts_), 0);
+  other.join();
+}
+
+TEST_F(Telling, IsEndedByAnInterruptAtATerminalThatDoesNotTakeAll) {
+  const Descriptor controller(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  ASSERT_EQ(grantpt(controller.get()), 0);
+  ASSERT_EQ(unlockpt(controller.get()), 0);
+  const Descriptor terminal(open(ptsname(controller.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  ASSERT_TRUE(static_cast<bool>(terminal));
+  std::thread other([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    kill(getpid(), SIGINT);
+  });
+  EXPECT_EQ(Tell(terminal.get(), std::string(kMuch, 'x'), interrupts_), 0);
+  other.join();
 }
 
 TEST_F(Telling, OfWhatCanBeWrittenIsEndedByNothing) {
