@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "control/doctor/doctor.h"
-#include "control/system/shell_word.h"
 
 namespace tarvek::control {
 

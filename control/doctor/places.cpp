@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "control/doctor/finding.h"
+#include "control/system/shell_word.h"
 
 namespace tarvek::control {
 namespace {

@@ -20,7 +20,9 @@ class ReadingPlace {
 
   /// Makes it ready for a run of `tarvek -backup`: a hardware list of `product` alone, the tool's
   /// own file, and nothing that an earlier reading has left.
-  /// @throws SystemError.
+  /// @param product  four hexadecimal digits.
+  /// @return the directory, which stays this object's; until Clear() or Leave().
+  /// @throws SystemError  when it cannot be made or written to; the next call tries anew.
   const Directory& Prepare(const std::string& product);
 
   /// Removes it: nothing is to be left of it while another program is waited for.

@@ -297,6 +297,10 @@ TEST_F(Forms, OfTheBmcsOfMoreThan32767BytesAreUpdatedWithoutABackupAlone) {
     EXPECT_THAT(said.result["message"]["what"], HasSubstr("32,767"));
   }
   EXPECT_FALSE(Exists("saved.bak"));
+  // What was not read is not compared.
+  Write("new.cfg", "CONFIGURATION \"Board\"\nSDRNAME new.sdr COMPARE LAST\n");
+  ExpectResult(Ctl({"plan", "new.cfg", "--no-backup"}),
+               {.status = 6, .outcome = "failed", .changed = nullptr, .in_service = "unknown"});
   EXPECT_EQ(Repository(), before());
   ExpectDone({"update", "new.sdr", "--no-backup"});
 }

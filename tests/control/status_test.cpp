@@ -170,6 +170,16 @@ TEST_F(Status, WritesMetricsToAPipeWithoutWaitingForAReader) {
   EXPECT_THAT(told.errors, HasSubstr("pipe: cannot be written: No such device or address."));
 }
 
+TEST_F(Status, OfDoctorIsOneWhereTheBmcIsWhatFails) {
+  const Said well = Ctl({"doctor"});
+  EXPECT_EQ(well.outcome.exit_status, 0) << well.result.dump();
+  RunOptions refuses;
+  refuses.fault = "get-device-id: cc C1";
+  const Said said = Ctl({"doctor"}, refuses);
+  EXPECT_EQ(said.outcome.exit_status, 1) << said.result.dump();
+  EXPECT_EQ(said.result["outcome"], "failed");
+}
+
 TEST_F(Status, TellsInMetricsThatTheBmcCouldNotBeRead) {
   RunOptions silent;
   silent.fault = "get-device-id: cc C1";

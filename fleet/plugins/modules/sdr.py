@@ -211,6 +211,7 @@ ARGUMENTS = dict(
     force=dict(type='bool', default=False),
     state=dict(type='str', choices=['programmed', 'restored'], default='programmed'),
     ledger=dict(type='path'),
+    refuse_drift=dict(type='bool', default=False),
     entry=dict(type='dict'),
     contents=dict(type='dict', no_log=True),  # neither secret nor to be read by people
 )

@@ -122,6 +122,7 @@ ARGUMENTS = dict(
     fetch=dict(type='path'),
     overwrite=dict(type='bool', default=False),
     return_content=dict(type='bool', default=False),
+    ledger=dict(type='path'),
 )
 
 

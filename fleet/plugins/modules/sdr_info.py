@@ -109,6 +109,7 @@ ARGUMENTS = dict(
     wait=dict(type='bool', default=False),
     strict=dict(type='bool', default=False),
     boards=dict(type='path'),
+    ledger=dict(type='path'),
 )
 
 # What status says only where it reached the BMC.

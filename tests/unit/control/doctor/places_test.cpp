@@ -170,13 +170,6 @@ TEST(Tool, MustBeAProgram) {
   }
 }
 
-TEST(Command, APathIsOneWordOfTheShells) {
-  EXPECT_EQ(ShellWord("/var/lib/tarvek"), "/var/lib/tarvek");
-  EXPECT_EQ(ShellWord(""), "''");
-  EXPECT_EQ(ShellWord("/a b"), "'/a b'");
-  EXPECT_EQ(ShellWord("/a'$(x)\n"), "'/a'\\''$(x)\n'");
-}
-
 TEST(Words, AreEnumerated) {
   EXPECT_EQ(Enumeration({}), "");
   EXPECT_EQ(Enumeration({"a"}), "a");
