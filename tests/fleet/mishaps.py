@@ -5,7 +5,7 @@ import time
 from controller import FAILED
 from scenario import Scenario
 
-LOOK = "Wait for a run under way, then look at the machine"
+LOOK = "Look and plan"
 
 
 class Mishap(Scenario):

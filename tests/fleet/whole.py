@@ -61,7 +61,7 @@ class Whole(Scenario):
         self.assertEqual(play.changed(), sorted(TO_BE_UPDATED))
         self.assertEqual(self.fleet.ledger.open(), [])
         self.assertEqual(self.fleet.ledger.backups("node01"), [])
-        shown = play.events("ok", "node01", "Ask what an update would do")[0]["result"]
+        shown = play.events("ok", "node01", "Look and plan")[0]["result"]
         self.assertIn(f'"SDR Version {OLD}" → "SDR Version {NEW}"', shown["diff"]["prepared"])
 
     def rollout(self):

@@ -9,8 +9,5 @@ class ActionModule(TargetAction):
         """Runs the task."""
         result = super().run(tmp, task_vars)
         del tmp
-        args = dict(self._task.args)
-        with self.holding(args.pop('ledger', None), task_vars) as ledger:
-            result.update(self._execute_module('tarvek.sdr.sdr_info', module_args=args, task_vars=task_vars))
-            self.hold(ledger, result, task_vars)
+        result.update(self._execute_module('tarvek.sdr.sdr_info', module_args=self._task.args, task_vars=task_vars))
         return result

@@ -13,7 +13,7 @@ class ActionModule(ActionBase):
     """The action."""
 
     TRANSFERS_FILES = False
-    STATES = ('begun', 'gate', 'settled', 'concluded', 'failed', 'ended')
+    STATES = ('begun', 'gate', 'settled', 'failed', 'ended')
 
     def run(self, tmp=None, task_vars=None):
         """Runs the task."""
@@ -42,6 +42,11 @@ class ActionModule(ActionBase):
         unknown = [host for host in clear if host not in quarantined]
         if unknown:
             raise book.LedgerError('Not quarantined, so not to be cleared: %s' % ', '.join(unknown))
+        known = book.listed(args.get('hosts'))
+        unknown = [host for host in aside if host not in known + ledger.hosts(book.OPEN)]
+        if unknown:
+            raise book.LedgerError('Neither in the inventory nor open, so not to be set aside: %s'
+                                   % ', '.join(unknown))
         if not self._task.check_mode:
             # This process is a worker of the one that leads the rollout.
             result['rollout'] = ledger.begin(os.getppid())
@@ -56,7 +61,6 @@ class ActionModule(ActionBase):
         if not self._task.check_mode:
             for host in quarantined:
                 ledger.drop(book.OPEN, host)  # what is known of it is told by its quarantine
-        known = book.listed(args.get('hosts'))
         result.update(open=still_open, quarantined=quarantined,
                       open_here=[host for host in still_open if host in known],
                       quarantined_here=[host for host in quarantined if host in known],
@@ -69,6 +73,8 @@ class ActionModule(ActionBase):
         if self._task.check_mode:
             result['msg'] = 'Nothing was changed: check mode.'
             return
+        if not ledger.is_led_by(os.getppid()):
+            raise book.LedgerError('The rollout was not begun, so it cannot end.')
         concluded = ledger.concluded()
         by_outcome = {}
         for host, entry in sorted(concluded.items()):
@@ -115,13 +121,6 @@ class ActionModule(ActionBase):
             ledger.drop(book.OPEN, host)
         elif verdict != 'open':
             ledger.conclude(host, outcome=verdict, **outcome)
-
-    def _concluded(self, ledger, args, result, task_vars):
-        """Notes what the rollout came to on a host."""
-        outcome = dict(args.get('outcome') or {})
-        result.update(outcome=outcome.get('outcome'), msg=outcome.get('msg'))
-        if not self._task.check_mode:
-            ledger.conclude(task_vars['inventory_hostname'], **outcome)
 
     def _failed(self, ledger, args, result, task_vars):
         """Quarantines a host."""

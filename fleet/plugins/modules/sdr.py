@@ -16,11 +16,11 @@ description:
 options:
   src:
     description:
-      - The SDR source file, configuration script or image; with I(state=restored) the backup. Needed unless I(entry)
-        has it.
+      - The SDR source file, configuration script or image; with I(state=restored) the backup.
       - A path on the controller, as for M(ansible.builtin.copy), unless I(remote_src=true). It is on the target for
         the time of the task alone, in a directory of the user who runs it.
     type: path
+    required: true
   boards:
     description:
       - The list of the boards that I(src) is for. Where it is not given, the file C(mchk_fil) beside I(src).
@@ -39,11 +39,6 @@ options:
         has other bytes, nothing is done.
     type: dict
     default: {}
-  entry:
-    description:
-      - I(src), I(boards), I(files) and I(sha256) in one, as C(sdr_rollout_inputs) has them for a board. What else is in
-        it is passed over.
-    type: dict
   remote_src:
     description: Whether I(src) and I(boards) are on the target already.
     type: bool
@@ -57,17 +52,6 @@ options:
     type: str
     choices: [programmed, restored]
     default: programmed
-  ledger:
-    description:
-      - The directory of a rollout's files on the controller. The host is opened there before the update begins,
-        and the update does not begin (I(held)) when another host of the rollout has failed.
-      - With a plan, a failure holds the others at once, and it is noted that nothing is to be done (C(noted)).
-      - The role C(tarvek.sdr.sdr_rollout) sets it.
-    type: path
-  refuse_drift:
-    description: Whether a plan that finds the version of the input with other bytes fails; an update is not held up.
-    type: bool
-    default: false
   contents:
     description:
       - The controller's files by their plain names, in Base64. The controller sets it; they come with the task
@@ -184,162 +168,24 @@ backup:
   description: The path on the target of the backup that the run made of what was served before.
   returned: always
   type: str
-held:
-  description: The update was not begun, since another host of the rollout has failed; its name.
-  returned: when it was held
-  type: str
 '''
 
-import base64
-import hashlib
-import os
-import shutil
-import tempfile
-
 from ansible.module_utils.basic import AnsibleModule
-from ansible.module_utils.common.text.converters import to_native
-from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import (
-    COMMON_ARGUMENTS, DONE, Tarvekctl, translate)
+from ansible_collections.tarvek.sdr.plugins.module_utils.sdr_set import SET_ARGUMENTS, do_task
+from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import COMMON_ARGUMENTS
 
 ARGUMENTS = dict(
     COMMON_ARGUMENTS,
-    src=dict(type='path'),
-    boards=dict(type='path'),
-    files=dict(type='list', elements='path', default=[]),
-    sha256=dict(type='dict', default={}),
-    remote_src=dict(type='bool', default=False),
-    force=dict(type='bool', default=False),
-    state=dict(type='str', choices=['programmed', 'restored'], default='programmed'),
-    ledger=dict(type='path'),
-    refuse_drift=dict(type='bool', default=False),
-    entry=dict(type='dict'),
-    contents=dict(type='dict', no_log=True),  # neither secret nor to be read by people
-)
-
-
-def sum_of(path):
-    """The SHA-256 of a file."""
-    digest = hashlib.sha256()
-    with open(path, 'rb') as stream:
-        for block in iter(lambda: stream.read(65536), b''):
-            digest.update(block)
-    return digest.hexdigest()
-
-
-def wrong_sums(folder, sums):
-    """A complaint for each file in the folder that is not as its checksum has it."""
-    complaints = []
-    for name, wanted in sorted(sums.items()):
-        try:
-            found = sum_of(os.path.join(folder, os.path.basename(name)))
-        except (IOError, OSError) as error:
-            complaints.append('%s cannot be read: %s' % (name, error.strerror))
-            continue
-        if found != str(wanted).lower():
-            complaints.append('%s has the SHA-256 %s instead of %s' % (name, found, wanted))
-    return complaints
-
-
-def options_of(params):
-    """The options of plan, update and restore."""
-    options = []
-    if params['boards']:
-        options += ['--boards', params['boards']]
-    if params['force'] and params['state'] == 'programmed':
-        options.append('--force')
-    return options
-
-
-def plan(tarvekctl, params):
-    """What would be done."""
-    mode = ['--restore'] if params['state'] == 'restored' else []
-    return tarvekctl.run('plan', params['src'], *(mode + options_of(params)))
-
-
-def carry_out(tarvekctl, params):
-    """Does it in a run of its own, which a lost connection does not end, and waits for that."""
-    verb = 'restore' if params['state'] == 'restored' else 'update'
-    result = tarvekctl.run(verb, params['src'], '--detach', *options_of(params))
-    if result['status'] == DONE and result['run']:
-        return tarvekctl.run('wait', result['run'])
-    return result
-
-
-def unpack(contents, folder):
-    """Writes the files that came with the task into a folder. Returns their paths by their names."""
-    places = {}
-    for name, content in contents.items():
-        places[name] = os.path.join(folder, os.path.basename(name))
-        with open(places[name], 'wb') as stream:
-            stream.write(base64.b64decode(content))
-    return places
-
-
-def without_folder(value, folder):
-    """A value with a folder's path taken out of every text in it: what is told of copies is meant of the files."""
-    if isinstance(value, dict):
-        return dict((key, without_folder(item, folder)) for key, item in value.items())
-    if isinstance(value, list):
-        return [without_folder(item, folder) for item in value]
-    return value.replace(os.path.join(folder, ''), '') if isinstance(value, type(folder)) else value
-
-
-def refusal(complaint, remedy):
-    """The answer when nothing was begun."""
-    return dict(failed=True, msg='%s. Nothing was changed.' % complaint, status=None, outcome='refused',
-                in_service='previous',
-                message=dict(what=complaint + '.', state='Nothing was changed.', remedy=remedy))
-
-
-def do_task(module, params):
-    """Does what the task asks for. Returns the answer."""
-    complaints = wrong_sums(os.path.dirname(params['src']), params['sha256'])
-    if complaints:
-        return refusal(to_native('; '.join(complaints)), 'Get the right files, or correct their checksums.')
-    tarvekctl = Tarvekctl(module)
-    if module.check_mode:
-        result = plan(tarvekctl, params)
-        changed = result['status'] == DONE
-    else:
-        result = carry_out(tarvekctl, params)
-        changed = bool(result['changed'])
-    answer = translate(result, changed)
-    if module._diff and result.get('difference_text'):  # pylint: disable=protected-access
-        answer['diff'] = dict(prepared=result['difference_text'])
-    return answer
-
-
-def do_task_with_copies(module, params):
-    """The same with files that came with the task, and go with it."""
-    folder = None
-    try:
-        folder = tempfile.mkdtemp(prefix='sdr-', dir=module.tmpdir)
-        places = unpack(params['contents'], folder)
-    except (IOError, OSError) as error:
-        answer = refusal('%s cannot be written: %s' % (folder or 'A temporary directory', to_native(error.strerror)),
-                         'Make room there.')
-    else:
-        for name in ('src', 'boards'):
-            params[name] = params[name] and places[params[name]]
-        answer = without_folder(do_task(module, params), folder)
-    finally:
-        if folder:
-            shutil.rmtree(folder, ignore_errors=True)
-    return answer
+    **dict(SET_ARGUMENTS,
+           src=dict(type='path', required=True),
+           remote_src=dict(type='bool', default=False),
+           state=dict(type='str', choices=['programmed', 'restored'], default='programmed')))
 
 
 def main():
     """The module."""
     module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
-    params = module.params
-    if not params['src']:
-        module.fail_json(msg='src is missing')  # the controller has it out of an entry
-    if params['contents'] is not None:
-        answer = do_task_with_copies(module, params)
-    else:
-        for name in ('src', 'boards'):  # whole paths, which are no options
-            params[name] = params[name] and os.path.abspath(params[name])
-        answer = do_task(module, params)
+    answer = do_task(module, module.params, module.check_mode)
     if answer.pop('failed', False):
         module.fail_json(**answer)
     module.exit_json(**answer)

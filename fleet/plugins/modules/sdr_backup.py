@@ -32,11 +32,6 @@ options:
         it out of the result.
     type: bool
     default: false
-  ledger:
-    description:
-      - The directory of a rollout's files on the controller. A failure holds the other hosts of the rollout at once.
-      - The role C(tarvek.sdr.sdr_rollout) sets it.
-    type: path
   executable:
     description: The C(tarvekctl) of the target.
     type: path
@@ -122,7 +117,6 @@ ARGUMENTS = dict(
     fetch=dict(type='path'),
     overwrite=dict(type='bool', default=False),
     return_content=dict(type='bool', default=False),
-    ledger=dict(type='path'),
 )
 
 

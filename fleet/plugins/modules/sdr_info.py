@@ -23,11 +23,6 @@ options:
   boards:
     description: A hardware list on the target to look the board up in.
     type: path
-  ledger:
-    description:
-      - The directory of a rollout's files on the controller. A failure holds the other hosts of the rollout at once.
-      - The role C(tarvek.sdr.sdr_rollout) sets it.
-    type: path
   executable:
     description: The C(tarvekctl) of the target.
     type: path
@@ -101,57 +96,25 @@ in_service:
 '''
 
 from ansible.module_utils.basic import AnsibleModule
-from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import (
-    COMMON_ARGUMENTS, DONE, Tarvekctl, sentences)
+from ansible_collections.tarvek.sdr.plugins.module_utils.machine import describe, gather
+from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import COMMON_ARGUMENTS, DONE, Tarvekctl
 
 ARGUMENTS = dict(
     COMMON_ARGUMENTS,
     wait=dict(type='bool', default=False),
     strict=dict(type='bool', default=False),
     boards=dict(type='path'),
-    ledger=dict(type='path'),
 )
-
-# What status says only where it reached the BMC.
-STATUS_KEYS = ('board', 'script', 'driver', 'percent', 'drift')
-
-# What of a run is long.
-DIFFERENCES = ('difference', 'difference_text')
-
-
-def brief(result):
-    """A result without its difference."""
-    return dict((key, value) for key, value in result.items() if key not in DIFFERENCES)
-
-
-def gather(tarvekctl, params):
-    """The facts."""
-    status = tarvekctl.run('status')
-    if params['wait'] and status.get('run'):
-        tarvekctl.run('wait', status['run'])
-        status = tarvekctl.run('status')
-    for key in STATUS_KEYS:
-        status.setdefault(key, None)
-    boards = ['--boards', params['boards']] if params['boards'] else []
-    doctor = tarvekctl.run('doctor', *boards)
-    doctor.setdefault('findings', [])
-    history = tarvekctl.run('history')
-    runs = history.get('runs') or [None]  # the oldest first
-    return dict(status=status, doctor=doctor, last=runs[-1] and brief(runs[-1]),
-                history_known=history['status'] == DONE)
 
 
 def main():
     """The module."""
     module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
-    facts = gather(Tarvekctl(module), module.params)
-    failing = [facts[part] for part in ('doctor', 'status') if facts[part]['status'] != DONE]
-    telling = failing[0] if failing else facts['status']
-    answer = dict(changed=False, msg=sentences(telling), status=telling['status'],
-                  message=telling['message'], in_service=telling['in_service'])
-    if telling['status'] is not None:
+    facts = gather(Tarvekctl(module), module.params['wait'], module.params['boards'])
+    answer = describe(facts)
+    if answer['status'] is not None:
         answer['ansible_facts'] = dict(tarvek_sdr=facts)
-    if failing and (module.params['strict'] or telling['status'] is None):
+    if answer['status'] is None or (module.params['strict'] and answer['status'] != DONE):
         module.fail_json(**answer)
     module.exit_json(**answer)
 

@@ -19,10 +19,10 @@ options:
   state:
     description:
       - C(begun) begins a rollout, if no other one with the directory is going on; C(gate) begins a wave, or fails while
-        one of the hosts is open or has failed; C(settled) judges an open host; C(concluded) notes an outcome;
+        one of the hosts is open or has failed; C(settled) judges an open host;
         C(failed) quarantines; C(ended) ends the rollout, and fails when not all went well.
     type: str
-    choices: [begun, gate, settled, concluded, failed, ended]
+    choices: [begun, gate, settled, failed, ended]
     required: true
   clear:
     description: With C(begun), hosts to take out of the quarantine.
@@ -42,9 +42,6 @@ options:
     default: true
   look:
     description: With C(settled) the result of M(tarvek.sdr.sdr_info), with C(failed) that of the task that failed.
-    type: dict
-  outcome:
-    description: With C(concluded), what is noted.
     type: dict
   task:
     description: With C(failed), the name of the task.

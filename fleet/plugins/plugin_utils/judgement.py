@@ -1,12 +1,21 @@
-"""What a rollout finds means: what it came to on a host, whether a wave may begin, what became of an open host."""
+"""What a rollout finds means: what is due on a host, what it came to, whether a wave may begin, what was left open."""
+import re
+
+from ansible.errors import AnsibleError
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import GOOD, OPEN
 
 DONE = 0
 NOTHING = 2
 _NAMES_SHOWN = 20
 
+# The parts of a board's entry, and those that the module sdr knows.
+OF_SET = ('src', 'boards', 'files', 'sha256')
+OF_ENTRY = OF_SET + ('version',)
+
 # What of a module's result is kept.
 KEPT = ('changed', 'status', 'in_service', 'version_before', 'version_after', 'run', 'log', 'msg')
+
+_BOARD = re.compile(r'^[0-9A-Fa-f]{4}$')
 
 
 def names(hosts):
@@ -93,28 +102,73 @@ def _settle(entry, look):
     return 'failed', kept
 
 
+def chosen(name, value, choices):
+    """A variable's value; raises AnsibleError where it is none of the choices."""
+    if value not in choices:
+        raise AnsibleError('%s is one of %s, not %r' % (name, ', '.join(choices), value))
+    return value
+
+
+def input_for(inputs, board):
+    """What a board gets; empty where there is no entry for it. Raises AnsibleError where the mapping is wrong."""
+    found = {}
+    for key, entry in inputs.items():
+        if not isinstance(key, str) or not _BOARD.match(key):
+            raise AnsibleError('The board %r is not four hexadecimal digits in quotes' % (key,))
+        if not isinstance(entry, dict) or not entry.get('src'):
+            raise AnsibleError('The entry of board %s has no src' % key)
+        unknown = sorted(set(entry) - set(OF_ENTRY))
+        if unknown:
+            raise AnsibleError('The entry of board %s has %s; it may have %s'
+                               % (key, ', '.join(map(str, unknown)), ', '.join(OF_ENTRY)))
+        if key.lower() == str(board).lower():
+            if found:
+                raise AnsibleError('The board %s has two entries' % key)
+            found = entry
+    return found
+
+
 def drifts(plan):
     """Whether a plan found the input's version with other bytes."""
     return bool(plan.get('status') == NOTHING and plan.get('differs') and plan.get('version_input') is not None
                 and plan['version_input'] == plan.get('version_before'))
 
 
-def outcome_of(look, entry, plan, update, saved):
-    """What the role came to on a host that did not fail."""
-    status = (look.get('ansible_facts') or {}).get('tarvek_sdr', {}).get('status', {})
-    outcome = dict(board=status.get('board'), version_before=status.get('version_before'),
-                   version_after=status.get('version_after'), in_service='previous', changed=False)
-    if look.get('status') != DONE:
-        return dict(outcome, outcome='skipped', msg='It is not fit for an update: %s' % look.get('msg'))
-    if not entry:
-        return dict(outcome, outcome='skipped', msg='No entry fits its board, %s.' % status.get('board'))
-    outcome['src'] = entry['src']
+def is_due(plan, on_drift):
+    """Whether an update is to be made, by its plan."""
+    return plan.get('status') == DONE or (on_drift == 'force' and drifts(plan))
+
+
+def outcome_of(seen, update, saved):
+    """What the role came to on a host that did not fail.
+
+    seen, update, saved: what the steps plan, update and backup found; empty where they were not taken.
+    """
+    outcome = dict(board=seen.get('board'), version_before=seen.get('version_before'),
+                   version_after=seen.get('version_after'), in_service='previous', changed=False)
+    if seen.get('status') != DONE:
+        return dict(outcome, outcome='skipped', msg='It is not fit for an update: %s' % seen.get('msg'))
+    if not seen.get('src'):
+        return dict(outcome, outcome='skipped', msg='No entry fits its board, %s.' % seen.get('board'))
+    outcome['src'] = seen['src']
     if update.get('held') is not None:
         return dict(outcome, outcome='held', msg=update['msg'])
-    last = update if 'outcome' in update else plan
+    last = update if 'outcome' in update else seen['plan']
     for key in KEPT:
         outcome[key] = last.get(key)
     outcome.update(backup=saved.get('fetched'), backup_there=last.get('backup'))
-    if last is plan and drifts(plan):
+    if last is seen['plan'] and drifts(last):
         return dict(outcome, outcome='drift')
     return dict(outcome, outcome='done' if last.get('status') == DONE else 'nothing')
+
+
+def restore_outcome_of(update):
+    """What a restore came to on a host that did not fail."""
+    outcome = dict(src=update.get('src'), changed=False, in_service='previous', msg=update.get('msg'))
+    if not update.get('src'):
+        return dict(outcome, outcome='skipped')
+    if update.get('held') is not None:
+        return dict(outcome, outcome='held')
+    for key in KEPT:
+        outcome[key] = update.get(key)
+    return dict(outcome, outcome=update['outcome'], backup_there=update.get('backup'))

@@ -32,7 +32,8 @@ GOOD = ('done', 'nothing')
 
 _PRIVATE = 0o700
 _JSON = '.json'
-_BACKUP = re.compile(r'^[0-9]{8}T[0-9]{6}Z\.BAK$')
+_STAMP = re.compile(r'[0-9]{8}T[0-9]{6}Z')
+_BACKUP_SUFFIX = '.BAK'
 
 
 class LedgerError(Exception):
@@ -226,17 +227,19 @@ class Ledger:
 
     def backup_path(self, host, time):
         """Where a backup of a host goes."""
-        return self.path(BACKUPS, file_name(host), time + '.BAK')
+        return self.path(BACKUPS, file_name(host), time + _BACKUP_SUFFIX)
 
     def newest_backup(self, host, until=''):
         """The newest backup of a host, of `until` or before; empty where there is none."""
-        folder = self.path(BACKUPS, file_name(host))
+        if until and not _STAMP.fullmatch(until):
+            raise LedgerError('%r is no time as the names of backups have it, such as 20260701T120000Z' % (until,))
         try:
-            names = [name for name in os.listdir(folder)
-                     if _BACKUP.match(name) and (not until or name[:len(stamp())] <= until)]
+            names = os.listdir(self.path(BACKUPS, file_name(host)))
         except OSError:
             return ''
-        return os.path.join(folder, max(names)) if names else ''
+        stems = (os.path.splitext(name)[0] for name in names if name.endswith(_BACKUP_SUFFIX))
+        times = [time for time in stems if _STAMP.fullmatch(time) and (not until or time <= until)]
+        return self.backup_path(host, max(times)) if times else ''
 
     # ---- the rollout
 

@@ -1,41 +1,21 @@
 """What actions that reach a target have in common."""
+import base64
 import contextlib
+import hashlib
 import os
 
-from ansible.errors import AnsibleConnectionFailure, AnsibleError
+from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure, AnsibleError
 from ansible.module_utils.common.text.converters import to_native
 from ansible.plugins.action import ActionBase
-from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import listed, write_whole
+
+DEFAULT_BOARDS = 'mchk_fil'
 
 
 class TargetAction(ActionBase):  # pylint: disable=abstract-method  # what uses it has a run()
-    """An action whose lost connection is told as that, and whose failure holds the others of a rollout at once."""
+    """An action whose files travel in the arguments and results of its module: one connection does."""
 
-    @staticmethod
-    def rollout(folder, task_vars):
-        """The files of the rollout that this task belongs to; None where it belongs to none, or only tries one."""
-        if not folder or task_vars.get('ansible_check_mode'):
-            return None
-        ledger = book.Ledger(folder)
-        return ledger if ledger.is_led_by(os.getppid()) else None
-
-    @contextlib.contextmanager
-    def holding(self, folder, task_vars):
-        """The rollout's files, as rollout() has them; what is raised meanwhile holds the others, too."""
-        ledger = self.rollout(folder, task_vars)
-        try:
-            yield ledger
-        except AnsibleConnectionFailure:
-            raise  # a lost target is open, or was not begun
-        except (AnsibleError, OSError) as error:
-            self.hold(ledger, dict(failed=True, msg=to_native(error)), task_vars)
-            raise
-
-    @staticmethod
-    def hold(ledger, result, task_vars):
-        """Quarantines a host that has failed, for those that wait for a free fork; the role notes the whole."""
-        if ledger is not None and result.get('failed'):
-            ledger.put(book.QUARANTINE, task_vars['inventory_hostname'], outcome='failed', **book.failure_of(result))
+    TRANSFERS_FILES = False
 
     def cleanup(self, force=False):
         """Removes what Ansible has made on the target.
@@ -45,3 +25,58 @@ class TargetAction(ActionBase):  # pylint: disable=abstract-method  # what uses 
         """
         with contextlib.suppress(AnsibleConnectionFailure):
             super().cleanup(force)
+
+    # ---- to the target
+
+    def with_contents(self, args):
+        """The arguments of the module sdr with the files' plain names, and with what is in them."""
+        if not args.get('src'):
+            raise AnsibleActionFail('src is missing')
+        try:
+            src, boards = self._find(args['src']), args.get('boards')
+            beside = os.path.join(os.path.dirname(src), DEFAULT_BOARDS)
+            if boards:
+                boards = self._find(boards)
+            elif args.get('state') != 'restored' and os.path.exists(beside):
+                boards = beside
+            files = [src] + [self._find(name) for name in listed(args.get('files'))] + ([boards] if boards else [])
+            changed = dict(args, src=os.path.basename(src), files=[], contents=self._contents(files))
+        except (AnsibleError, OSError) as error:
+            raise AnsibleActionFail(to_native(error)) from error
+        if boards:
+            changed['boards'] = os.path.basename(boards)
+        return changed
+
+    @staticmethod
+    def _contents(files):
+        """What is in files, by their plain names: on the target they lie side by side."""
+        paths = {}
+        for path in files:
+            other = paths.setdefault(os.path.basename(path), path)
+            if not os.path.samefile(other, path):
+                raise AnsibleActionFail('%s and %s cannot lie side by side: they have one name' % (other, path))
+        contents = {}
+        for name, path in paths.items():
+            with open(path, 'rb') as stream:
+                contents[name] = base64.b64encode(stream.read()).decode('ascii')
+        return contents
+
+    def _find(self, name):
+        """A file of the controller: as it is named, or where plays have their files."""
+        path = os.path.abspath(os.path.expanduser(name))
+        return path if os.path.isfile(path) else self._find_needle('files', name)
+
+    # ---- from the target
+
+    def fetch_backup(self, args, fetch, task_vars):
+        """Has the module sdr_backup save what is served, and keeps the backup on the controller as `fetch`."""
+        result = self._execute_module(
+            'tarvek.sdr.sdr_backup', module_args=dict(args, return_content=True), task_vars=task_vars)
+        content = result.pop('content', None)
+        if content is not None:
+            data = base64.b64decode(content)
+            if hashlib.sha256(data).hexdigest() != result.get('sha256'):
+                raise AnsibleActionFail('The backup came over with other bytes')
+            write_whole(fetch, data)
+            result['fetched'] = fetch
+        return result

@@ -3,6 +3,7 @@ import json
 import os
 import stat
 import tempfile
+from unittest import mock
 
 import pytest
 
@@ -43,6 +44,20 @@ def result(command, status=0, **more):
                   error=None, run=None, log=None, backup=None,
                   message=dict(what='What.', state='State.', remedy='Remedy.'))
     return dict(common, **more)
+
+
+def action_of(plugin, args, check=False):
+    """An action whose target records what reaches it."""
+    task = mock.MagicMock(args=args, check_mode=check, async_val=0, environment=None)
+    action = plugin.ActionModule(task, mock.MagicMock(), mock.MagicMock(), mock.MagicMock(), None, None)
+    for name in ('_remove_tmp_path', '_execute_module'):
+        setattr(action, name, mock.MagicMock())
+    return action
+
+
+def target_of(action):
+    """What stands for the target: the modules that were run there."""
+    return vars(action)['_execute_module']
 
 
 class FakeTarvekctl:

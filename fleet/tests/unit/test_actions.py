@@ -8,21 +8,7 @@ import pytest
 from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure, AnsibleError
 from ansible_collections.tarvek.sdr.plugins.action import sdr, sdr_backup, sdr_info, sdr_ledger, sdr_report
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
-from conftest import result
-
-
-def action_of(plugin, args, check=False):
-    """An action whose target records what reaches it."""
-    task = mock.MagicMock(args=args, check_mode=check, async_val=0, environment=None)
-    action = plugin.ActionModule(task, mock.MagicMock(), mock.MagicMock(), mock.MagicMock(), None, None)
-    for name in ('_remove_tmp_path', '_execute_module'):
-        setattr(action, name, mock.MagicMock())
-    return action
-
-
-def target_of(action):
-    """What stands for the target: the modules that were run there."""
-    return vars(action)['_execute_module']
+from conftest import action_of, result, target_of
 
 
 def arguments_of(action):
@@ -61,13 +47,16 @@ def test_the_list_that_is_named_and_what_a_script_needs_come_with_it(files):
     assert arguments_of(action)['contents'] == encoded('B.SDR', 'more.SDR', 'list')
 
 
-def test_the_entry_of_a_board_says_the_same_as_its_parts(files):
-    entry = dict(src=str(files / 'B.SDR'), boards=str(files / 'list'), sha256={'B.SDR': 'ab'}, version='01.03')
-    action = action_of(sdr, dict(entry=entry, force=True))
+def test_files_of_one_name_cannot_lie_side_by_side(files):
+    (files / 'other').mkdir()
+    (files / 'other' / 'B.SDR').write_text('another', encoding='ascii')
+    action = action_of(sdr, dict(src=str(files / 'B.SDR'), files=[str(files / 'other' / 'B.SDR')]))
+    with pytest.raises(AnsibleActionFail, match='they have one name'):
+        action.run(task_vars={})
+    action = action_of(sdr, dict(src=str(files / 'B.SDR'), files=[str(files / 'B.SDR')]))
     target_of(action).return_value = dict(changed=False)
     action.run(task_vars={})
-    assert arguments_of(action) == dict(src='B.SDR', boards='list', files=[], sha256={'B.SDR': 'ab'}, force=True,
-                                        contents=encoded('B.SDR', 'list'))
+    assert sorted(arguments_of(action)['contents']) == ['B.SDR', 'mchk_fil']
 
 
 def test_a_task_makes_no_directory_of_its_own_on_the_target(files):
@@ -120,103 +109,6 @@ def a_ledger(tmp_path):
     ledger = book.Ledger(str(tmp_path / 'fleet'))
     ledger.begin(os.getppid())
     return ledger
-
-
-def update_of(ledger, answer, check=False):
-    """An update in a rollout, and what was open when the target was reached."""
-    action = action_of(sdr, dict(src='/there/B.SDR', remote_src=True, ledger=ledger.folder), check)
-    seen = []
-
-    def reach(*_, **kwargs):
-        seen.append((ledger.get(book.OPEN, 'a'), kwargs['module_args']))
-        return dict(answer)
-    target_of(action).side_effect = reach
-    facts = dict(tarvek_sdr=dict(last=result('update', run='R1')))
-    return action.run(task_vars=dict(inventory_hostname='a', ansible_facts=facts)), seen
-
-
-def test_a_host_is_open_before_its_target_is_reached_and_stays_so(ledger):
-    _, ((entry, args),) = update_of(ledger, dict(changed=True))
-    assert (entry['run_before'], entry['src']) == ('R1', '/there/B.SDR')
-    assert 'ledger' not in args
-    assert ledger.hosts(book.OPEN) == ['a']
-
-
-def test_a_failure_is_told_to_the_others_at_once(ledger):
-    update_of(ledger, dict(failed=True, msg='broke', in_service='previous'))
-    assert ledger.failed() == ['a']
-    assert ledger.get(book.QUARANTINE, 'a')['in_service'] == 'previous'
-
-
-def test_after_a_failure_of_another_no_update_begins(ledger):
-    ledger.fail('b', msg='broke')
-    told, seen = update_of(ledger, dict(changed=True))
-    assert (told['held'], told['changed']) == ('b', False)
-    assert not seen and not ledger.hosts(book.OPEN)
-
-
-def test_check_mode_opens_nothing(ledger):
-    _, seen = update_of(ledger, dict(changed=True), check=True)
-    assert len(seen) == 1 and not ledger.hosts(book.OPEN)
-
-
-# ---- what fails and what is noted before an update
-
-def plan_of(ledger, answer, check=False, **args):
-    """A plan in a rollout."""
-    entry = dict(src='/there/B.SDR')
-    action = action_of(sdr, dict(args, entry=entry, remote_src=True, ledger=ledger.folder), True)
-    target_of(action).side_effect = lambda *_, **__: dict(answer)
-    facts = dict(tarvek_sdr=dict(status=result('status', board='01a3')))
-    return action.run(task_vars=dict(inventory_hostname='a', ansible_facts=facts, ansible_check_mode=check))
-
-
-UP_TO_DATE = result('plan', 2, outcome='nothing', differs=False, version_before='01.03', version_input='01.03')
-DRIFTED = dict(UP_TO_DATE, differs=True)
-
-
-def test_a_plan_notes_that_there_is_nothing_to_do(ledger):
-    assert plan_of(ledger, UP_TO_DATE)['noted']
-    assert ledger.get(book.OUTCOMES, 'a')['outcome'] == 'nothing'
-    assert ledger.get(book.OUTCOMES, 'a')['board'] == '01a3'
-
-
-@pytest.mark.parametrize('answer', [dict(UP_TO_DATE, status=0), DRIFTED, dict(UP_TO_DATE, failed=True)])
-def test_a_plan_notes_nothing_else(ledger, answer):
-    assert 'noted' not in plan_of(ledger, answer)
-    assert not ledger.hosts(book.OUTCOMES)
-
-
-def test_drift_is_a_failure_where_it_is_to_be_one(ledger):
-    assert plan_of(ledger, DRIFTED, refuse_drift=True)['failed']
-    assert ledger.failed() == ['a']
-    assert 'failed' not in plan_of(ledger, UP_TO_DATE, refuse_drift=True)
-
-
-def test_a_playbook_in_check_mode_and_one_that_leads_nothing_note_nothing(ledger):
-    plan_of(ledger, UP_TO_DATE, check=True)
-    plan_of(ledger, dict(failed=True, msg='broke'), check=True)
-    ledger.end()
-    plan_of(ledger, UP_TO_DATE)
-    plan_of(ledger, dict(failed=True, msg='broke'))
-    assert not ledger.hosts(book.OUTCOMES) and not ledger.hosts(book.QUARANTINE)
-
-
-@pytest.mark.parametrize('plugin, args', [(sdr_backup, {}), (sdr, {})])
-def test_what_is_raised_before_the_update_holds_the_others_as_well(ledger, plugin, args):
-    action = action_of(plugin, dict(args, ledger=ledger.folder), plugin is sdr)
-    with pytest.raises(AnsibleActionFail):
-        action.run(task_vars=dict(inventory_hostname='a', ansible_check_mode=False))
-    assert ledger.failed() == ['a']
-
-
-@pytest.mark.parametrize('plugin, args', [(sdr_info, {}), (sdr_backup, dict(dest='/there/T.BAK')), (sdr, {})])
-def test_what_fails_before_the_update_holds_the_others_at_once(ledger, plugin, args):
-    action = action_of(plugin, dict(args, ledger=ledger.folder, src='/there/B.SDR', remote_src=True), plugin is sdr)
-    target_of(action).side_effect = lambda *_, **__: dict(failed=True, msg='broke', status=4)
-    action.run(task_vars=dict(inventory_hostname='a', ansible_check_mode=False))
-    assert ledger.failed() == ['a']
-    assert 'ledger' not in arguments_of(action)
 
 
 # ---- sdr_backup
@@ -386,11 +278,26 @@ def test_the_end_fails_when_not_all_went_well(ledger, kind):
     assert ask(ledger, 'ended')['failed'] is True
 
 
+def test_the_end_of_another_ones_rollout_is_left_to_it(ledger):
+    ledger.end()
+    ledger.begin(1)
+    assert ask(ledger, 'ended')['failed'] is True
+    assert ledger.rollout() is not None
+
+
+def test_only_what_is_known_is_set_aside(idle):
+    idle.put(book.OPEN, 'gone')
+    assert 'not to be set aside: b' in ask(idle, 'begun', set_aside='b', hosts=['a'])['msg']
+    assert idle.rollout() is None
+    ask(idle, 'begun', set_aside='a,gone', hosts=['a'])
+    assert idle.hosts(book.QUARANTINE) == ['a', 'gone']
+
+
 def test_a_full_disk_fails(ledger, monkeypatch):
     def full(descriptor):
         raise OSError(28, 'No space left on device')
     monkeypatch.setattr(book.os, 'fsync', full)
-    told = ask(ledger, 'concluded', outcome=dict(outcome='done'))
+    told = ask(ledger, 'failed', look={})
     assert told['failed'] and 'No space left' in told['msg']
 
 

@@ -1,9 +1,11 @@
-"""What the files of a rollout mean."""
+"""What a rollout finds means."""
 import os
 
 import pytest
+from ansible.errors import AnsibleError
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
-from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import describe, gate_complaints, settle
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import (
+    chosen, describe, drifts, gate_complaints, input_for, is_due, outcome_of, restore_outcome_of, settle)
 from conftest import result
 
 
@@ -137,3 +139,101 @@ def test_what_is_not_known_stays_open(seen):
 def test_many_names_are_cut():
     text = describe([('open', ['h%d' % number for number in range(30)]), ('none', [])])
     assert text.startswith('open: 30 (h0, ') and text.endswith('and 10 more).')
+
+
+# ---- what is due
+
+INPUTS = {'01A3': dict(src='a.SDR'), '01b0': dict(src='b.SDR')}
+
+
+def found(status=0, board='01a3', src='a.SDR', planned=None):
+    """What the step plan found."""
+    return dict(status=status, msg='Told.', board=board, version_before=None, version_after='01.02', src=src,
+                plan=planned)
+
+
+def plan(status=0, served='01.02', wanted='01.03', differs=True):
+    """What plan says."""
+    return result('plan', status, outcome={0: 'done', 2: 'nothing'}.get(status), differs=differs,
+                  version_before=served, version_after=served, version_input=wanted, msg='Planned.')
+
+
+@pytest.mark.parametrize('board, src', [('01a3', 'a.SDR'), ('01A3', 'a.SDR'), ('01B0', 'b.SDR')])
+def test_a_board_gets_its_input_in_any_case(board, src):
+    assert input_for(INPUTS, board)['src'] == src
+
+
+@pytest.mark.parametrize('board', ['0777', '', None, '1A3', '*'])
+def test_no_board_gets_what_is_not_its(board):
+    assert not input_for(INPUTS, board)
+
+
+@pytest.mark.parametrize('inputs', [{256: dict(src='a')}, {'1A3': dict(src='a')}, {'.*..': dict(src='a')},
+                                    {'01A3': {}}, {'01A3': 'a.SDR'}, {'01A3': dict(src='a'), '01a3': dict(src='b')},
+                                    {'01A3': dict(src='a', sha265={})}])
+def test_a_wrong_mapping_fails_instead_of_guessing(inputs):
+    with pytest.raises(AnsibleError):
+        input_for(inputs, '01a3')
+
+
+def test_drift_is_the_same_version_with_other_bytes():
+    assert drifts(plan(2, '01.03', '01.03'))
+    assert not drifts(plan(2, '01.03', '01.03', differs=False))
+    assert not drifts(plan(2, '01.04', '01.03'))
+    assert not drifts(plan(2, None, None))
+    assert not drifts(plan(0, '01.03', '01.03'))
+    assert not drifts({})
+
+
+@pytest.mark.parametrize('on_drift', ['fail', 'report', 'force'])
+def test_an_update_is_due_when_the_plan_says_so(on_drift):
+    assert is_due(plan(0), on_drift)
+    assert not is_due(plan(2, '01.04', '01.03'), on_drift)
+    assert not is_due({}, on_drift)
+    assert is_due(plan(2, '01.03', '01.03'), on_drift) is (on_drift == 'force')
+
+
+def test_a_word_that_is_none_fails():
+    with pytest.raises(AnsibleError, match='sdr_rollout_on_drift is one of fail, report'):
+        chosen('sdr_rollout_on_drift', 'reprot', ('fail', 'report'))
+    assert chosen('x', 'fail', ('fail', 'skip')) == 'fail'
+
+
+# ---- what it came to
+
+def test_a_board_without_an_entry_is_skipped_and_named():
+    outcome = outcome_of(found(board='0777', src=None), {}, {})
+    assert outcome['outcome'] == 'skipped'
+    assert outcome['msg'] == 'No entry fits its board, 0777.'
+
+
+def test_a_machine_that_is_not_fit_is_skipped_with_what_it_lacks():
+    outcome = outcome_of(found(status=4, src=None), {}, {})
+    assert (outcome['outcome'], outcome['msg']) == ('skipped', 'It is not fit for an update: Told.')
+
+
+def test_an_update_is_told_with_both_backups():
+    update = result('update', changed=True, in_service='input', version_before='01.02', version_after='01.03',
+                    run='R1', backup='/there.BAK', msg='Done.')
+    outcome = outcome_of(found(planned=plan()), update, dict(fetched='/here.BAK'))
+    assert (outcome['outcome'], outcome['changed'], outcome['version_after']) == ('done', True, '01.03')
+    assert (outcome['backup'], outcome['backup_there']) == ('/here.BAK', '/there.BAK')
+
+
+def test_nothing_to_do_drift_and_held_are_told():
+    assert outcome_of(found(planned=plan(2, '01.04')), {}, {})['outcome'] == 'nothing'
+    assert outcome_of(found(planned=plan(2, '01.03', '01.03')), {}, {})['outcome'] == 'drift'
+    held = dict(held='web1', msg='Not begun: web1 has failed.', changed=False)
+    assert outcome_of(found(planned=plan()), held, {})['outcome'] == 'held'
+
+
+def test_a_forced_drift_is_done():
+    update = result('update', changed=True, in_service='input', msg='Done.')
+    assert outcome_of(found(planned=plan(2, '01.03', '01.03')), update, {})['outcome'] == 'done'
+
+
+def test_a_restore_is_told():
+    assert restore_outcome_of(dict(skipped=True, msg='None.'))['outcome'] == 'skipped'
+    assert restore_outcome_of(dict(held='a', msg='x', src='/a.BAK'))['outcome'] == 'held'
+    done = result('restore', changed=True, in_service='input', msg='Done.', src='/a.BAK')
+    assert restore_outcome_of(done)['outcome'] == 'done'

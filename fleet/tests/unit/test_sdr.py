@@ -5,6 +5,7 @@ import json
 import os
 
 import pytest
+from ansible_collections.tarvek.sdr.plugins.module_utils import sdr_set
 from ansible_collections.tarvek.sdr.plugins.modules import sdr
 from conftest import result
 
@@ -176,7 +177,7 @@ def test_files_that_come_with_the_task_lie_side_by_side_and_go_with_it(run_modul
 
 
 def test_what_is_told_of_a_copy_is_told_of_the_file(run_module, tarvekctl, tmp_path, monkeypatch):
-    monkeypatch.setattr(sdr.tempfile, 'mkdtemp', lambda prefix, dir: make(dir + '/copies'))
+    monkeypatch.setattr(sdr_set.tempfile, 'mkdtemp', lambda prefix, dir: make(dir + '/copies'))
 
     def make(folder):
         os.mkdir(folder)
@@ -191,7 +192,7 @@ def test_what_is_told_of_a_copy_is_told_of_the_file(run_module, tarvekctl, tmp_p
 def test_without_room_for_the_files_nothing_is_begun(run_module, tarvekctl, tmp_path, monkeypatch):
     def full(contents, folder):
         raise OSError(28, 'No space left on device')
-    monkeypatch.setattr(sdr, 'unpack', full)
+    monkeypatch.setattr(sdr_set, 'unpack', full)
     answer = run_module(sdr, src='B.SDR', contents=packed(B_SDR='set'), _ansible_tmpdir=str(tmp_path))
     assert (answer['failed'], answer['in_service']) == (True, 'previous')
     assert 'No space left' in answer['msg']
