@@ -1,6 +1,7 @@
 """Servers that are not what they seem, and records that nobody has programmed."""
 
 import csv
+import pathlib
 
 import sdr_sets
 from controller import FAILED, UNREACHABLE
@@ -49,19 +50,23 @@ class HostileText(Scenario):
     names = ("node01", "node02", "node03")
     marked_up = ("<s a>", '"><script>alert(document.cookie)</script><img src=x:')
     formula = ("=1+1!", "=HYPERLINK(1)")
+    template = ("{{7}}", "{{ lookup('pipe', 'touch /led-astray') }}")
 
     def test_it_stays_text(self):
         """In each form of the report; and a rollout is not led astray."""
         self.serve("node02", BOARD_B, *self.marked_up)
         self.serve("node03", BOARD_A, *self.formula)
+        self.serve("node01", BOARD_A, *self.template)
         before = self.fleet.memories()
         self.play("report")
         self.expect_untouched(before)
         self.expect_as_json()
         self.expect_as_csv()
         self.expect_as_html()
-        self.play("plan")
+        play = self.play("plan")
         self.expect_untouched(before)
+        self.assertIn(self.template[0], play.events("ok", "node01", "Tell it")[0]["result"]["msg"])
+        self.assertFalse(pathlib.Path("/led-astray").exists(), "a template was taken for one")
 
     def serve(self, name, board, version, script):
         """Has a BMC say such things."""
@@ -72,7 +77,8 @@ class HostileText(Scenario):
     def expect_as_json(self):
         """As it is."""
         rows = {row["host"]: row for row in self.fleet.ledger.report()["hosts"]}
-        for name, (version, script) in (("node02", self.marked_up), ("node03", self.formula)):
+        for name, (version, script) in (("node01", self.template), ("node02", self.marked_up),
+                                        ("node03", self.formula)):
             self.assertEqual((rows[name]["version"], rows[name]["script"]), (version, script))
 
     def expect_as_csv(self):

@@ -85,7 +85,7 @@ class Fleet:
             subprocess.run(["ip", *command.split()], check=True)
         (work / "controller").mkdir()
         self.controller = Controller(work / "controller", self._keys, keep, forks)
-        self._inputs = self._write_inputs(work / "inputs")
+        self.inputs = self._write_inputs(work / "inputs")
         self._servers = {}
         self.ledger = Ledger(self.controller.folder / "sdr-fleet")
 
@@ -133,7 +133,7 @@ class Fleet:
         self.controller.know(self, self._keys)
         shutil.rmtree(self.ledger.folder, ignore_errors=True)
         self.controller.list_hosts(self, {WITHOUT_BMC: {"sdr_rollout_on_unfit": "skip"}},
-                                   **dict({"sdr_rollout_inputs": self._inputs,
+                                   **dict({"sdr_rollout_inputs": self.inputs,
                                            "sdr_rollout_dir": str(self.ledger.folder)}, **group_vars))
 
     def end(self):

@@ -14,12 +14,13 @@ import unittest
 from fleet import Fleet
 from distrust import Drift, HostileText, OtherKey
 from failures import BadCanary, Hooks, LeftOut, SecondWave
+from given import Checksums, OnlyTried, Package
 from killed import Killed
 from mishaps import DeadServer, FullDisk, LostNetwork, TwoControllers
 from whole import Whole
 
-SCENARIOS = (Whole, BadCanary, LeftOut, SecondWave, Hooks, Killed, LostNetwork, DeadServer, FullDisk, TwoControllers,
-             OtherKey, HostileText, Drift)
+SCENARIOS = (Whole, OnlyTried, Package, BadCanary, LeftOut, Checksums, SecondWave, Hooks, Killed, LostNetwork, DeadServer,
+             FullDisk, TwoControllers, OtherKey, HostileText, Drift)
 
 
 class Report(unittest.TestResult):

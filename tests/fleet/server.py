@@ -44,7 +44,10 @@ class Layer:
         self._write("etc/group", f"root:x:0:\ntty:x:5:\nnogroup:x:65534:\n{USER}:x:{USER_ID}:\n")
         self._write("etc/shadow", f"root:*:19000:0:99999:7:::\nsshd:*:19000:0:99999:7:::\n"
                                   f"{USER}:*:19000:0:99999:7:::\nnobody:*:19000:0:99999:7:::\n", 0o640)
-        self._write("etc/sudoers", f"Defaults env_reset\nroot ALL=(ALL) ALL\n{USER} ALL=(root) NOPASSWD: ALL\n", 0o440)
+        self._write("etc/sudoers",
+                    "Defaults env_reset\nDefaults secure_path=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin\n"
+                    f"root ALL=(ALL) ALL\n{USER} ALL=(root) NOPASSWD: ALL\n", 0o440)
+        self._write("var/lib/dpkg/statoverride", "")  # it may name groups of this machine that a server does not have
         self._write("etc/ssh/sshd_config",
                     "HostKey /etc/ssh/server_key\nAuthorizedKeysFile /etc/ssh/authorized_keys_of_%u\n"
                     "PermitRootLogin no\nPasswordAuthentication no\nKbdInteractiveAuthentication no\n"
