@@ -114,9 +114,8 @@ class Hooks(Scenario):
         """Writes task files, and returns the variables by which they run on the one server."""
         for name, task in tasks.items():
             (self.fleet.controller.folder / f"{name}.yml").write_text(f"- name: Hook {name}\n  {task}\n", "ascii")
-        return {f"sdr_rollout_{name}":
-                f"{{{{ '{self.fleet.controller.folder}/{name}.yml' if inventory_hostname == '{self.drained}' else '' }}}}"
-                for name in tasks}
+        here, there = f"inventory_hostname == '{self.drained}'", self.fleet.controller.folder
+        return {f"sdr_rollout_{name}": f"{{{{ '{there}/{name}.yml' if {here} else '' }}}}" for name in tasks}
 
     def test_they_run_around_the_update_and_on_no_other(self):
         """Each in its place."""

@@ -19,8 +19,8 @@ from killed import Killed
 from mishaps import DeadServer, FullDisk, LostNetwork, TwoControllers
 from whole import Whole
 
-SCENARIOS = (Whole, OnlyTried, Package, BadCanary, LeftOut, Checksums, SecondWave, Hooks, Killed, LostNetwork, DeadServer,
-             FullDisk, TwoControllers, OtherKey, HostileText, Drift)
+SCENARIOS = (Whole, OnlyTried, Package, BadCanary, LeftOut, Checksums, SecondWave, Hooks, Killed, LostNetwork,
+             DeadServer, FullDisk, TwoControllers, OtherKey, HostileText, Drift)
 
 
 class Report(unittest.TestResult):

@@ -97,7 +97,8 @@ class Package(Scenario):
         """Then the update follows."""
         package = str(self.build())
         others = self.fleet.files(self.names)
-        play = self.play("rollout", status=FAILED, sdr_rollout_package_file=package, sdr_rollout_package_sha256="0" * 64)
+        play = self.play("rollout", status=FAILED, sdr_rollout_package_file=package,
+                         sdr_rollout_package_sha256="0" * 64)
         self.assertIn("has not the SHA-256", play.output())
         self.expect_never_asked(others)
         self.assertEqual(self.fleet.ledger.quarantined(), ["node01"])

@@ -12,12 +12,18 @@ class Killed(Scenario):
     held = ("node02", "node05")
     wave = ("node02", "node03", "node05")
 
+    def hook(self):
+        """A task file that comes after each update."""
+        hook = self.fleet.controller.folder / "after.yml"
+        hook.write_text("- name: Hook after\n  ansible.builtin.debug: {msg: here}\n", encoding="ascii")
+        return str(hook)
+
     def test_run_again_it_attaches_and_finishes_and_nothing_is_programmed_twice(self):
         """One update ends while there is no controller, another one while the next controller waits for it."""
         third = self.fleet.files(("node10",))
         for name in self.held:
             self.fleet[name].hold_at("oem-add@5")
-        play = self.start("rollout", sdr_rollout_waves=self.waves)
+        play = self.start("rollout", sdr_rollout_waves=self.waves, sdr_rollout_after=self.hook())
         for name in self.held:
             self.fleet[name].wait_until_held()
         self.fleet["node03"].wait_until_done()
@@ -45,3 +51,4 @@ class Killed(Scenario):
         settled = {entry["host"]: entry["result"]["verdict"] for entry in again.events("ok")
                    if entry["task"] == "Note what became of its update"}
         self.assertEqual(settled, dict.fromkeys(self.wave, "done"))
+        self.assertEqual(sorted(entry["host"] for entry in again.events("ok", task="Hook after")), sorted(self.wave))

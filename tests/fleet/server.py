@@ -45,7 +45,7 @@ class Layer:
         self._write("etc/shadow", f"root:*:19000:0:99999:7:::\nsshd:*:19000:0:99999:7:::\n"
                                   f"{USER}:*:19000:0:99999:7:::\nnobody:*:19000:0:99999:7:::\n", 0o640)
         self._write("etc/sudoers",
-                    "Defaults env_reset\nDefaults secure_path=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin\n"
+                    "Defaults env_reset\nDefaults secure_path=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin\n"
                     f"root ALL=(ALL) ALL\n{USER} ALL=(root) NOPASSWD: ALL\n", 0o440)
         self._write("var/lib/dpkg/statoverride", "")  # it may name groups of this machine that a server does not have
         self._write("etc/ssh/sshd_config",

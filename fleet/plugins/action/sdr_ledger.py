@@ -108,11 +108,17 @@ class ActionModule(ActionBase):
     # ---- for one host
 
     def _settled(self, ledger, args, result, task_vars):
-        """Judges what an earlier rollout left open, by what the host says now."""
+        """Judges what an earlier rollout left open, by what the host says now.
+
+        Where a task file is still to come after its update, the host is closed when that is done.
+        """
         host = task_vars['inventory_hostname']
-        verdict, outcome = settle(ledger.get(book.OPEN, host), args.get('look') or {})
-        result.update(verdict=verdict, msg=outcome['msg'], failed=verdict in ('open', 'failed'))
-        if self._task.check_mode:
+        entry = ledger.get(book.OPEN, host) or {}
+        verdict, outcome = settle(entry, args.get('look') or {})
+        failed, done = verdict in ('open', 'failed'), boolean(args.get('after_done', False), strict=False)
+        result.update(verdict=verdict, msg=outcome['msg'], failed=failed,
+                      after='' if failed or done else str(entry.get('after') or ''))
+        if self._task.check_mode or result['after']:
             return
         if verdict == 'failed':
             ledger.fail(host, **outcome)

@@ -182,7 +182,7 @@ class ActionModule(TargetAction):
     def _update(self):
         seen, inputs = self._found('plan'), self._value('inputs')
         return self._program(self._set_for(inputs, seen.get('board'), seen.get('force', False)),
-                             src=seen.get('src'), run_before=seen.get('run_before'))
+                             src=seen.get('src'), run_before=seen.get('run_before'), after=seen.get('after'))
 
     def _restore(self):
         backup = self._ledger.newest_backup(self._host, self._value('until'))

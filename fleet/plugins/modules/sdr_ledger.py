@@ -43,6 +43,10 @@ options:
   look:
     description: With C(settled) the result of M(tarvek.sdr.sdr_info), with C(failed) that of the task that failed.
     type: dict
+  after_done:
+    description: With C(settled), whether the task file that comes after an update has run, so that the host is closed.
+    type: bool
+    default: false
   task:
     description: With C(failed), the name of the task.
     type: str
@@ -81,6 +85,10 @@ quarantined:
   returned: with C(begun)
   type: list
   elements: str
+after:
+  description: The task file that comes after the update of an open host that ended well; empty where there is none.
+  returned: with C(settled)
+  type: str
 wave:
   description: The hosts of the wave.
   returned: with a C(gate) that lets it begin

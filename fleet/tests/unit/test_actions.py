@@ -258,6 +258,22 @@ def test_a_settled_host_is_closed_or_quarantined(ledger, last, kind):
     assert ledger.hosts(book.OPEN) == (['a'] if kind else [])
 
 
+def test_a_host_with_a_task_file_to_come_is_closed_after_it(ledger):
+    ledger.put(book.OPEN, 'a', run_before='R1', after='/reboot.yml')
+    look = dict(ansible_facts=dict(tarvek_sdr=dict(status=result('status'), last=result('update', run='R2'))))
+    assert ask(ledger, 'settled', look=look)['after'] == '/reboot.yml'
+    assert (ledger.hosts(book.OPEN), ledger.hosts(book.OUTCOMES)) == (['a'], [])
+    assert ask(ledger, 'settled', look=look, after_done=True)['after'] == ''
+    assert (ledger.hosts(book.OPEN), ledger.hosts(book.OUTCOMES)) == ([], ['a'])
+
+
+def test_no_task_file_comes_after_an_update_that_failed(ledger):
+    ledger.put(book.OPEN, 'a', run_before='R1', after='/reboot.yml')
+    look = dict(ansible_facts=dict(tarvek_sdr=dict(status=result('status'), last=result('update', 1, run='R2'))))
+    assert ask(ledger, 'settled', look=look)['after'] == ''
+    assert ledger.hosts(book.QUARANTINE) == ['a']
+
+
 def test_a_host_that_cannot_be_reached_stays_open_and_is_not_quarantined(ledger):
     ledger.put(book.OPEN, 'a')
     assert ask(ledger, 'settled', look=dict(unreachable=True))['failed']

@@ -239,7 +239,7 @@ def test_a_step_is_one_of_them(host):
 # ---- backup, update
 
 SEEN = dict(status=0, board='01a3', src='A.SDR', run_before='R1', force=False, plan=DUE, version_before=None,
-            version_after='01.02')
+            version_after='01.02', after='/reboot.yml')
 
 
 def test_a_backup_comes_to_the_controller(host):
@@ -266,7 +266,7 @@ def test_a_host_is_open_before_its_target_is_reached_and_stays_so(host):
     host.take('update', plan=SEEN)
     (module, check, args, entry), = host.asked
     assert (module, check, args['force'], sorted(args['contents'])) == ('sdr', False, False, ['A.SDR'])
-    assert (entry['run_before'], entry['src']) == ('R1', 'A.SDR')
+    assert (entry['run_before'], entry['src'], entry['after']) == ('R1', 'A.SDR', '/reboot.yml')
     assert host.ledger.hosts(book.OPEN) == ['a']
 
 
