@@ -121,12 +121,13 @@ class Controller:
 
     def __init__(self, folder, keys, keep, forks=FORKS):
         self.folder = folder
+        self.start_in = folder
         self._keep = keep
         self._count = 0
         self._build_collection()
         shutil.copytree(HERE / "callback", folder / "callback")
         self._write("ansible.cfg",
-                    "[defaults]\ninventory = inventory.json\n"
+                    f"[defaults]\ninventory = {folder}/inventory.json\n"
                     f"collections_path = {folder}/collections\ncallback_plugins = {folder}/callback\n"
                     "callbacks_enabled = fleet_record\nhost_key_checking = True\nretry_files_enabled = False\n"
                     f"forks = {forks}\nnocows = True\n"
@@ -181,8 +182,9 @@ class Controller:
             command += ["-e", json.dumps(extra)]
         with output.open("w") as stream:
             # pylint: disable-next=consider-using-with
-            process = subprocess.Popen(command, cwd=self.folder, stdin=subprocess.DEVNULL, stdout=stream, stderr=stream,
-                                       env=dict(self.environment, FLEET_RECORD=str(record)), start_new_session=True)
+            process = subprocess.Popen(command, cwd=self.start_in, stdin=subprocess.DEVNULL, stdout=stream,
+                                       stderr=stream, env=dict(self.environment, FLEET_RECORD=str(record)),
+                                       start_new_session=True)
         return Play(process, record, output)
 
     def play(self, playbook, *options, **extra):

@@ -1,6 +1,7 @@
 """Servers that are not what they seem, and records that nobody has programmed."""
 
 import csv
+import json
 import pathlib
 
 import sdr_sets
@@ -97,6 +98,66 @@ class HostileText(Scenario):
         cells = {row[0]: row[3] for row in page.rows(6)}
         self.assertEqual((cells["node02"], cells["node03"]), (self.marked_up[0], self.formula[0]))
         self.assertIn(self.marked_up[0], [row[1] for row in page.rows(4)])
+
+
+class Liar(Scenario):
+    """A server whose answers are not those of the modules that it was sent."""
+
+    number = 6
+    names = ("node01", "node02", "node03")
+    waves = (1, "100%")
+    liar = "node02"
+    host_vars = {liar: {"ansible_python_interpreter": "/opt/liar"}}
+    astray = pathlib.Path("/led-astray")
+    template = f"{{{{ lookup('pipe', 'touch {astray}') }}}}"
+    interpreter = """#!/usr/bin/python3
+import json, subprocess, sys
+said = subprocess.run(["/usr/bin/python3"], stdin=sys.stdin, stdout=subprocess.PIPE, text=True).stdout
+answer = json.loads(said.splitlines()[-1])
+answer.update(json.load(open("/opt/lies")))
+print(json.dumps(answer))
+"""
+
+    def lie(self, **lies):
+        """Has each of its answers have these parts, whatever else is in it."""
+        server = self.fleet[self.liar]
+        server.path("/opt/liar").write_text(self.interpreter, encoding="ascii")
+        server.path("/opt/liar").chmod(0o755)
+        server.path("/opt/lies").write_text(json.dumps(lies), encoding="ascii")
+
+    def expect_not_led_astray(self, *done):
+        """The others are served as if it were honest, and the controller has done nothing that it was told."""
+        self.fleet.now_due(*done)
+        self.expect_due()
+        self.assertFalse(self.astray.exists(), "the controller has done what a server told it")
+        self.assertEqual({self.fleet.ledger.outcomes()[name] for name in done}, {"done"})
+
+    def test_what_ansible_would_act_upon_is_not_taken(self):
+        """Variables, files and statistics stay the controller's."""
+        other = {"01A3": {"src": "/etc/hostname"}, "02B4": {"src": "/etc/hostname"}}
+        self.lie(ansible_stats=5, results=[5], add_host=5, include=self.template, held="node01", restored=True,
+                 src=self.template, ansible_facts={
+                     "sdr_rollout_inputs": other, "sdr_rollout_dir": str(self.astray),
+                     "sdr_rollout_before": "/etc/hostname", "ansible_connection": "local"})
+        self.play("rollout", sdr_rollout_waves=self.waves)
+        self.expect_not_led_astray(*self.names)
+        self.expect_programmed(**dict.fromkeys(self.names, 1))
+
+    def test_an_answer_of_another_shape_breaks_nothing(self):
+        """It is passed over, as nothing that it says fits an entry."""
+        self.lie(board=["02B4"], plan="x", message=5, msg={"a": self.template}, diff=7, warnings=7, status=0)
+        self.play("rollout", sdr_rollout_waves=self.waves)
+        self.expect_not_led_astray("node01", "node03")
+        self.assertEqual(self.fleet.ledger.outcomes()[self.liar], "skipped")
+
+    def test_a_failure_that_looks_like_a_template_is_told_as_it_is(self):
+        """And quarantined as any other."""
+        self.lie(failed=True, msg=self.template, module_stderr=self.template)
+        play = self.play("rollout", status=FAILED, sdr_rollout_waves=(1, 1, 1))
+        self.assertIn("touch", play.output())
+        self.expect_not_led_astray("node01")
+        self.assertEqual(self.fleet.ledger.quarantined(), [self.liar])
+        self.assertEqual(self.fleet.ledger.outcome(self.liar)["msg"], self.template)
 
 
 class Drift(Scenario):

@@ -113,7 +113,7 @@ class Fleet:
     def __iter__(self):
         return iter(self._servers.values())
 
-    def begin(self, names, **group_vars):
+    def begin(self, names, host_vars=None, **group_vars):
         """Switches on new servers of these names, as they are in the beginning; no rollout was ever led."""
         self.end()
         for name in names:
@@ -132,7 +132,7 @@ class Fleet:
             self[WITHOUT_BMC].drive("none")
         self.controller.know(self, self._keys)
         shutil.rmtree(self.ledger.folder, ignore_errors=True)
-        self.controller.list_hosts(self, {WITHOUT_BMC: {"sdr_rollout_on_unfit": "skip"}},
+        self.controller.list_hosts(self, dict({WITHOUT_BMC: {"sdr_rollout_on_unfit": "skip"}}, **(host_vars or {})),
                                    **dict({"sdr_rollout_inputs": self.inputs,
                                            "sdr_rollout_dir": str(self.ledger.folder)}, **group_vars))
 

@@ -12,15 +12,15 @@ import time
 import unittest
 
 from fleet import Fleet
-from distrust import Drift, HostileText, OtherKey
+from distrust import Drift, HostileText, Liar, OtherKey
 from failures import BadCanary, Hooks, LeftOut, SecondWave
-from given import Checksums, OnlyTried, Package
+from given import Checksums, Elsewhere, OnlyTried, Package, Part
 from killed import Killed
 from mishaps import DeadServer, FullDisk, LostNetwork, TwoControllers
 from whole import Whole
 
-SCENARIOS = (Whole, OnlyTried, Package, BadCanary, LeftOut, Checksums, SecondWave, Hooks, Killed, LostNetwork,
-             DeadServer, FullDisk, TwoControllers, OtherKey, HostileText, Drift)
+SCENARIOS = (Whole, OnlyTried, Part, Elsewhere, Package, BadCanary, LeftOut, Checksums, SecondWave, Hooks, Killed,
+             LostNetwork, DeadServer, FullDisk, TwoControllers, OtherKey, HostileText, Liar, Drift)
 
 
 class Report(unittest.TestResult):

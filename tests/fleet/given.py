@@ -72,6 +72,73 @@ class OnlyTried(Scenario):
         self.assertEqual((self.fleet.ledger.outcomes(), self.fleet.ledger.open()), (outcomes, []))
 
 
+class Part(Scenario):
+    """A part of the inventory is taken."""
+
+    number = 1
+    names = ("node01", "node02", "node03")
+
+    def test_what_is_quarantined_is_left_out_of_it_as_well(self):
+        """However the pattern is written."""
+        self.fleet["node02"].break_bmc("F8/10/02: cc D5")
+        self.play("rollout", status=FAILED, sdr_rollout_hosts="node02")
+        self.assertEqual(self.fleet.ledger.quarantined(), ["node02"])
+        self.fleet["node02"].mend_bmc()
+        self.play("rollout", sdr_rollout_hosts="node02,node03")
+        self.fleet.now_due("node03")
+        self.play("rollout", sdr_rollout_hosts="node01:node02")
+        self.fleet.now_due("node01")
+        self.expect_programmed(node01=1, node02=1, node03=1)
+        self.assertEqual(self.fleet.ledger.quarantined(), ["node02"])
+
+    def test_a_restore_takes_one_and_the_time_and_what_is_quarantined(self):
+        """The others are left as they are."""
+        beginning = {server.name: server.due for server in self.fleet}
+        self.play("rollout")
+        self.fleet.now_due(*self.names)
+        until = self.fleet.ledger.backups("node02")[-1].stem
+        self.play("restore", sdr_rollout_hosts="node02", sdr_rollout_until="20000101T000000Z")
+        self.expect_due()
+        self.assertEqual(self.fleet.ledger.outcomes()["node02"], "skipped")
+        self.play("restore", sdr_rollout_hosts="node02", sdr_rollout_until=until, sdr_rollout_set_aside="node02")
+        self.fleet["node02"].due = beginning["node02"]
+        self.expect_due()
+        self.assertEqual(self.fleet.ledger.quarantined(), ["node02"])
+
+    def test_a_limit_is_refused(self):
+        """It would leave out what belongs to the controller."""
+        before = self.fleet.files(self.names)
+        play = self.play("rollout", "--limit", "node01", status=FAILED)
+        self.assertIn("sdr_rollout_hosts", play.output())
+        self.expect_never_asked(before)
+
+
+class Elsewhere(Scenario):
+    """The variables name their files by the inventory's directory, as in the example, and Ansible starts elsewhere."""
+
+    number = 1
+    names = ("node01", "node02")
+    group_vars = {"sdr_rollout_dir": "{{ inventory_dir }}/sdr-fleet"}
+
+    def test_all_playbooks_find_the_same_files(self):
+        """Those of the inventory."""
+        folder = self.fleet.controller.folder / "elsewhere"
+        folder.mkdir(exist_ok=True)
+        self.fleet.controller.start_in = folder
+        self.addCleanup(setattr, self.fleet.controller, "start_in", self.fleet.controller.folder)
+        inputs = dict(self.fleet.inputs)
+        inputs[BOARD_A] = dict(inputs[BOARD_A], version="01.09",
+                               src=inputs[BOARD_A]["src"] + "{{ inventory_dir | regex_replace('.*', '') }}")
+        self.fleet["node02"].break_bmc("F8/10/02: cc D5")
+        self.play("rollout", status=FAILED, sdr_rollout_inputs=inputs)
+        self.fleet.now_due("node01")
+        self.expect_due()
+        self.play("report", sdr_rollout_inputs=inputs)
+        summary = self.fleet.ledger.report()["summary"]
+        self.assertEqual((summary["quarantined"], summary["stragglers"]), (["node02"], ["node01"]))
+        self.assertEqual(list(folder.iterdir()), [])
+
+
 class Package(Scenario):
     """The role installs a package file first."""
 

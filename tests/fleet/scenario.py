@@ -13,10 +13,11 @@ class Scenario(unittest.TestCase):
     number = 0
     names = NAMES
     group_vars = {}
+    host_vars = {}
     maxDiff = None
 
     def setUp(self):
-        self.fleet.begin(self.names, **self.group_vars)
+        self.fleet.begin(self.names, self.host_vars, **self.group_vars)
         self.addCleanup(kill_connections)
 
     def tearDown(self):

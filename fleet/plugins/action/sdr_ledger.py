@@ -1,12 +1,13 @@
 """Keeps the files of a rollout on the controller, see plugin_utils/ledger.py. Asks no target."""
 import os
 
-from ansible.errors import AnsibleActionFail
-from ansible.module_utils.parsing.convert_bool import boolean
+from ansible.errors import AnsibleActionFail, AnsibleError
 from ansible.plugins.action import ActionBase
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.fleet_vars import DEFAULT_DIR, of_fleet
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import (
-    describe, gate_complaints, settle)
+    describe, flag, gate_complaints, settle)
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.task_file import readable_tasks
 
 
 class ActionModule(ActionBase):
@@ -23,12 +24,11 @@ class ActionModule(ActionBase):
         state = args.get('state')
         if state not in self.STATES:
             raise AnsibleActionFail('state is one of %s' % ', '.join(self.STATES))
-        if not args.get('dir'):
-            raise AnsibleActionFail('dir is missing')
         result['changed'] = False
         try:
-            getattr(self, '_' + state)(book.Ledger(args['dir']), args, result, task_vars)
-        except (book.LedgerError, OSError) as error:
+            folder = args.get('dir') or of_fleet(task_vars, 'sdr_rollout_dir', DEFAULT_DIR)
+            getattr(self, '_' + state)(book.Ledger(folder, os.getppid()), args, result, task_vars)
+        except (book.LedgerError, AnsibleError, OSError) as error:
             result.update(failed=True, msg=str(error))
         return result
 
@@ -73,7 +73,7 @@ class ActionModule(ActionBase):
         if self._task.check_mode:
             result['msg'] = 'Nothing was changed: check mode.'
             return
-        if not ledger.is_led_by(os.getppid()):
+        if not ledger.leads():
             raise book.LedgerError('The rollout was not begun, so it cannot end.')
         concluded = ledger.concluded()
         by_outcome = {}
@@ -93,10 +93,10 @@ class ActionModule(ActionBase):
 
     def _gate(self, ledger, args, result, task_vars):
         """Refuses while a host is open, has failed, or the waves so far have proven nothing."""
-        if not self._task.check_mode and not ledger.is_led_by(os.getppid()):
+        if not self._task.check_mode and not ledger.leads():
             raise book.LedgerError('The rollout was not begun. Take a part of the inventory with '
                                    '-e sdr_rollout_hosts=PATTERN, not with --limit, and no task by its own.')
-        complaints = gate_complaints(ledger, boolean(args.get('prove', True), strict=False))
+        complaints = gate_complaints(ledger, flag('prove', args.get('prove', True)))
         if complaints:
             result.update(failed=True, msg=' '.join(complaints), open=ledger.hosts(book.OPEN))
             return
@@ -115,9 +115,10 @@ class ActionModule(ActionBase):
         host = task_vars['inventory_hostname']
         entry = ledger.get(book.OPEN, host) or {}
         verdict, outcome = settle(entry, args.get('look') or {})
-        failed, done = verdict in ('open', 'failed'), boolean(args.get('after_done', False), strict=False)
+        failed, done = verdict in ('open', 'failed'), flag('after_done', args.get('after_done', False))
         result.update(verdict=verdict, msg=outcome['msg'], failed=failed,
-                      after='' if failed or done else str(entry.get('after') or ''))
+                      after='' if failed or done or not entry.get('after')
+                      else readable_tasks(self._loader, str(entry['after'])))
         if self._task.check_mode or result['after']:
             return
         if verdict == 'failed':
@@ -130,7 +131,8 @@ class ActionModule(ActionBase):
 
     def _failed(self, ledger, args, result, task_vars):
         """Quarantines a host."""
-        outcome = book.failure_of(args.get('look') or {})
+        # Not an argument: those are templates, and what failed may have said anything.
+        outcome = book.failure_of(task_vars.get('ansible_failed_result') or {})
         outcome['task'] = args.get('task')
         outcome.setdefault('msg', 'The task "%s" failed.' % args.get('task'))
         host = task_vars['inventory_hostname']

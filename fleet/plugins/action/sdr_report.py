@@ -5,6 +5,7 @@ from ansible.errors import AnsibleActionFail
 from ansible.plugins.action import ActionBase
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import report
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.fleet_vars import DEFAULT_DIR, of_fleet, of_host
 
 
 class ActionModule(ActionBase):
@@ -17,12 +18,12 @@ class ActionModule(ActionBase):
         result = super().run(tmp, task_vars)
         del tmp
         args = self._task.args
-        for name in ('dir', 'look'):
-            if not args.get(name):
-                raise AnsibleActionFail('%s is missing' % name)
-        ledger = book.Ledger(args['dir'])
+        if not args.get('look'):
+            raise AnsibleActionFail('look is missing')
+        ledger = book.Ledger(args.get('dir') or of_fleet(task_vars, 'sdr_rollout_dir', DEFAULT_DIR))
         looks = self._looks(book.listed(args.get('hosts')), args['look'], task_vars['hostvars'])
-        rows = report.rows_of(looks, ledger, args.get('inputs') or {})
+        inputs = dict((host, of_host(task_vars, host, 'sdr_rollout_inputs', {})) for host, _ in looks)
+        rows = report.rows_of(looks, ledger, inputs)
         whole = report.report_of(rows, book.now())
         folder = os.path.abspath(os.path.expanduser(args.get('dest') or ledger.folder))
         files = dict((form, os.path.join(folder, 'report.' + form)) for form in report.FORMS)

@@ -3,16 +3,15 @@
 The role's decisions are made here and in plugin_utils/judgement.py, not in templates: Ansible compiles each expression
 of each task for each host, which costs its controller more than the step itself.
 """
-import contextlib
 import os
 
 from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure, AnsibleError
 from ansible.module_utils.common.text.converters import to_native
-from ansible.module_utils.parsing.convert_bool import boolean
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import (
-    DONE, OF_SET, chosen, drifts, input_for, is_due, outcome_of, restore_outcome_of)
+    DONE, OF_SET, chosen, drifts, flag, input_for, is_due, outcome_of, restore_outcome_of)
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.target_action import TargetAction
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.task_file import readable_tasks
 
 ON_DRIFT = ('fail', 'report', 'force')
 ON_UNFIT = ('fail', 'skip')
@@ -26,7 +25,7 @@ class ActionModule(TargetAction):
     """The action."""
 
     _vars = _host = _ledger = None
-    STEPS = ('begin', 'plan', 'look', 'backup', 'update', 'restore', 'verify', 'record', 'conclude')
+    STEPS = ('begin', 'plan', 'look', 'backup', 'update', 'restore', 'verify', 'record', 'record_failure', 'conclude')
 
     def run(self, tmp=None, task_vars=None):
         """Runs the task."""
@@ -36,11 +35,26 @@ class ActionModule(TargetAction):
         if step not in self.STEPS:
             raise AnsibleActionFail('step is one of %s' % ', '.join(self.STEPS))
         self._vars, self._host = task_vars, task_vars['inventory_hostname']
-        self._ledger = book.Ledger(self._value('dir'))
-        with self._holding():
+        self._ledger = book.Ledger(self._value('dir'), os.getppid())
+        try:
             result.update(getattr(self, '_' + step)())
-            self._hold(result)
+        except AnsibleConnectionFailure:
+            raise  # a lost target is open, or was not begun
+        except Exception as error:  # pylint: disable=broad-except  # whatever fails is told, and holds the others
+            result.update(self._failure(error))
+        if result.get('failed') and self._leads():
+            # For those that wait for a free fork; the role notes the whole.
+            self._ledger.put(book.QUARANTINE, self._host, outcome='failed', **book.failure_of(result))
         return result
+
+    @staticmethod
+    def _failure(error):
+        """What is raised as an answer: one is no template, whatever it has in it, but an exception's text could be."""
+        known = isinstance(error, (AnsibleError, book.LedgerError, OSError))
+        what = to_native(error) if known else 'It did not answer as tarvekctl does (%s: %s)' % (
+            type(error).__name__, to_native(error))
+        return dict(failed=True, changed=False, msg=what, status=None,
+                    message=dict(what=what, state='', remedy=''))
 
     # ---- the role's variables
 
@@ -52,7 +66,7 @@ class ActionModule(TargetAction):
             raise AnsibleActionFail('The variable %s is missing: this is a step of a role' % error) from error
 
     def _flag(self, name):
-        return boolean(self._value(name), strict=False)
+        return flag('sdr_rollout_' + name, self._value(name))
 
     def _found(self, name):
         """What a step before has registered; empty where it was none of this host's."""
@@ -62,23 +76,7 @@ class ActionModule(TargetAction):
 
     def _leads(self):
         """Whether this is a step of the rollout that is going on, and not only tried."""
-        return not self._task.check_mode and self._ledger.is_led_by(os.getppid())
-
-    @contextlib.contextmanager
-    def _holding(self):
-        """What is raised meanwhile holds the others, too."""
-        try:
-            yield
-        except AnsibleConnectionFailure:
-            raise  # a lost target is open, or was not begun
-        except (AnsibleError, book.LedgerError, OSError) as error:
-            self._hold(dict(failed=True, msg=to_native(error)))
-            raise AnsibleActionFail(to_native(error)) from error
-
-    def _hold(self, result):
-        """Quarantines a host that has failed, for those that wait for a free fork; the role notes the whole."""
-        if result.get('failed') and self._leads():
-            self._ledger.put(book.QUARANTINE, self._host, outcome='failed', **book.failure_of(result))
+        return not self._task.check_mode and self._ledger.leads()
 
     # ---- the target
 
@@ -114,6 +112,8 @@ class ActionModule(TargetAction):
         on_drift = chosen('sdr_rollout_on_drift', self._value('on_drift'), ON_DRIFT)
         strict = chosen('sdr_rollout_on_unfit', self._value('on_unfit'), ON_UNFIT) == 'fail'
         inputs, planning, forced = self._value('inputs'), self._flag('planning'), self._flag('force')
+        if not isinstance(inputs, dict):
+            raise AnsibleActionFail('sdr_rollout_inputs is no mapping of boards')
         expected = self._expected_board(inputs)
         seen = self._ask('tarvek.sdr.sdr_step', step='plan', strict=strict, board=expected,
                          **self._set_for(inputs, expected, forced))
@@ -152,7 +152,7 @@ class ActionModule(TargetAction):
     def _conclude_plan(self, seen):
         """Says what follows. Where nothing does that is the end, and noted: on most hosts, most of the time."""
         if seen['due']:
-            before, after = (name and self._find_tasks(name) for name in (self._value('before'), self._value('after')))
+            before, after = (self._find_tasks(self._value(name)) for name in ('before', 'after'))
             seen.update(before=before, after=after, follows=UPDATE_WITH_HOOKS if before or after else UPDATE)
         outcome = outcome_of(seen, {}, {})
         seen['msg'] = outcome['msg']
@@ -163,10 +163,11 @@ class ActionModule(TargetAction):
         return seen
 
     def _find_tasks(self, name):
+        """A task file by its path, or where plays have theirs; empty where there is none. It is read to be sure."""
+        if not name:
+            return ''
         path = os.path.expanduser(name)
-        if os.path.isabs(path) and not os.path.isfile(path):
-            raise AnsibleActionFail('The task file %s does not exist' % path)
-        return path if os.path.isabs(path) else self._find_needle('tasks', path)
+        return readable_tasks(self._loader, path if os.path.isabs(path) else self._find_needle('tasks', path))
 
     def _backup(self):
         """Fetches a backup."""
@@ -213,8 +214,12 @@ class ActionModule(TargetAction):
             args = self.with_contents(dict(src=update['src'], state='restored'))
         else:
             args = self._set_for(self._value('inputs'), self._found('plan').get('board'), True)
-        found = self._ask('tarvek.sdr.sdr', **args)
-        found.update(changed=False, failed=bool(found.get('failed')) or found.get('in_service') != 'input')
+        found = dict(dict(failed=False), **dict(self._ask('tarvek.sdr.sdr', **args), changed=False))
+        if not found.get('failed') and found.get('in_service') != 'input':
+            what = 'Read again after its update, the BMC serves other records than the input.'
+            found.update(failed=True, outcome='failed', msg=what, in_service='other', message=dict(
+                what=what, state='What it serves is not known to be right.',
+                remedy='Compare: tarvekctl plan INPUT; the backup is on the controller.'))
         return found
 
     def _outcome(self):
@@ -227,8 +232,17 @@ class ActionModule(TargetAction):
         """Notes the outcome on the target."""
         if self._task.check_mode or not self._found('update').get('changed'):
             return SKIPPED
-        return self._on_target('tarvek.sdr.sdr_step', step='record', dest=self._value('record'),
-                               outcome=self._outcome())
+        return self._note_there(self._outcome())
+
+    def _record_failure(self):
+        """Notes on the target that it failed, if that is possible: what it failed of is what is told."""
+        outcome = self._found('failure').get('outcome')
+        if self._task.check_mode or not outcome:
+            return SKIPPED
+        return dict(self._note_there(outcome), failed=False)
+
+    def _note_there(self, outcome):
+        return self._on_target('tarvek.sdr.sdr_step', step='record', dest=self._value('record'), outcome=outcome)
 
     def _conclude(self):
         """Notes the outcome on the controller."""

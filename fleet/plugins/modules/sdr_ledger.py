@@ -13,9 +13,8 @@ description:
   - It is what the playbooks C(rollout) and C(restore) and the role C(tarvek.sdr.sdr_rollout) are built on.
 options:
   dir:
-    description: The directory.
+    description: The directory; by default the variable C(sdr_rollout_dir) of the hosts, or C(sdr-fleet).
     type: path
-    required: true
   state:
     description:
       - C(begun) begins a rollout, if no other one with the directory is going on; C(gate) begins a wave, or fails while
@@ -41,7 +40,7 @@ options:
     type: bool
     default: true
   look:
-    description: With C(settled) the result of M(tarvek.sdr.sdr_info), with C(failed) that of the task that failed.
+    description: With C(settled) the result of M(tarvek.sdr.sdr_info). What C(failed) notes is C(ansible_failed_result).
     type: dict
   after_done:
     description: With C(settled), whether the task file that comes after an update has run, so that the host is closed.

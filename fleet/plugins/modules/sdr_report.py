@@ -9,15 +9,17 @@ module: sdr_report
 short_description: Write who holds which SDR version as a table, as JSON and as a page
 version_added: "1.7.0"
 description:
+  - What a host is measured by is the C(version) that its variable C(sdr_rollout_inputs) has for its board; where it has
+    none, the newest one that a host of the board has.
   - Writes C(report.csv), C(report.json) and C(report.html) on the controller from what M(tarvek.sdr.sdr_info) returned
     on each host, and from what earlier rollouts noted.
   - The page stands alone and has no script. Every text in it is escaped, also control characters; no cell of the table
     is taken for a formula.
 options:
   dir:
-    description: The directory of rollouts on the controller.
+    description: The directory of rollouts on the controller; by default the variable C(sdr_rollout_dir) of the hosts,
+      or C(sdr-fleet).
     type: path
-    required: true
   dest:
     description: The directory for the report; by default I(dir).
     type: path
@@ -30,10 +32,6 @@ options:
     type: list
     elements: str
     required: true
-  inputs:
-    description: What each board gets, as the role C(tarvek.sdr.sdr_rollout) has it. The C(version) of an entry is
-      what its hosts are measured by; where there is none, the newest one that a host of the board has.
-    type: dict
 attributes:
   action:
     support: full
@@ -48,7 +46,6 @@ author:
 EXAMPLES = r'''
 - name: Write the report
   tarvek.sdr.sdr_report:
-    dir: sdr-fleet
     look: sdr_report_look
     hosts: "{{ groups.all }}"
 '''

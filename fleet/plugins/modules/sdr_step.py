@@ -19,10 +19,11 @@ options:
       - C(plan) waits for a run that is under way, looks at the machine, plans what its board gets, and notes a host on
         which nothing is to be done; C(look) does without the plan; C(backup) fetches a backup to the controller;
         C(update) and C(restore) open the host and program, unless another host has failed; C(verify) reads again what
-        is served; C(record) notes the outcome on the target and C(conclude) on the controller.
+        is served; C(record) notes the outcome on the target, C(record_failure) a failure if that is possible, and
+        C(conclude) the outcome on the controller.
       - Where nothing was changed, C(verify) and C(record) are skipped.
     type: str
-    choices: [begin, plan, look, backup, update, restore, verify, record, conclude]
+    choices: [begin, plan, look, backup, update, restore, verify, record, record_failure, conclude]
     required: true
   board:
     description: The controller sets it; the product ID of the board that I(src) is for.
@@ -92,15 +93,15 @@ board:
   type: str
 plan:
   description: What M(tarvek.sdr.sdr) returns in check mode; null where nothing was planned.
-  returned: with C(begin) and C(plan)
+  returned: with C(begin) and C(plan), if the machine was looked at
   type: dict
 due:
-  description: Whether an update is to be made.
-  returned: with C(begin) and C(plan)
+  description: Whether something is to be done.
+  returned: with C(begin) and C(plan), if they did not fail
   type: bool
 follows:
-  description: The role's task file that makes it.
-  returned: with C(begin) and C(plan)
+  description: The role's task file that does it.
+  returned: when something is due
   type: str
 held:
   description: The update was not begun, since another host of the rollout has failed; its name.
@@ -112,7 +113,7 @@ outcome:
   type: str
 msg:
   description: What happened, for people.
-  returned: always
+  returned: when something was done, or failed
   type: str
 '''
 

@@ -2,6 +2,7 @@
 import re
 
 from ansible.errors import AnsibleError
+from ansible.module_utils.parsing.convert_bool import boolean
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import GOOD, OPEN
 
 DONE = 0
@@ -109,6 +110,14 @@ def chosen(name, value, choices):
     return value
 
 
+def flag(name, value):
+    """A variable's value as a truth; raises AnsibleError where it is none: a switch that is misspelt is not off."""
+    try:
+        return boolean(value)
+    except TypeError as error:
+        raise AnsibleError('%s is yes or no, not %r' % (name, value)) from error
+
+
 def input_for(inputs, board):
     """What a board gets; empty where there is no entry for it. Raises AnsibleError where the mapping is wrong."""
     found = {}
@@ -171,4 +180,4 @@ def restore_outcome_of(update):
         return dict(outcome, outcome='held')
     for key in KEPT:
         outcome[key] = update.get(key)
-    return dict(outcome, outcome=update['outcome'], backup_there=update.get('backup'))
+    return dict(outcome, outcome=update.get('outcome') or 'nothing', backup_there=update.get('backup'))

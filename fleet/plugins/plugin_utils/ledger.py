@@ -128,8 +128,10 @@ def failure_of(result):
 class Ledger:
     """The directory with these files."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, leader=None):
+        """leader: the process whose rollout this is; that of another one is none to it. None: whoever leads one."""
         self.folder = os.path.abspath(os.path.expanduser(folder))
+        self.leader = leader
 
     def path(self, *parts):
         """A path in it."""
@@ -188,9 +190,9 @@ class Ledger:
 
         A host that an earlier play of the rollout found done stays that, though a later one has nothing to do there.
         """
-        before = self.get(OUTCOMES, host) or {}
+        before, rollout = self.get(OUTCOMES, host) or {}, self.rollout()
         if outcome['outcome'] == 'nothing' and before.get('outcome') == 'done' \
-                and before.get('rollout') == self.rollout():
+                and rollout is not None and before.get('rollout') == rollout:
             self.drop(OPEN, host)
             return before
         entry = self.put(OUTCOMES, host, **outcome)
@@ -248,13 +250,13 @@ class Ledger:
 
     def rollout(self):
         """The id of the rollout that is going on; None where there is none."""
-        lock = self._lock()
-        return lock.get('rollout') if lock else None
-
-    def is_led_by(self, pid):
-        """Whether a process leads the rollout that is going on."""
         lock = self._lock() or {}
-        return lock.get('pid') == pid and self._is_led(lock)
+        return lock.get('rollout') if self.leader in (None, lock.get('pid')) else None
+
+    def leads(self):
+        """Whether the rollout that is going on is the leader's."""
+        lock = self._lock() or {}
+        return lock.get('pid') == self.leader and self._is_led(lock)
 
     def begin(self, leader):
         """Begins a rollout that the process `leader` leads.

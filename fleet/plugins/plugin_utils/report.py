@@ -30,14 +30,17 @@ _FORMULA = ('=', '+', '-', '@', '\t', '\r', '\n')
 # ---- rows
 
 def rows_of(looks, ledger, inputs):
-    """A row a host. looks: pairs of a host's name and the result of sdr_info there."""
+    """A row a host.
+
+    looks: pairs of a host's name and the result of sdr_info there; inputs: what the boards get, by host.
+    """
     quarantined, left = ledger.entries(book.QUARANTINE), set(ledger.hosts(book.OPEN))
     outcomes = ledger.entries(book.OUTCOMES)
     rows = [_row(host, look) for host, look in looks]
-    wanted = _wanted(rows, inputs)
+    newest = _newest(rows)
     for row in rows:
         host, outcome = row['host'], outcomes.get(row['host'], {})
-        row['wanted'] = wanted.get(row['board'])
+        row['wanted'] = _version_for(row['board'], inputs.get(host)) or newest.get(row['board'])
         row['straggler'] = bool(row['board'] and row['state'] == 'ok' and row['wanted'] is not None
                                 and (row['version'] is None or row['version'] < row['wanted']))
         row['quarantined'] = quarantined[host].get('msg') or 'yes' if host in quarantined else None
@@ -72,16 +75,21 @@ def _text(value):
     return value if value is None else str(value)
 
 
-def _wanted(rows, inputs):
-    """The version that each board should have: its entry's, or else the newest that one of its hosts has."""
-    wanted = {}
+def _newest(rows):
+    """The newest version that a host has, by board."""
+    newest = {}
     for row in rows:
         if row['board'] and _VERSION.match(row['version'] or ''):
-            wanted[row['board']] = max(wanted.get(row['board'], row['version']), row['version'])
-    for board, entry in inputs.items():
-        if isinstance(entry, dict) and entry.get('version'):
-            wanted[str(board).lower()] = str(entry['version'])
-    return wanted
+            newest[row['board']] = max(newest.get(row['board'], row['version']), row['version'])
+    return newest
+
+
+def _version_for(board, inputs):
+    """The version that a host's variables have for its board; None where they have none."""
+    for key, entry in _object(inputs).items():
+        if board and str(key).lower() == board.lower():
+            return _text(_object(entry).get('version'))
+    return None
 
 
 def report_of(rows, time):

@@ -7,6 +7,8 @@ import os
 from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure, AnsibleError
 from ansible.module_utils.common.text.converters import to_native
 from ansible.plugins.action import ActionBase
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.answer import taken
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import NOTHING
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import listed, write_whole
 
 DEFAULT_BOARDS = 'mchk_fil'
@@ -27,6 +29,10 @@ class TargetAction(ActionBase):  # pylint: disable=abstract-method  # what uses 
             super().cleanup(force)
 
     # ---- to the target
+
+    def _execute_module(self, *args, **kwargs):
+        """Runs a module, and takes of its answer what is known."""
+        return taken(super()._execute_module(*args, **kwargs))
 
     def with_contents(self, args):
         """The arguments of the module sdr with the files' plain names, and with what is in them."""
@@ -73,6 +79,8 @@ class TargetAction(ActionBase):  # pylint: disable=abstract-method  # what uses 
         result = self._execute_module(
             'tarvek.sdr.sdr_backup', module_args=dict(args, return_content=True), task_vars=task_vars)
         content = result.pop('content', None)
+        if content is None and not result.get('failed') and result.get('status') != NOTHING:
+            raise AnsibleActionFail('No backup came over')
         if content is not None:
             data = base64.b64decode(content)
             if hashlib.sha256(data).hexdigest() != result.get('sha256'):

@@ -6,6 +6,7 @@ from unittest import mock
 
 import pytest
 from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure, AnsibleError
+from ansible.parsing.dataloader import DataLoader
 from ansible_collections.tarvek.sdr.plugins.action import sdr, sdr_backup, sdr_info, sdr_ledger, sdr_report
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
 from conftest import action_of, result, target_of
@@ -169,10 +170,12 @@ def test_a_backup_needs_a_place():
 
 # ---- sdr_ledger
 
-def ask(ledger, state, host='a', check=False, **args):
+def ask(ledger, state, host='a', check=False, failure=None, **args):
     """What the ledger answers."""
     action = action_of(sdr_ledger, dict(args, dir=ledger.folder, state=state), check)
-    return action.run(task_vars=dict(inventory_hostname=host, ansible_play_batch=['a', 'b']))
+    setattr(action, '_loader', DataLoader())
+    return action.run(task_vars=dict(inventory_hostname=host, ansible_play_batch=['a', 'b'],
+                                     ansible_failed_result=failure))
 
 
 @pytest.fixture(name='idle')
@@ -258,13 +261,19 @@ def test_a_settled_host_is_closed_or_quarantined(ledger, last, kind):
     assert ledger.hosts(book.OPEN) == (['a'] if kind else [])
 
 
-def test_a_host_with_a_task_file_to_come_is_closed_after_it(ledger):
-    ledger.put(book.OPEN, 'a', run_before='R1', after='/reboot.yml')
+def test_a_host_with_a_task_file_to_come_is_closed_after_it(ledger, tmp_path):
+    hook = tmp_path / 'reboot.yml'
+    hook.write_text('[]', encoding='ascii')
+    ledger.put(book.OPEN, 'a', run_before='R1', after=str(hook))
     look = dict(ansible_facts=dict(tarvek_sdr=dict(status=result('status'), last=result('update', run='R2'))))
-    assert ask(ledger, 'settled', look=look)['after'] == '/reboot.yml'
+    assert ask(ledger, 'settled', look=look)['after'] == str(hook)
     assert (ledger.hosts(book.OPEN), ledger.hosts(book.OUTCOMES)) == (['a'], [])
     assert ask(ledger, 'settled', look=look, after_done=True)['after'] == ''
     assert (ledger.hosts(book.OPEN), ledger.hosts(book.OUTCOMES)) == ([], ['a'])
+    hook.unlink()
+    ledger.put(book.OPEN, 'b', run_before='R1', after=str(hook))
+    assert 'does not exist' in ask(ledger, 'settled', host='b', look=look)['msg']
+    assert ledger.hosts(book.OPEN) == ['b']
 
 
 def test_no_task_file_comes_after_an_update_that_failed(ledger):
@@ -309,11 +318,31 @@ def test_only_what_is_known_is_set_aside(idle):
     assert idle.hosts(book.QUARANTINE) == ['a', 'gone']
 
 
+def test_what_a_failed_task_said_is_noted_as_it_is(ledger):
+    text = "{{ lookup('pipe', 'id') }}"
+    told = ask(ledger, 'failed', failure=dict(msg=text, status=4))
+    assert text in told['msg']
+    assert (ledger.get(book.QUARANTINE, 'a')['msg'], ledger.get(book.QUARANTINE, 'a')['status']) == (text, 4)
+
+
+@pytest.mark.parametrize('own, folder', [({}, 'first'), (dict(sdr_rollout_dir='own'), 'own')])
+def test_without_a_directory_it_is_that_of_the_hosts(tmp_path, own, folder):
+    for name in ('first', 'own'):
+        book.Ledger(str(tmp_path / name)).put(book.QUARANTINE, name)
+    hosts = dict(a=dict(sdr_rollout_dir='first'), b=own, localhost=dict(sdr_rollout_dir='none'))
+    hosts = dict((name, dict((key, str(tmp_path / value)) for key, value in found.items()))
+                 for name, found in hosts.items())
+    action = action_of(sdr_ledger, dict(state='begun'))
+    told = action.run(task_vars=dict(inventory_hostname='b' if own else 'localhost', hostvars=hosts,
+                                     groups=dict(all=['sdr_nobody', 'localhost', 'a', 'b'])))
+    assert told['quarantined'] == [folder]
+
+
 def test_a_full_disk_fails(ledger, monkeypatch):
     def full(descriptor):
         raise OSError(28, 'No space left on device')
     monkeypatch.setattr(book.os, 'fsync', full)
-    told = ask(ledger, 'failed', look={})
+    told = ask(ledger, 'failed')
     assert told['failed'] and 'No space left' in told['msg']
 
 
@@ -321,9 +350,13 @@ def test_a_full_disk_fails(ledger, monkeypatch):
 
 def test_the_report_is_of_those_that_were_asked(ledger, tmp_path):
     looks = {'a': dict(look=dict(unreachable=True, msg='x')), 'b': {}}
-    args = dict(dir=ledger.folder, look='look', hosts=['a', 'b', 'c'], dest=str(tmp_path / 'out'))
+    args = dict(look='look', hosts=['a', 'b', 'c'], dest=str(tmp_path / 'out'))
     action = action_of(sdr_report, args)
-    told = action.run(task_vars=dict(hostvars=looks))
+    for host in looks.values():
+        host['sdr_rollout_dir'] = ledger.folder
+    ledger.put(book.QUARANTINE, 'a', msg='It broke.')
+    told = action.run(task_vars=dict(hostvars=looks, groups=dict(all=['a', 'b']), inventory_hostname='localhost'))
+    assert told['summary']['quarantined'] == ['a']
     assert told['summary']['unreachable'] == ['a']
     assert told['summary']['hosts'] == 1
     assert sorted(os.listdir(tmp_path / 'out')) == ['report.csv', 'report.html', 'report.json']

@@ -27,7 +27,7 @@ def look(version='01.03', board='01a3', doctor=0, status=0, **more):
 
 def whole(looks, ledger, inputs=None):
     """The report of hosts."""
-    return report.report_of(report.rows_of(looks, ledger, inputs or {}), 'then')
+    return report.report_of(report.rows_of(looks, ledger, dict((host, inputs) for host, _ in looks)), 'then')
 
 
 def row_of(looks, ledger, host, inputs=None):

@@ -7,6 +7,7 @@ from unittest import mock
 
 import pytest
 from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure
+from ansible.parsing.dataloader import DataLoader
 from ansible_collections.tarvek.sdr.plugins.action import sdr_step
 from ansible_collections.tarvek.sdr.plugins.modules import sdr_step as on_target
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
@@ -48,6 +49,7 @@ class Host:
         """Takes a step. Returns its result."""
         action = action_of(sdr_step, dict(step=step), check)
         setattr(action, '_templar', mock.MagicMock(template=lambda value: value))
+        setattr(action, '_loader', DataLoader())
 
         def reach(module, module_args, task_vars):
             del task_vars
@@ -158,11 +160,11 @@ def test_a_plan_that_fails_tells_why(host):
 
 
 @pytest.mark.parametrize('name, value', [('on_drift', 'reprot'), ('on_unfit', 'ignore'), ('inputs', {'1A3': {}}),
-                                         ('inputs', {'01A3': dict(src='/nonexistent/A.SDR', sha265={})})])
+                                         ('inputs', {'01A3': dict(src='/nonexistent/A.SDR', sha265={})}),
+                                         ('inputs', 'x'), ('force', 'flase'), ('planning', 'maybe')])
 def test_a_wrong_variable_fails_before_anything_is_asked(host, name, value):
     host.vars[name] = value
-    with pytest.raises(AnsibleActionFail):
-        host.take('plan')
+    assert host.take('plan')['failed']
     assert not host.asked
     assert host.ledger.failed() == ['a']
 
@@ -178,13 +180,15 @@ def test_an_answer_cannot_choose_what_follows(host):
 
 def test_a_task_file_is_found_before_anything_is_done(host, tmp_path):
     (tmp_path / 'drain.yml').write_text('[]', encoding='ascii')
+    (tmp_path / 'broken.yml').write_text('- a: [', encoding='ascii')
     host.vars['before'] = str(tmp_path / 'drain.yml')
     host.sees(DUE)
     seen = host.take('plan')
     assert (seen['follows'], seen['before']) == ('update_with_hooks.yml', str(tmp_path / 'drain.yml'))
-    host.vars['after'] = str(tmp_path / 'reboot.yml')
-    with pytest.raises(AnsibleActionFail, match='reboot.yml does not exist'):
-        host.take('plan')
+    for wrong in ('reboot.yml', 'broken.yml', 'A.SDR'):
+        host.vars['after'] = str(tmp_path / wrong)
+        failure = host.take('plan')
+        assert failure['failed'] and wrong in failure['msg']
 
 
 def test_a_package_comes_first_where_one_is_wanted(host):
@@ -250,6 +254,21 @@ def test_a_backup_comes_to_the_controller(host):
         assert stream.read() == b'image'
 
 
+def test_without_the_backup_itself_no_update_follows(host):
+    host.says('sdr_backup', dict(status=0))
+    assert 'No backup came over' in host.take('backup')['msg']
+    host.says('sdr_backup', dict(status=2))  # an empty repository
+    assert 'failed' not in host.take('backup')
+
+
+@pytest.mark.parametrize('odd', [ValueError('odd'), KeyError('odd'), TypeError('odd')])
+def test_whatever_fails_is_told_and_holds_the_others(host, odd):
+    host.says('sdr_backup', odd)
+    failure = host.take('backup')
+    assert failure['failed'] and 'odd' in failure['msg']
+    assert host.ledger.failed() == ['a']
+
+
 def test_check_mode_fetches_no_backup(host):
     assert host.take('backup', check=True)['skipped']
     assert not host.asked
@@ -297,7 +316,8 @@ def test_what_is_served_is_read_again_and_compared(host):
     told = host.take('verify', plan=SEEN, update=PROGRAMMED)
     assert (told['failed'], told['changed'], host.asked[0][1], host.asked[0][2]['force']) == (False, False, True, True)
     host.says('sdr', dict(DUE, in_service='previous'))
-    assert host.take('verify', plan=SEEN, update=PROGRAMMED)['failed']
+    told = host.take('verify', plan=SEEN, update=PROGRAMMED)
+    assert told['failed'] and 'serves other records than the input' in told['msg']
     assert host.ledger.failed() == ['a']
 
 
@@ -322,6 +342,15 @@ def test_the_outcome_is_noted_on_the_target_and_on_the_controller(host):
 def test_check_mode_concludes_nothing(host):
     host.take('conclude', check=True, plan=SEEN, update=PROGRAMMED)
     assert not host.ledger.hosts(book.OUTCOMES)
+
+
+def test_a_failure_is_noted_on_the_target_if_that_is_possible(host):
+    host.ledger.put(book.QUARANTINE, 'a', msg='It broke.')
+    host.says('sdr_step', dict(failed=True, msg='No room.'))
+    told = host.take('record_failure', failure=dict(outcome=dict(outcome='failed', msg='It broke.')))
+    assert (told['failed'], host.asked[0][2]['outcome']['msg']) == (False, 'It broke.')
+    assert host.ledger.get(book.QUARANTINE, 'a')['msg'] == 'It broke.'
+    assert host.take('record_failure', check=True, failure=dict(outcome=dict(outcome='failed')))['skipped']
 
 
 # ---- restore
@@ -349,8 +378,7 @@ def test_the_newest_backup_of_then_or_before_is_restored_and_verified(host):
 
 def test_a_time_that_is_none_restores_nothing(host):
     host.vars['until'] = '2026-07-31'
-    with pytest.raises(AnsibleActionFail, match='no time'):
-        host.take('restore')
+    assert 'no time' in host.take('restore')['msg']
     assert not host.asked
 
 
