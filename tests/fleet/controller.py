@@ -119,7 +119,7 @@ def kill_connections():
 class Controller:
     """A directory with all that Ansible is given, and a way to run it."""
 
-    def __init__(self, folder, keys, keep, forks=FORKS):
+    def __init__(self, folder, keys, keep, forks=FORKS, ssh_options=""):
         self.folder = folder
         self.start_in = folder
         self._keep = keep
@@ -138,7 +138,7 @@ class Controller:
                     f"Host *\n  User {USER}\n  IdentityFile {keys}/user\n  IdentitiesOnly yes\n"
                     f"  UserKnownHostsFile {folder}/known_hosts\n  GlobalKnownHostsFile /dev/null\n"
                     "  StrictHostKeyChecking yes\n  BatchMode yes\n  ConnectTimeout 5\n"
-                    "  ServerAliveInterval 2\n  ServerAliveCountMax 3\n")
+                    f"  ServerAliveInterval 2\n  ServerAliveCountMax 3\n{ssh_options}")
         self.environment = {
             "PATH": os.environ["PATH"], "HOME": str(folder), "LC_ALL": "C.UTF-8", "ANSIBLE_HOME": f"{folder}/.ansible",
             "ANSIBLE_CONFIG": f"{folder}/ansible.cfg", "ANSIBLE_NOCOLOR": "1"}
@@ -169,6 +169,11 @@ class Controller:
                  for server in servers}
         group_vars.setdefault("ansible_python_interpreter", "/usr/bin/python3")
         self._write("inventory.json", json.dumps({"all": {"hosts": hosts, "vars": group_vars}}, indent=1))
+
+    def connect(self, address, *options):
+        """Makes a connection of its own, and ends it."""
+        subprocess.run(["ssh", *options, "-F", self.folder / "ssh_config", "-o", "ControlPath=none", address, "true"],
+                       check=True, stdin=subprocess.DEVNULL)
 
     def start(self, playbook, *options, **extra):
         """Starts a playbook of the collection, or one that lies in the folder, with these extra variables."""

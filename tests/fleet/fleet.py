@@ -71,7 +71,7 @@ def difference(served, due):
 class Fleet:
     """The network, the servers, and the controller."""
 
-    def __init__(self, work, programs, sshd, keep, *, kinds=None, forks=FORKS):
+    def __init__(self, work, programs, sshd, keep, *, kinds=None, forks=FORKS, ssh_options=""):
         self.work = work
         self._kinds = KINDS if kinds is None else kinds
         self._keys = work / "keys"
@@ -84,7 +84,7 @@ class Fleet:
                         "link set br0 up"):
             subprocess.run(["ip", *command.split()], check=True)
         (work / "controller").mkdir()
-        self.controller = Controller(work / "controller", self._keys, keep, forks)
+        self.controller = Controller(work / "controller", self._keys, keep, forks, ssh_options)
         self.inputs = self._write_inputs(work / "inputs")
         self._servers = {}
         self.ledger = Ledger(self.controller.folder / "sdr-fleet")

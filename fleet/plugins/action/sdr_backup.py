@@ -23,5 +23,7 @@ class ActionModule(TargetAction):
         fetch = os.path.abspath(os.path.expanduser(fetch))
         if os.path.lexists(fetch) and not boolean(args.get('overwrite', False), strict=False):
             raise AnsibleActionFail('%s exists already on the controller' % fetch)
-        result.update(self.fetch_backup(args, fetch, task_vars))
+        answer = self._execute_module(
+            'tarvek.sdr.sdr_backup', module_args=dict(args, return_content=True), task_vars=task_vars)
+        result.update(self.keep_backup(answer, fetch))
         return result

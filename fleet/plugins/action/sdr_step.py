@@ -80,16 +80,18 @@ class ActionModule(TargetAction):
 
     # ---- the target
 
-    def _on_target(self, module, **args):
+    def _on_target(self, step, **args):
+        """Has the module of this name do its part there."""
         return self._execute_module(
-            module, module_args=dict(args, executable=self._value('tarvekctl')), task_vars=self._vars)
+            'tarvek.sdr.sdr_step', task_vars=self._vars,
+            module_args=dict(args, step=step, executable=self._value('tarvekctl')))
 
-    def _ask(self, module, **args):
-        """Runs a module in check mode."""
+    def _ask(self, step, **args):
+        """The same in check mode."""
         meant = self._task.check_mode
         self._task.check_mode = True
         try:
-            return self._on_target(module, **args)
+            return self._on_target(step, **args)
         finally:
             self._task.check_mode = meant
 
@@ -97,7 +99,7 @@ class ActionModule(TargetAction):
 
     def _look(self):
         """Looks at a machine that is to be restored."""
-        seen = self._on_target('tarvek.sdr.sdr_step', step='look')
+        seen = self._on_target('look')
         seen.pop('plan', None)
         return seen
 
@@ -115,12 +117,11 @@ class ActionModule(TargetAction):
         if not isinstance(inputs, dict):
             raise AnsibleActionFail('sdr_rollout_inputs is no mapping of boards')
         expected = self._expected_board(inputs)
-        seen = self._ask('tarvek.sdr.sdr_step', step='plan', strict=strict, board=expected,
-                         **self._set_for(inputs, expected, forced))
+        seen = self._ask('plan', strict=strict, board=expected, **self._set_for(inputs, expected, forced))
         entry = input_for(inputs, seen.get('board'))
         if not seen.get('failed') and seen.get('status') == DONE and entry and not seen.get('plan'):
             # Another board than expected.
-            seen['plan'] = self._ask('tarvek.sdr.sdr', **self._set_for(inputs, seen['board'], forced))
+            seen['plan'] = self._ask('program', **self._set_for(inputs, seen['board'], forced))
         plan = seen.get('plan') or {}
         diff = plan.pop('diff', None)
         if plan.get('failed') or (on_drift == 'fail' and drifts(plan)):
@@ -176,7 +177,7 @@ class ActionModule(TargetAction):
         here = self._ledger.backup_path(self._host, book.stamp())
         if os.path.lexists(here):
             raise AnsibleActionFail('%s exists already on the controller' % here)
-        return self.fetch_backup(dict(executable=self._value('tarvekctl')), here, self._vars)
+        return self.keep_backup(self._on_target('backup'), here)
 
     # ---- programming
 
@@ -196,12 +197,12 @@ class ActionModule(TargetAction):
     def _program(self, args, **opened):
         """Opens the host before its update; does not begin it after a failure of another."""
         if self._task.check_mode:
-            return self._on_target('tarvek.sdr.sdr', **args)
+            return self._on_target('program', **args)
         failed = self._ledger.failed()
         if failed:
             return dict(changed=False, held=failed[0], msg='Not begun: %s has failed.' % failed[0])
         self._ledger.put(book.OPEN, self._host, **opened)
-        return self._on_target('tarvek.sdr.sdr', **args)
+        return self._on_target('program', **args)
 
     # ---- after
 
@@ -214,7 +215,7 @@ class ActionModule(TargetAction):
             args = self.with_contents(dict(src=update['src'], state='restored'))
         else:
             args = self._set_for(self._value('inputs'), self._found('plan').get('board'), True)
-        found = dict(dict(failed=False), **dict(self._ask('tarvek.sdr.sdr', **args), changed=False))
+        found = dict(dict(failed=False), **dict(self._ask('program', **args), changed=False))
         if not found.get('failed') and found.get('in_service') != 'input':
             what = 'Read again after its update, the BMC serves other records than the input.'
             found.update(failed=True, outcome='failed', msg=what, in_service='other', message=dict(
@@ -242,7 +243,7 @@ class ActionModule(TargetAction):
         return dict(self._note_there(outcome), failed=False)
 
     def _note_there(self, outcome):
-        return self._on_target('tarvek.sdr.sdr_step', step='record', dest=self._value('record'), outcome=outcome)
+        return self._on_target('record', dest=self._value('record'), outcome=outcome)
 
     def _conclude(self):
         """Notes the outcome on the controller."""

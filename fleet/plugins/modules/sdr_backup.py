@@ -101,15 +101,11 @@ sha256:
   type: str
 '''
 
-import base64
-import hashlib
 import os
-import shutil
-import tempfile
 
 from ansible.module_utils.basic import AnsibleModule
-from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import (
-    COMMON_ARGUMENTS, DONE, Tarvekctl, translate)
+from ansible_collections.tarvek.sdr.plugins.module_utils.backup import save, save_for_the_controller
+from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import COMMON_ARGUMENTS
 
 ARGUMENTS = dict(
     COMMON_ARGUMENTS,
@@ -120,30 +116,6 @@ ARGUMENTS = dict(
 )
 
 
-def save(module, dest):
-    """Saves to a file. Returns the answer."""
-    params = module.params
-    options = ['--overwrite'] if params['overwrite'] else []
-    result = Tarvekctl(module).run('backup', dest, *options)
-    answer = translate(result, False)
-    if not answer.get('failed') and result['status'] == DONE:
-        with open(dest, 'rb') as stream:
-            data = stream.read()
-        answer['sha256'] = hashlib.sha256(data).hexdigest()
-        if params['return_content']:
-            answer['content'] = base64.b64encode(data).decode('ascii')
-    return answer
-
-
-def save_for_the_controller(module):
-    """Saves to a file that goes with the task."""
-    folder = tempfile.mkdtemp(prefix='sdr-', dir=module.tmpdir)
-    try:
-        return dict(save(module, os.path.join(folder, 'fetched.BAK')), backup=None)
-    finally:
-        shutil.rmtree(folder, ignore_errors=True)
-
-
 def main():
     """The module."""
     module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
@@ -152,7 +124,11 @@ def main():
         module.exit_json(changed=False, backup=None, msg='Nothing is saved in check mode.')
     if not params['dest'] and not params['return_content']:
         module.fail_json(msg='dest is missing')
-    answer = save(module, os.path.abspath(params['dest'])) if params['dest'] else save_for_the_controller(module)
+    if params['dest']:
+        options = ['--overwrite'] if params['overwrite'] else []
+        answer = save(module, os.path.abspath(params['dest']), options, params['return_content'])
+    else:
+        answer = save_for_the_controller(module)
     if answer.pop('failed', False):
         module.fail_json(**answer)
     module.exit_json(**answer)

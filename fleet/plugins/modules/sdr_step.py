@@ -1,5 +1,5 @@
 #!/usr/bin/python
-"""What steps of the role sdr_rollout do on its target: look and plan, and note the outcome."""
+"""What the steps of the role sdr_rollout do on its target. One module, so that the controller packs only one."""
 from __future__ import (absolute_import, division, print_function)
 __metaclass__ = type
 
@@ -22,8 +22,9 @@ options:
         is served; C(record) notes the outcome on the target, C(record_failure) a failure if that is possible, and
         C(conclude) the outcome on the controller.
       - Where nothing was changed, C(verify) and C(record) are skipped.
+      - On the target they come down to C(look), C(plan), C(backup), C(program) and C(record).
     type: str
-    choices: [begin, plan, look, backup, update, restore, verify, record, record_failure, conclude]
+    choices: [begin, plan, look, backup, update, restore, verify, record, record_failure, conclude, program]
     required: true
   board:
     description: The controller sets it; the product ID of the board that I(src) is for.
@@ -54,6 +55,11 @@ options:
   contents:
     description: See M(tarvek.sdr.sdr).
     type: dict
+  state:
+    description: See M(tarvek.sdr.sdr).
+    type: str
+    choices: [programmed, restored]
+    default: programmed
   dest:
     description: The controller sets it; the file on the target in which the outcome is noted.
     type: path
@@ -122,17 +128,17 @@ import os
 import tempfile
 
 from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.tarvek.sdr.plugins.module_utils.backup import save_for_the_controller
 from ansible_collections.tarvek.sdr.plugins.module_utils.machine import describe, gather
 from ansible_collections.tarvek.sdr.plugins.module_utils.sdr_set import SET_ARGUMENTS, do_task
 from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import COMMON_ARGUMENTS, DONE, Tarvekctl
 
-# The other steps run other modules.
-STEPS = ('plan', 'look', 'record')
 
 ARGUMENTS = dict(
     COMMON_ARGUMENTS,
     **dict(SET_ARGUMENTS,
-           step=dict(type='str', choices=STEPS, required=True),
+           step=dict(type='str', choices=['look', 'plan', 'backup', 'program', 'record'], required=True),
+           state=dict(type='str', choices=['programmed', 'restored'], default='programmed'),
            board=dict(type='str'),
            strict=dict(type='bool', default=False),
            dest=dict(type='path'),
@@ -149,7 +155,7 @@ def look_and_plan(module):
     if answer['status'] is None or (params['strict'] and answer['status'] != DONE):
         answer['failed'] = True
     elif answer['status'] == DONE and params['src'] and params['board'].lower() == (status['board'] or '').lower():
-        answer['plan'] = do_task(module, dict(params, state='programmed'), True)
+        answer['plan'] = do_task(module, params, True)
     return answer
 
 
@@ -167,8 +173,14 @@ def write_whole(dest, outcome):
         raise
 
 
-def record(params):
+def program(module):
+    """Plans in check mode, and else programs."""
+    return do_task(module, module.params, module.check_mode)
+
+
+def record(module):
     """Notes the outcome on the target."""
+    params = module.params
     try:
         write_whole(params['dest'], params['outcome'])
     except (IOError, OSError) as error:
@@ -176,10 +188,13 @@ def record(params):
     return dict(changed=False, msg='Noted as %s.' % params['dest'])
 
 
+DOING = dict(look=look_and_plan, plan=look_and_plan, backup=save_for_the_controller, program=program, record=record)
+
+
 def main():
     """The module."""
     module = AnsibleModule(argument_spec=ARGUMENTS, supports_check_mode=True)
-    answer = record(module.params) if module.params['step'] == 'record' else look_and_plan(module)
+    answer = DOING[module.params['step']](module)
     if answer.pop('failed', False):
         module.fail_json(**answer)
     module.exit_json(**answer)

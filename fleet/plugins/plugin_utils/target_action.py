@@ -74,10 +74,9 @@ class TargetAction(ActionBase):  # pylint: disable=abstract-method  # what uses 
 
     # ---- from the target
 
-    def fetch_backup(self, args, fetch, task_vars):
-        """Has the module sdr_backup save what is served, and keeps the backup on the controller as `fetch`."""
-        result = self._execute_module(
-            'tarvek.sdr.sdr_backup', module_args=dict(args, return_content=True), task_vars=task_vars)
+    @staticmethod
+    def keep_backup(result, here):
+        """Keeps on the controller the backup that came with a result."""
         content = result.pop('content', None)
         if content is None and not result.get('failed') and result.get('status') != NOTHING:
             raise AnsibleActionFail('No backup came over')
@@ -85,6 +84,6 @@ class TargetAction(ActionBase):  # pylint: disable=abstract-method  # what uses 
             data = base64.b64decode(content)
             if hashlib.sha256(data).hexdigest() != result.get('sha256'):
                 raise AnsibleActionFail('The backup came over with other bytes')
-            write_whole(fetch, data)
-            result['fetched'] = fetch
+            write_whole(here, data)
+            result['fetched'] = here
         return result

@@ -3,6 +3,7 @@ import base64
 import hashlib
 import os
 
+from ansible_collections.tarvek.sdr.plugins.module_utils import backup
 from ansible_collections.tarvek.sdr.plugins.modules import sdr_backup
 from conftest import result
 
@@ -50,7 +51,7 @@ def test_a_backup_for_the_controller_is_returned_and_leaves_nothing_there(run_mo
         folder.mkdir()
         (folder / 'fetched.BAK').write_bytes(b'image')
         return str(folder)
-    monkeypatch.setattr(sdr_backup.tempfile, 'mkdtemp', make)
+    monkeypatch.setattr(backup.tempfile, 'mkdtemp', make)
     tarvekctl.says('backup', result('backup', backup=str(folder / 'fetched.BAK')))
     answer = run_module(sdr_backup, return_content=True, _ansible_tmpdir=str(tmp_path))
     assert tarvekctl.calls() == [['--json', 'backup', str(folder / 'fetched.BAK')]]

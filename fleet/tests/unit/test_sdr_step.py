@@ -42,8 +42,8 @@ class Host:
 
     def sees(self, plan=None, board='01a3', **more):
         """What the machine is and what was planned."""
-        self.says('sdr_step', dict(dict(status=0, msg='Told.', board=board, version_before=None, version_after='01.02',
-                                        run_before='R1', plan=plan and dict(plan)), **more))
+        self.says('plan', dict(dict(status=0, msg='Told.', board=board, version_before=None, version_after='01.02',
+                                    run_before='R1', plan=plan and dict(plan)), **more))
 
     def take(self, step, check=False, host='a', **registered):
         """Takes a step. Returns its result."""
@@ -53,7 +53,8 @@ class Host:
 
         def reach(module, module_args, task_vars):
             del task_vars
-            module = module.rpartition('.')[2]
+            assert module == 'tarvek.sdr.sdr_step'
+            module = module_args['step']
             self.asked.append((module, getattr(action, '_task').check_mode, module_args,
                                self.ledger.get(book.OPEN, 'a')))
             answer = self.answers.get(module, dict(changed=False))
@@ -78,10 +79,10 @@ def a_host(tmp_path):
 
 def test_the_machine_says_what_its_board_gets(host):
     host.sees()
-    host.says('sdr', DUE)
+    host.says('program', DUE)
     seen = host.take('plan')
     assert (seen['due'], seen['follows'], seen['src']) == (True, 'update.yml', host.inputs['01A3']['src'])
-    assert [(module, check) for module, check, _, _ in host.asked] == [('sdr_step', True), ('sdr', True)]
+    assert [(module, check) for module, check, _, _ in host.asked] == [('plan', True), ('program', True)]
     assert sorted(host.asked[1][2]['contents']) == ['A.SDR']
 
 
@@ -94,13 +95,13 @@ def test_the_set_for_the_board_that_is_expected_saves_a_question(host, known):
     host.sees(DUE)
     assert host.take('plan')['due'] is True
     (module, _, args, _), = host.asked
-    assert (module, args['board'].lower(), sorted(args['contents'])) == ('sdr_step', '01a3', ['A.SDR'])
+    assert (module, args['board'].lower(), sorted(args['contents'])) == ('plan', '01a3', ['A.SDR'])
 
 
 def test_the_set_for_another_board_than_expected_is_not_taken(host):
     host.ledger.conclude('a', outcome='nothing', board='01a3')
     host.sees(None, board='01b0')
-    host.says('sdr', DUE)
+    host.says('program', DUE)
     assert host.take('plan')['src'] == host.inputs['01B0']['src']
     assert sorted(host.asked[1][2]['contents']) == ['B.SDR']
 
@@ -229,7 +230,7 @@ def test_a_role_without_a_rollout_notes_outcomes_and_holds_nobody(host):
 
 
 def test_a_lost_target_holds_nobody_by_itself(host):
-    host.says('sdr_step', AnsibleConnectionFailure('lost'))
+    host.says('plan', AnsibleConnectionFailure('lost'))
     with pytest.raises(AnsibleConnectionFailure):
         host.take('plan')
     assert not host.ledger.hosts(book.QUARANTINE)
@@ -247,7 +248,7 @@ SEEN = dict(status=0, board='01a3', src='A.SDR', run_before='R1', force=False, p
 
 
 def test_a_backup_comes_to_the_controller(host):
-    host.says('sdr_backup', IMAGE)
+    host.says('backup', IMAGE)
     fetched = host.take('backup')['fetched']
     assert fetched == host.ledger.newest_backup('a')
     with open(fetched, 'rb') as stream:
@@ -255,15 +256,15 @@ def test_a_backup_comes_to_the_controller(host):
 
 
 def test_without_the_backup_itself_no_update_follows(host):
-    host.says('sdr_backup', dict(status=0))
+    host.says('backup', dict(status=0))
     assert 'No backup came over' in host.take('backup')['msg']
-    host.says('sdr_backup', dict(status=2))  # an empty repository
+    host.says('backup', dict(status=2))  # an empty repository
     assert 'failed' not in host.take('backup')
 
 
 @pytest.mark.parametrize('odd', [ValueError('odd'), KeyError('odd'), TypeError('odd')])
 def test_whatever_fails_is_told_and_holds_the_others(host, odd):
-    host.says('sdr_backup', odd)
+    host.says('backup', odd)
     failure = host.take('backup')
     assert failure['failed'] and 'odd' in failure['msg']
     assert host.ledger.failed() == ['a']
@@ -275,22 +276,22 @@ def test_check_mode_fetches_no_backup(host):
 
 
 def test_what_fails_before_the_update_holds_the_others_at_once(host):
-    host.says('sdr_backup', dict(failed=True, msg='broke'))
+    host.says('backup', dict(failed=True, msg='broke'))
     host.take('backup')
     assert host.ledger.failed() == ['a']
 
 
 def test_a_host_is_open_before_its_target_is_reached_and_stays_so(host):
-    host.says('sdr', PROGRAMMED)
+    host.says('program', PROGRAMMED)
     host.take('update', plan=SEEN)
     (module, check, args, entry), = host.asked
-    assert (module, check, args['force'], sorted(args['contents'])) == ('sdr', False, False, ['A.SDR'])
+    assert (module, check, args['force'], sorted(args['contents'])) == ('program', False, False, ['A.SDR'])
     assert (entry['run_before'], entry['src'], entry['after']) == ('R1', 'A.SDR', '/reboot.yml')
     assert host.ledger.hosts(book.OPEN) == ['a']
 
 
 def test_a_failure_is_told_to_the_others_at_once(host):
-    host.says('sdr', dict(failed=True, msg='broke', in_service='previous'))
+    host.says('program', dict(failed=True, msg='broke', in_service='previous'))
     host.take('update', plan=SEEN)
     assert host.ledger.failed() == ['a']
     assert host.ledger.get(book.QUARANTINE, 'a')['in_service'] == 'previous'
@@ -312,10 +313,10 @@ def test_check_mode_opens_nothing(host):
 # ---- after
 
 def test_what_is_served_is_read_again_and_compared(host):
-    host.says('sdr', dict(DUE, in_service='input'))
+    host.says('program', dict(DUE, in_service='input'))
     told = host.take('verify', plan=SEEN, update=PROGRAMMED)
     assert (told['failed'], told['changed'], host.asked[0][1], host.asked[0][2]['force']) == (False, False, True, True)
-    host.says('sdr', dict(DUE, in_service='previous'))
+    host.says('program', dict(DUE, in_service='previous'))
     told = host.take('verify', plan=SEEN, update=PROGRAMMED)
     assert told['failed'] and 'serves other records than the input' in told['msg']
     assert host.ledger.failed() == ['a']
@@ -346,7 +347,7 @@ def test_check_mode_concludes_nothing(host):
 
 def test_a_failure_is_noted_on_the_target_if_that_is_possible(host):
     host.ledger.put(book.QUARANTINE, 'a', msg='It broke.')
-    host.says('sdr_step', dict(failed=True, msg='No room.'))
+    host.says('record', dict(failed=True, msg='No room.'))
     told = host.take('record_failure', failure=dict(outcome=dict(outcome='failed', msg='It broke.')))
     assert (told['failed'], host.asked[0][2]['outcome']['msg']) == (False, 'It broke.')
     assert host.ledger.get(book.QUARANTINE, 'a')['msg'] == 'It broke.'
@@ -366,7 +367,7 @@ def test_the_newest_backup_of_then_or_before_is_restored_and_verified(host):
     for time in ('20260701T120000Z', '20260801T120000Z'):
         book.write_whole(host.ledger.backup_path('a', time), time.encode())
     host.vars['until'] = '20260731T000000Z'
-    host.says('sdr', dict(PROGRAMMED, outcome='done'))
+    host.says('program', dict(PROGRAMMED, outcome='done'))
     update = host.take('restore', look=dict(run_before='R7'))
     _, check, args, entry = host.asked.pop()
     assert (check, args['state'], sorted(args['contents'])) == (False, 'restored', ['20260701T120000Z.BAK'])
@@ -420,6 +421,15 @@ def test_a_run_that_is_under_way_is_waited_for(run_module, tarvekctl):
     tarvekctl.says('wait', result('update', run='R7'))
     run_module(on_target, step='look')
     assert tarvekctl.calls().count(['--json', 'wait', 'R7']) == 1
+
+
+def test_programming_is_what_the_module_sdr_does(run_module, tarvekctl):
+    tarvekctl.says('restore', result('restore', run='R1'))
+    tarvekctl.says('wait', PROGRAMMED)
+    tarvekctl.says('plan', DUE)
+    assert run_module(on_target, step='program', src='/data/A.BAK', state='restored')['changed'] is True
+    assert run_module(on_target, check=True, step='program', src='/data/B.SDR')['version_input'] == '01.03'
+    assert [call[1] for call in tarvekctl.calls()] == ['restore', 'wait', 'plan']
 
 
 def test_without_tarvekctl_it_fails(run_module):
