@@ -156,7 +156,7 @@ def connection_costs(fleet):
         for _ in range(CONNECTIONS):
             fleet.controller.connect(next(iter(fleet)).address, "-o", f"KexAlgorithms={exchange}")
         costs.append((processor_time() - before) / CONNECTIONS)
-    return (f"A server's connection is {costs[0]:.2f} s of that, with {EXCHANGE}; with what OpenSSH 9 takes by itself, "
+    return (f"A server's connection is {costs[0]:.2f} s of that, with {EXCHANGE}; with what OpenSSH 9 takes by itself,\n"
             f"{DEFAULT_EXCHANGE.partition('@')[0]}, it is {costs[1]:.2f} s, for any play.\n")
 
 
