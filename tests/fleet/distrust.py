@@ -150,6 +150,23 @@ print(json.dumps(answer))
         self.expect_not_led_astray("node01", "node03")
         self.assertEqual(self.fleet.ledger.outcomes()[self.liar], "skipped")
 
+    def test_what_a_server_says_instead_of_a_connection_is_no_template(self):
+        """Neither to the report, nor where its update was left open."""
+        server = self.fleet[self.liar]
+        server.path("/opt/words").write_text(self.template, encoding="ascii")
+        for path in server.path("/etc/ssh").glob("authorized_keys_of_*"):
+            text = path.read_text(encoding="ascii")
+            path.write_text(f'command="cat /opt/words; exit 1" {text}', encoding="ascii")
+        self.play("report", ansible_pipelining=False)
+        row, = (row for row in self.fleet.ledger.report()["hosts"] if row["host"] == self.liar)
+        self.assertEqual(row["state"], "unreachable")
+        self.assertIn("touch", row["message"])
+        left = self.fleet.ledger.folder / "open" / f"{self.liar}.json"
+        left.parent.mkdir()
+        left.write_text("{}", encoding="ascii")
+        self.play("rollout", status=FAILED, ansible_pipelining=False)
+        self.assertFalse(self.astray.exists(), "the controller has done what a server told it")
+
     def test_a_failure_that_looks_like_a_template_is_told_as_it_is(self):
         """And quarantined as any other."""
         self.lie(failed=True, msg=self.template, module_stderr=self.template)

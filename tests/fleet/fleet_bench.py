@@ -17,7 +17,7 @@ from fleet import BOARD_A, OLD, Fleet
 SIZES = (10, 20, 40, 80)
 FORKS = 20
 
-# How ssh agrees on keys: OpenSSH's default costs more than all else of a connection, and would hide what the plays cost.
+# How ssh agrees on keys: OpenSSH's default costs more than all else of a connection, and would hide what plays cost.
 EXCHANGE = "curve25519-sha256"
 DEFAULT_EXCHANGE = "sntrup761x25519-sha512@openssh.com"
 CONNECTIONS = 20
@@ -156,8 +156,8 @@ def connection_costs(fleet):
         for _ in range(CONNECTIONS):
             fleet.controller.connect(next(iter(fleet)).address, "-o", f"KexAlgorithms={exchange}")
         costs.append((processor_time() - before) / CONNECTIONS)
-    return (f"A server's connection is {costs[0]:.2f} s of that, with {EXCHANGE}; with what OpenSSH 9 takes by itself,\n"
-            f"{DEFAULT_EXCHANGE.partition('@')[0]}, it is {costs[1]:.2f} s, for any play.\n")
+    return (f"A server's connection is {costs[0]:.2f} s of that, with {EXCHANGE}; with what OpenSSH 9 takes by itself,"
+            f"\n{DEFAULT_EXCHANGE.partition('@')[0]}, it is {costs[1]:.2f} s, for any play.\n")
 
 
 def table(rows):
@@ -196,6 +196,8 @@ def worked_out(rows):
 
 def span(seconds):
     """A span of time for people."""
+    if seconds < 60:
+        return f"{seconds:.0f} s"
     if seconds < 2 * 3600:
         return f"{seconds / 60:.0f} min"
     return f"{seconds / 3600:.0f} h"

@@ -1,18 +1,15 @@
 """Has the module sdr run on the target, with the files of the task in its arguments."""
-from ansible.module_utils.parsing.convert_bool import boolean
+from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import flag
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.target_action import TargetAction
 
 
 class ActionModule(TargetAction):
     """The action."""
 
-    def run(self, tmp=None, task_vars=None):
-        """Runs the task."""
-        result = super().run(tmp, task_vars)
-        del tmp
+    def act(self, task_vars):
+        """What it does."""
         args = dict(self._task.args)
-        remote = boolean(args.pop('remote_src', False), strict=False)
-        result.update(self._execute_module(
+        remote = flag('remote_src', args.pop('remote_src', False))
+        return self._execute_module(
             'tarvek.sdr.sdr', module_args=dict(args, remote_src=True) if remote else self.with_contents(args),
-            task_vars=task_vars))
-        return result
+            task_vars=task_vars)

@@ -5,9 +5,6 @@ from ansible_collections.tarvek.sdr.plugins.plugin_utils.target_action import Ta
 class ActionModule(TargetAction):
     """The action."""
 
-    def run(self, tmp=None, task_vars=None):
-        """Runs the task."""
-        result = super().run(tmp, task_vars)
-        del tmp
-        result.update(self._execute_module('tarvek.sdr.sdr_info', module_args=self._task.args, task_vars=task_vars))
-        return result
+    def act(self, task_vars):
+        """What it does."""
+        return self._execute_module('tarvek.sdr.sdr_info', module_args=self._task.args, task_vars=task_vars)

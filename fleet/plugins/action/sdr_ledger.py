@@ -97,7 +97,10 @@ class ActionModule(ActionBase):
             raise book.LedgerError('The rollout was not begun. Take a part of the inventory with '
                                    '-e sdr_rollout_hosts=PATTERN, not with --limit, and no task by its own.')
         complaints = gate_complaints(ledger, flag('prove', args.get('prove', True)))
-        if complaints:
+        if complaints and self._task.check_mode:
+            # Which of them this run has judged or cleared is not written down, so it is only told.
+            result['warnings'] = complaints
+        elif complaints:
             result.update(failed=True, msg=' '.join(complaints), open=ledger.hosts(book.OPEN))
             return
         hosts = list(task_vars.get('ansible_play_batch') or [])
@@ -117,8 +120,7 @@ class ActionModule(ActionBase):
         verdict, outcome = settle(entry, args.get('look') or {})
         failed, done = verdict in ('open', 'failed'), flag('after_done', args.get('after_done', False))
         result.update(verdict=verdict, msg=outcome['msg'], failed=failed,
-                      after='' if failed or done or not entry.get('after')
-                      else readable_tasks(self._loader, str(entry['after'])))
+                      after='' if failed or done else self._task_file_to_come(entry, host))
         if self._task.check_mode or result['after']:
             return
         if verdict == 'failed':
@@ -128,6 +130,13 @@ class ActionModule(ActionBase):
             ledger.drop(book.OPEN, host)
         elif verdict != 'open':
             ledger.conclude(host, outcome=verdict, **outcome)
+
+    def _task_file_to_come(self, entry, host):
+        try:
+            return readable_tasks(self._loader, str(entry['after'])) if entry.get('after') else ''
+        except AnsibleError as error:
+            raise book.LedgerError('%s. It comes after the update of %s: put it back, or set the host aside by name: '
+                                   '-e sdr_rollout_set_aside=%s.' % (error, host, host)) from error
 
     def _failed(self, ledger, args, result, task_vars):
         """Quarantines a host."""

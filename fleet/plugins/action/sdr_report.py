@@ -1,7 +1,7 @@
 """Writes the report of a fleet on the controller."""
 import os
 
-from ansible.errors import AnsibleActionFail
+from ansible.errors import AnsibleActionFail, AnsibleError
 from ansible.plugins.action import ActionBase
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import report
@@ -22,7 +22,7 @@ class ActionModule(ActionBase):
             raise AnsibleActionFail('look is missing')
         ledger = book.Ledger(args.get('dir') or of_fleet(task_vars, 'sdr_rollout_dir', DEFAULT_DIR))
         looks = self._looks(book.listed(args.get('hosts')), args['look'], task_vars['hostvars'])
-        inputs = dict((host, of_host(task_vars, host, 'sdr_rollout_inputs', {})) for host, _ in looks)
+        inputs, result['warnings'] = self._inputs([host for host, _ in looks], task_vars)
         rows = report.rows_of(looks, ledger, inputs)
         whole = report.report_of(rows, book.now())
         folder = os.path.abspath(os.path.expanduser(args.get('dest') or ledger.folder))
@@ -33,6 +33,17 @@ class ActionModule(ActionBase):
         result.update(changed=False, files=files, summary=whole['summary'],
                       msg='%s Report: %s' % (report.in_words(whole), files['html']))
         return result
+
+    @staticmethod
+    def _inputs(hosts, task_vars):
+        """What each host's board gets, by host; and complaints of variables that cannot be worked out."""
+        inputs, complaints = {}, []
+        for host in hosts:
+            try:
+                inputs[host] = of_host(task_vars, host, 'sdr_rollout_inputs', {})
+            except AnsibleError as error:
+                complaints.append('What %s gets cannot be worked out: %s' % (host, error))
+        return inputs, complaints
 
     @staticmethod
     def _looks(hosts, name, hostvars):

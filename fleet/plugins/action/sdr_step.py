@@ -27,21 +27,19 @@ class ActionModule(TargetAction):
     _vars = _host = _ledger = None
     STEPS = ('begin', 'plan', 'look', 'backup', 'update', 'restore', 'verify', 'record', 'record_failure', 'conclude')
 
-    def run(self, tmp=None, task_vars=None):
-        """Runs the task."""
-        result = super().run(tmp, task_vars)
-        del tmp
+    def act(self, task_vars):
+        """What it does."""
         step = self._task.args.get('step')
         if step not in self.STEPS:
             raise AnsibleActionFail('step is one of %s' % ', '.join(self.STEPS))
         self._vars, self._host = task_vars, task_vars['inventory_hostname']
         self._ledger = book.Ledger(self._value('dir'), os.getppid())
         try:
-            result.update(getattr(self, '_' + step)())
+            result = getattr(self, '_' + step)()
         except AnsibleConnectionFailure:
             raise  # a lost target is open, or was not begun
         except Exception as error:  # pylint: disable=broad-except  # whatever fails is told, and holds the others
-            result.update(self._failure(error))
+            result = self._failure(error)
         if result.get('failed') and self._leads():
             # For those that wait for a free fork; the role notes the whole.
             self._ledger.put(book.QUARANTINE, self._host, outcome='failed', **book.failure_of(result))
@@ -98,7 +96,9 @@ class ActionModule(TargetAction):
     # ---- before
 
     def _look(self):
-        """Looks at a machine that is to be restored."""
+        """Looks at a machine that is to be restored, if there is a backup of it."""
+        if not self._backup_to_restore():
+            return SKIPPED
         seen = self._on_target('look')
         seen.pop('plan', None)
         return seen
@@ -187,12 +187,15 @@ class ActionModule(TargetAction):
                              src=seen.get('src'), run_before=seen.get('run_before'), after=seen.get('after'))
 
     def _restore(self):
-        backup = self._ledger.newest_backup(self._host, self._value('until'))
+        backup = self._backup_to_restore()
         if not backup:
             return dict(SKIPPED, restored=True, msg='The controller has no backup of it.')
         found = self._program(self.with_contents(dict(src=backup, state='restored')),
                               src=backup, run_before=self._found('look').get('run_before'))
         return dict(found, restored=True, src=backup)
+
+    def _backup_to_restore(self):
+        return self._ledger.newest_backup(self._host, self._value('until'))
 
     def _program(self, args, **opened):
         """Opens the host before its update; does not begin it after a failure of another."""

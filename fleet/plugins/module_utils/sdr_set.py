@@ -9,7 +9,8 @@ import shutil
 import tempfile
 
 from ansible.module_utils.common.text.converters import to_native
-from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import DONE, Tarvekctl, translate
+from ansible_collections.tarvek.sdr.plugins.module_utils.tarvekctl import (
+    DONE, Tarvekctl, translate, without_result)
 
 SET_ARGUMENTS = dict(
     src=dict(type='path'),
@@ -90,9 +91,8 @@ def without_folder(value, folder):
 
 def refusal(complaint, remedy):
     """The answer when nothing was begun."""
-    return dict(failed=True, msg='%s. Nothing was changed.' % complaint, status=None, outcome='refused',
-                in_service='previous',
-                message=dict(what=complaint + '.', state='Nothing was changed.', remedy=remedy))
+    return translate(dict(without_result('previous', complaint + '.', 'Nothing was changed.', remedy),
+                          outcome='refused'), False)
 
 
 def do_with_files(module, params, planning):

@@ -15,7 +15,7 @@ NOTHING = 2
 COMMON_ARGUMENTS = dict(executable=dict(type='path', default=DEFAULT_EXECUTABLE))
 
 
-def _without_result(in_service, what, state, remedy):
+def without_result(in_service, what, state, remedy):
     """What stands for the result of a tarvekctl that gave none."""
     return dict(status=None, outcome='failed', changed=None, in_service=in_service, differs=None,
                 version_before=None, version_after=None, result_code=None, error=None, run=None,
@@ -55,13 +55,13 @@ class Tarvekctl:
             code, output, complaint = self.module.run_command(
                 command, handle_exceptions=False, expand_user_and_vars=False)
         except (IOError, OSError) as error:
-            return _without_result(
+            return without_result(
                 'previous', '%s cannot be run: %s.' % (self.executable, error.strerror),
                 'Nothing was changed.', 'Install tarvek on the machine, or name its tarvekctl: executable.')
         result = parse_result(to_text(output, errors='surrogate_or_replace'))
         if result is None:
             told = to_text(complaint, errors='surrogate_or_replace').strip()
-            return _without_result(
+            return without_result(
                 'unknown', '%s ended with status %s and without a result%s.'
                 % (' '.join(command), code, ': ' + told if told else ''),
                 'What the BMC serves is not known.',

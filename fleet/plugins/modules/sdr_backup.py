@@ -69,15 +69,15 @@ changed:
   type: bool
 status:
   description: The exit status of C(tarvekctl), 0 for a backup that was made, 2 for an empty repository.
-  returned: always
+  returned: not in check mode
   type: int
 in_service:
   description: Previous; nothing was changed.
-  returned: always
+  returned: not in check mode
   type: str
 message:
   description: What happened, what state the server is in, and what to do.
-  returned: always
+  returned: not in check mode
   type: dict
 msg:
   description: The three sentences in one text.
@@ -85,7 +85,7 @@ msg:
   type: str
 version_after:
   description: The version in the backup.
-  returned: always
+  returned: not in check mode
   type: str
 backup:
   description: The path on the target; null where none was asked for or none made.

@@ -77,6 +77,9 @@ ansible_facts:
         last:
           description: The result object of the newest run on the target, or null; without its difference.
           type: dict
+        history_known:
+          description: Whether the runs on the target could be read.
+          type: bool
 msg:
   description: In a sentence what was found, or why the task failed.
   returned: always

@@ -24,7 +24,7 @@ options:
       - Where nothing was changed, C(verify) and C(record) are skipped.
       - On the target they come down to C(look), C(plan), C(backup), C(program) and C(record).
     type: str
-    choices: [begin, plan, look, backup, update, restore, verify, record, record_failure, conclude, program]
+    choices: [begin, plan, look, backup, update, restore, verify, record, record_failure, conclude]
     required: true
   board:
     description: The controller sets it; the product ID of the board that I(src) is for.
@@ -89,6 +89,22 @@ EXAMPLES = r'''
 '''
 
 RETURN = r'''
+run_before:
+  description: The newest run on the target before the update.
+  returned: with C(begin), C(plan) and C(look), if the machine was looked at
+  type: str
+src:
+  description: The input, or the backup that is restored.
+  returned: with C(begin), C(plan) and C(restore)
+  type: str
+before:
+  description: The task file that comes before the update; empty where there is none. C(after) likewise.
+  returned: when something is due
+  type: str
+fetched:
+  description: The backup on the controller.
+  returned: with C(backup)
+  type: str
 status:
   description: With C(begin) and C(plan) that of M(tarvek.sdr.sdr_info), with other steps that of what they did.
   returned: with all steps but C(record) and C(conclude)

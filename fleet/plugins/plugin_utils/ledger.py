@@ -251,12 +251,14 @@ class Ledger:
     def rollout(self):
         """The id of the rollout that is going on; None where there is none."""
         lock = self._lock() or {}
-        return lock.get('rollout') if self.leader in (None, lock.get('pid')) else None
+        return lock.get('rollout') if self.leader is None or self._is_own(lock) else None
 
     def leads(self):
         """Whether the rollout that is going on is the leader's."""
-        lock = self._lock() or {}
-        return lock.get('pid') == self.leader and self._is_led(lock)
+        return self._is_own(self._lock() or {})
+
+    def _is_own(self, lock):
+        return lock.get('pid') == self.leader and lock.get('machine') == socket.gethostname() and self._is_led(lock)
 
     def begin(self, leader):
         """Begins a rollout that the process `leader` leads.

@@ -5,7 +5,7 @@ import hashlib
 import os
 
 from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure, AnsibleError
-from ansible.module_utils.common.text.converters import to_native
+from ansible.module_utils.common.text.converters import to_native, to_text
 from ansible.plugins.action import ActionBase
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.answer import taken
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import NOTHING
@@ -14,10 +14,28 @@ from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import listed, w
 DEFAULT_BOARDS = 'mchk_fil'
 
 
-class TargetAction(ActionBase):  # pylint: disable=abstract-method  # what uses it has a run()
+class TargetAction(ActionBase):
     """An action whose files travel in the arguments and results of its module: one connection does."""
 
     TRANSFERS_FILES = False
+
+    def run(self, tmp=None, task_vars=None):
+        """Runs the task.
+
+        That the target is lost is answered, not raised: an answer is never taken for a template, while Ansible keeps
+        what is raised as it is, with whatever a server has said in it.
+        """
+        result = super().run(tmp, task_vars)
+        del tmp
+        try:
+            result.update(self.act(task_vars))
+        except AnsibleConnectionFailure as error:
+            result.update(unreachable=True, changed=False, msg=to_text(error))
+        return result
+
+    def act(self, task_vars):
+        """What the action does. Returns what it comes to."""
+        raise NotImplementedError
 
     def cleanup(self, force=False):
         """Removes what Ansible has made on the target.

@@ -98,8 +98,8 @@ def test_a_lost_target_is_lost_also_when_its_temporary_files_cannot_be_removed(p
     action = action_of(plugin, args)
     target_of(action).side_effect = AnsibleConnectionFailure('lost')
     getattr(action, '_remove_tmp_path').side_effect = AnsibleConnectionFailure('lost')
-    with pytest.raises(AnsibleConnectionFailure):
-        action.run(task_vars={})
+    told = action.run(task_vars={})
+    assert (told['unreachable'], told['msg']) == (True, 'lost')
     action.cleanup()
     assert getattr(action, '_remove_tmp_path').called
 
@@ -325,17 +325,32 @@ def test_what_a_failed_task_said_is_noted_as_it_is(ledger):
     assert (ledger.get(book.QUARANTINE, 'a')['msg'], ledger.get(book.QUARANTINE, 'a')['status']) == (text, 4)
 
 
-@pytest.mark.parametrize('own, folder', [({}, 'first'), (dict(sdr_rollout_dir='own'), 'own')])
-def test_without_a_directory_it_is_that_of_the_hosts(tmp_path, own, folder):
-    for name in ('first', 'own'):
-        book.Ledger(str(tmp_path / name)).put(book.QUARANTINE, name)
-    hosts = dict(a=dict(sdr_rollout_dir='first'), b=own, localhost=dict(sdr_rollout_dir='none'))
-    hosts = dict((name, dict((key, str(tmp_path / value)) for key, value in found.items()))
-                 for name, found in hosts.items())
+@pytest.mark.parametrize('task_host, listed, folder', [
+    ('localhost', ['switch', 'a', 'b'], 'of-a'), ('b', ['a', 'b'], 'of-b'), ('switch', ['switch', 'a'], 'of-a'),
+    ('localhost', ['localhost'], 'of-localhost'), ('localhost', ['a', 'localhost'], 'of-localhost')])
+def test_without_a_directory_it_is_that_of_the_hosts(tmp_path, task_host, listed, folder):
+    hosts = dict((name, dict(sdr_rollout_dir=str(tmp_path / ('of-' + name)))) for name in ('a', 'b', 'localhost'))
+    for name in hosts:
+        book.Ledger(str(tmp_path / ('of-' + name))).put(book.QUARANTINE, 'of-' + name)
     action = action_of(sdr_ledger, dict(state='begun'))
-    told = action.run(task_vars=dict(inventory_hostname='b' if own else 'localhost', hostvars=hosts,
-                                     groups=dict(all=['sdr_nobody', 'localhost', 'a', 'b'])))
+    told = action.run(task_vars=dict(inventory_hostname=task_host, hostvars=dict(hosts, switch={}),
+                                     groups=dict(all=listed + ['sdr_nobody'])))
     assert told['quarantined'] == [folder]
+
+
+def test_a_directory_that_cannot_be_worked_out_is_refused(tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    action = action_of(sdr_ledger, dict(state='begun'))
+    told = action.run(task_vars=dict(inventory_hostname='a', hostvars=dict(a=dict(sdr_rollout_dir='{{ typo }}/x')),
+                                     groups=dict(all=['a'])))
+    assert told['failed'] and 'sdr_rollout_dir' in told['msg']
+    assert not os.listdir(tmp_path)
+
+
+def test_check_mode_tells_what_is_open_and_goes_on(ledger):
+    ledger.put(book.OPEN, 'a')
+    told = ask(ledger, 'gate', check=True)
+    assert not told.get('failed') and 'known to have ended well: a' in told['warnings'][0]
 
 
 def test_a_full_disk_fails(ledger, monkeypatch):
@@ -355,7 +370,9 @@ def test_the_report_is_of_those_that_were_asked(ledger, tmp_path):
     for host in looks.values():
         host['sdr_rollout_dir'] = ledger.folder
     ledger.put(book.QUARANTINE, 'a', msg='It broke.')
+    looks['a']['sdr_rollout_inputs'] = '{{ typo }}'
     told = action.run(task_vars=dict(hostvars=looks, groups=dict(all=['a', 'b']), inventory_hostname='localhost'))
+    assert len(told['warnings']) == 1 and 'What a gets' in told['warnings'][0]
     assert told['summary']['quarantined'] == ['a']
     assert told['summary']['unreachable'] == ['a']
     assert told['summary']['hosts'] == 1
