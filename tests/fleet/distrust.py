@@ -2,7 +2,6 @@
 
 import csv
 import json
-import pathlib
 
 import sdr_sets
 from controller import FAILED, UNREACHABLE
@@ -12,6 +11,11 @@ from scenario import Scenario
 
 PLAIN_ELEMENTS = {"html", "head", "meta", "title", "style", "body", "h1", "h2", "p", "ul", "li", "b", "i", "div",
                   "span", "table", "thead", "tbody", "tr", "th", "td", "br"}
+
+
+def touching(path):
+    """A template that makes a file."""
+    return f"{{{{ lookup('pipe', 'touch {path}') }}}}"
 
 
 class OtherKey(Scenario):
@@ -51,7 +55,11 @@ class HostileText(Scenario):
     names = ("node01", "node02", "node03")
     marked_up = ("<s a>", '"><script>alert(document.cookie)</script><img src=x:')
     formula = ("=1+1!", "=HYPERLINK(1)")
-    template = ("{{7}}", "{{ lookup('pipe', 'touch /led-astray') }}")
+
+    @property
+    def template(self):
+        """One that says that it was taken for one."""
+        return "{{7}}", touching(self.astray)
 
     def test_it_stays_text(self):
         """In each form of the report; and a rollout is not led astray."""
@@ -67,7 +75,7 @@ class HostileText(Scenario):
         play = self.play("plan")
         self.expect_untouched(before)
         self.assertIn(self.template[0], play.events("ok", "node01", "Tell it")[0]["result"]["msg"])
-        self.assertFalse(pathlib.Path("/led-astray").exists(), "a template was taken for one")
+        self.assertFalse(self.astray.exists(), "a template was taken for one")
 
     def serve(self, name, board, version, script):
         """Has a BMC say such things."""
@@ -108,8 +116,6 @@ class Liar(Scenario):
     waves = (1, "100%")
     liar = "node02"
     host_vars = {liar: {"ansible_python_interpreter": "/opt/liar"}}
-    astray = pathlib.Path("/led-astray")
-    template = f"{{{{ lookup('pipe', 'touch {astray}') }}}}"
     interpreter = """#!/usr/bin/python3
 import json, subprocess, sys
 said = subprocess.run(["/usr/bin/python3"], stdin=sys.stdin, stdout=subprocess.PIPE, text=True).stdout
@@ -117,6 +123,11 @@ answer = json.loads(said.splitlines()[-1])
 answer.update(json.load(open("/opt/lies")))
 print(json.dumps(answer))
 """
+
+    @property
+    def template(self):
+        """A text that says so when it is taken for a template."""
+        return touching(self.astray)
 
     def lie(self, **lies):
         """Has each of its answers have these parts, whatever else is in it."""

@@ -133,9 +133,16 @@ class Hooks(Scenario):
 
     def test_one_that_fails_before_the_update_leaves_the_server_as_it_is(self):
         """It is quarantined, and no further wave begins."""
-        hooks = self.hooks(before="ansible.builtin.fail: {msg: it cannot be drained}")
-        play = self.play("rollout", status=FAILED, sdr_rollout_waves=[1, 2, "100%"], **hooks)
-        self.assertIn("it cannot be drained", play.output())
+        self.expect_undrained("ansible.builtin.fail: {msg: it cannot be drained}", "it cannot be drained")
+
+    def test_one_that_names_a_role_that_is_not_there_fails_likewise(self):
+        """Of which Ansible tells the role nothing."""
+        self.expect_undrained("ansible.builtin.include_role: {name: of_nobody}", "of_nobody")
+
+    def expect_undrained(self, task, said):
+        """The one server is not touched."""
+        play = self.play("rollout", status=FAILED, sdr_rollout_waves=[1, 2, "100%"], **self.hooks(before=task))
+        self.assertIn(said, play.output())
         self.assertEqual(self.fleet.ledger.quarantined(), [self.drained])
         self.assertEqual(self.fleet.ledger.open(), [])
         done = [name for name, outcome in self.fleet.ledger.outcomes().items() if outcome == "done"]

@@ -20,6 +20,11 @@ class Scenario(unittest.TestCase):
         self.fleet.begin(self.names, self.host_vars, **self.group_vars)
         self.addCleanup(kill_connections)
 
+    @property
+    def astray(self):
+        """A file of the controller that a server tries to have made."""
+        return self.fleet.work / "astray"
+
     def tearDown(self):
         self.expect_due()
 

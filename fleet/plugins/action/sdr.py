@@ -9,7 +9,7 @@ class ActionModule(TargetAction):
     def act(self, task_vars):
         """What it does."""
         args = dict(self._task.args)
-        remote = flag('remote_src', args.pop('remote_src', False))
+        remote = flag('remote_src', args.pop('remote_src', None) or False)
         return self._execute_module(
             'tarvek.sdr.sdr', module_args=dict(args, remote_src=True) if remote else self.with_contents(args),
             task_vars=task_vars)

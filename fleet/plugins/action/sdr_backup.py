@@ -18,7 +18,7 @@ class ActionModule(TargetAction):
         if self._task.check_mode or not fetch:
             return self._execute_module('tarvek.sdr.sdr_backup', module_args=args, task_vars=task_vars)
         fetch = os.path.abspath(os.path.expanduser(fetch))
-        if os.path.lexists(fetch) and not flag('overwrite', args.get('overwrite', False)):
+        if os.path.lexists(fetch) and not flag('overwrite', args.get('overwrite') or False):
             raise AnsibleActionFail('%s exists already on the controller' % fetch)
         return self.keep_backup(self._execute_module(
             'tarvek.sdr.sdr_backup', module_args=dict(args, return_content=True), task_vars=task_vars), fetch)

@@ -119,7 +119,9 @@ class ActionModule(ActionBase):
         entry = ledger.get(book.OPEN, host) or {}
         verdict, outcome = settle(entry, args.get('look') or {})
         failed, done = verdict in ('open', 'failed'), flag('after_done', args.get('after_done', False))
-        result.update(verdict=verdict, msg=outcome['msg'], failed=failed,
+        if self._task.check_mode and verdict == 'open':
+            result['warnings'] = [outcome['msg']]
+        result.update(verdict=verdict, msg=outcome['msg'], failed=failed and not result.get('warnings'),
                       after='' if failed or done else self._task_file_to_come(entry, host))
         if self._task.check_mode or result['after']:
             return
@@ -133,17 +135,19 @@ class ActionModule(ActionBase):
 
     def _task_file_to_come(self, entry, host):
         try:
-            return readable_tasks(self._loader, str(entry['after'])) if entry.get('after') else ''
+            return readable_tasks(self._task, self._loader, str(entry['after'])) if entry.get('after') else ''
         except AnsibleError as error:
             raise book.LedgerError('%s. It comes after the update of %s: put it back, or set the host aside by name: '
                                    '-e sdr_rollout_set_aside=%s.' % (error, host, host)) from error
 
     def _failed(self, ledger, args, result, task_vars):
         """Quarantines a host."""
-        # Not an argument: those are templates, and what failed may have said anything.
+        del args
+        # Not arguments: those are templates, and what failed may have said anything. Where a role that a task file
+        # names is not there, Ansible says neither what failed nor how.
         outcome = book.failure_of(task_vars.get('ansible_failed_result') or {})
-        outcome['task'] = args.get('task')
-        outcome.setdefault('msg', 'The task "%s" failed.' % args.get('task'))
+        outcome['task'] = (task_vars.get('ansible_failed_task') or {}).get('name', 'a task file')
+        outcome.setdefault('msg', 'The task "%s" failed.' % outcome['task'])
         host = task_vars['inventory_hostname']
         result.update(outcome=dict(outcome, outcome='failed'),
                       msg='Quarantined: %s When it is mended, clear it: -e sdr_rollout_clear=%s'

@@ -1,7 +1,7 @@
 """Writes the report of a fleet on the controller."""
 import os
 
-from ansible.errors import AnsibleActionFail, AnsibleError
+from ansible.errors import AnsibleActionFail
 from ansible.plugins.action import ActionBase
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import ledger as book
 from ansible_collections.tarvek.sdr.plugins.plugin_utils import report
@@ -41,7 +41,7 @@ class ActionModule(ActionBase):
         for host in hosts:
             try:
                 inputs[host] = of_host(task_vars, host, 'sdr_rollout_inputs', {})
-            except AnsibleError as error:
+            except Exception as error:  # pylint: disable=broad-except  # a template can do anything
                 complaints.append('What %s gets cannot be worked out: %s' % (host, error))
         return inputs, complaints
 

@@ -168,7 +168,8 @@ class ActionModule(TargetAction):
         if not name:
             return ''
         path = os.path.expanduser(name)
-        return readable_tasks(self._loader, path if os.path.isabs(path) else self._find_needle('tasks', path))
+        path = path if os.path.isabs(path) else self._find_needle('tasks', path)
+        return readable_tasks(self._task, self._loader, path)
 
     def _backup(self):
         """Fetches a backup."""

@@ -40,15 +40,13 @@ options:
     type: bool
     default: true
   look:
-    description: With C(settled) the result of M(tarvek.sdr.sdr_info). What C(failed) notes is C(ansible_failed_result).
+    description: With C(settled) the result of M(tarvek.sdr.sdr_info). What C(failed) notes is
+      C(ansible_failed_task) and C(ansible_failed_result).
     type: dict
   after_done:
     description: With C(settled), whether the task file that comes after an update has run, so that the host is closed.
     type: bool
     default: false
-  task:
-    description: With C(failed), the name of the task.
-    type: str
 attributes:
   action:
     support: full

@@ -7,6 +7,7 @@ import os
 from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure, AnsibleError
 from ansible.module_utils.common.text.converters import to_native, to_text
 from ansible.plugins.action import ActionBase
+from ansible.utils.unsafe_proxy import wrap_var
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.answer import taken
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.judgement import NOTHING
 from ansible_collections.tarvek.sdr.plugins.plugin_utils.ledger import listed, write_whole
@@ -22,15 +23,16 @@ class TargetAction(ActionBase):
     def run(self, tmp=None, task_vars=None):
         """Runs the task.
 
-        That the target is lost is answered, not raised: an answer is never taken for a template, while Ansible keeps
-        what is raised as it is, with whatever a server has said in it.
+        What is raised when the target is lost has what a server said: marked, so that it is never taken for a template.
         """
         result = super().run(tmp, task_vars)
         del tmp
         try:
             result.update(self.act(task_vars))
         except AnsibleConnectionFailure as error:
-            result.update(unreachable=True, changed=False, msg=to_text(error))
+            lost = AnsibleActionFail()
+            lost.result = dict(unreachable=True, changed=False, msg=wrap_var(to_text(error)))
+            raise lost from error
         return result
 
     def act(self, task_vars):

@@ -16,6 +16,8 @@ os.environ['ANSIBLE_COLLECTIONS_PATH'] = _PLACE.name
 
 # Ansible finds collections from here on, where the variable has them.
 import ansible.plugins.loader  # noqa: E402  pylint: disable=wrong-import-position,unused-import
+from ansible.playbook.block import Block  # noqa: E402  pylint: disable=wrong-import-position
+from ansible.playbook.play import Play  # noqa: E402  pylint: disable=wrong-import-position
 from ansible.module_utils import basic  # noqa: E402  pylint: disable=wrong-import-position
 from ansible.module_utils.common.text.converters import to_bytes  # noqa: E402  pylint: disable=wrong-import-position
 
@@ -48,7 +50,8 @@ def result(command, status=0, **more):
 
 def action_of(plugin, args, check=False):
     """An action whose target records what reaches it."""
-    task = mock.MagicMock(args=args, check_mode=check, async_val=0, environment=None)
+    task = mock.MagicMock(args=args, check_mode=check, async_val=0, environment=None, _parent=Block(play=Play()),
+                          _role=None)
     action = plugin.ActionModule(task, mock.MagicMock(), mock.MagicMock(), mock.MagicMock(), None, None)
     for name in ('_remove_tmp_path', '_execute_module'):
         setattr(action, name, mock.MagicMock())

@@ -98,8 +98,10 @@ def test_a_lost_target_is_lost_also_when_its_temporary_files_cannot_be_removed(p
     action = action_of(plugin, args)
     target_of(action).side_effect = AnsibleConnectionFailure('lost')
     getattr(action, '_remove_tmp_path').side_effect = AnsibleConnectionFailure('lost')
-    told = action.run(task_vars={})
-    assert (told['unreachable'], told['msg']) == (True, 'lost')
+    with pytest.raises(AnsibleActionFail) as lost:
+        action.run(task_vars={})
+    assert (lost.value.result['unreachable'], lost.value.result['msg']) == (True, 'lost')
+    assert 'failed' not in lost.value.result and hasattr(lost.value.result['msg'], '__UNSAFE__')
     action.cleanup()
     assert getattr(action, '_remove_tmp_path').called
 
@@ -173,9 +175,10 @@ def test_a_backup_needs_a_place():
 def ask(ledger, state, host='a', check=False, failure=None, **args):
     """What the ledger answers."""
     action = action_of(sdr_ledger, dict(args, dir=ledger.folder, state=state), check)
+    failed_task = dict(name='Update') if failure else None
     setattr(action, '_loader', DataLoader())
     return action.run(task_vars=dict(inventory_hostname=host, ansible_play_batch=['a', 'b'],
-                                     ansible_failed_result=failure))
+                                     ansible_failed_result=failure, ansible_failed_task=failed_task))
 
 
 @pytest.fixture(name='idle')
@@ -322,7 +325,13 @@ def test_what_a_failed_task_said_is_noted_as_it_is(ledger):
     text = "{{ lookup('pipe', 'id') }}"
     told = ask(ledger, 'failed', failure=dict(msg=text, status=4))
     assert text in told['msg']
-    assert (ledger.get(book.QUARANTINE, 'a')['msg'], ledger.get(book.QUARANTINE, 'a')['status']) == (text, 4)
+    noted = ledger.get(book.QUARANTINE, 'a')
+    assert (noted['msg'], noted['status'], noted['task']) == (text, 4, 'Update')
+
+
+def test_a_failure_that_ansible_says_nothing_of_is_noted_as_well(ledger):
+    assert 'The task "a task file" failed.' in ask(ledger, 'failed')['msg']
+    assert ledger.failed() == ['a']
 
 
 @pytest.mark.parametrize('task_host, listed, folder', [
@@ -349,6 +358,8 @@ def test_a_directory_that_cannot_be_worked_out_is_refused(tmp_path, monkeypatch)
 
 def test_check_mode_tells_what_is_open_and_goes_on(ledger):
     ledger.put(book.OPEN, 'a')
+    told = ask(ledger, 'settled', check=True, look=dict(unreachable=True))
+    assert not told['failed'] and 'cannot be reached' in told['warnings'][0]
     told = ask(ledger, 'gate', check=True)
     assert not told.get('failed') and 'known to have ended well: a' in told['warnings'][0]
 

@@ -155,3 +155,16 @@ def test_lists_are_texts_too():
     assert book.listed('a, b,,c') == ['a', 'b', 'c']
     assert book.listed(['a']) == ['a']
     assert book.listed(None) == []
+
+
+@pytest.mark.parametrize('part, value', [('machine', 'elsewhere'), ('boot', 'another'), ('start', 1), ('pid', 1)])
+def test_the_rollout_of_another_leader_is_none_of_ours(ledger, part, value):
+    ledger.begin(os.getpid())
+    own = book.Ledger(ledger.folder, os.getpid())
+    assert own.leads() and own.rollout() == ledger.rollout()
+    with open(ledger.path('lock'), encoding='utf-8') as stream:
+        lock = json.load(stream)
+    with open(ledger.path('lock'), 'w', encoding='utf-8') as stream:
+        json.dump(dict(lock, **{part: value}), stream)
+    assert (own.leads(), own.rollout()) == (False, None)
+    assert ledger.rollout() == lock['rollout']

@@ -189,10 +189,28 @@ def test_a_task_file_is_found_before_anything_is_done(host, tmp_path):
     (tmp_path / 'unknown.yml').write_text('- nonexistent.module.at_all: {}', encoding='ascii')
     (tmp_path / 'deep.yml').write_text('- block: [{block: [{no_such_module: 1}]}]', encoding='ascii')
     (tmp_path / 'words.yml').write_text('- word', encoding='ascii')
-    for wrong in ('reboot.yml', 'broken.yml', 'A.SDR', 'unknown.yml', 'deep.yml', 'words.yml'):
+    (tmp_path / 'number.yml').write_text('- 1: 2', encoding='ascii')
+    (tmp_path / 'behind.yml').write_text('- include_tasks: x.yml\n- nonexistent.module.at_all: {}', encoding='ascii')
+    (tmp_path / 'import.yml').write_text('- block: [{import_tasks: drain.yml}]', encoding='ascii')
+    for wrong in ('reboot.yml', 'broken.yml', 'A.SDR', 'unknown.yml', 'deep.yml', 'words.yml', 'number.yml',
+                  'behind.yml', 'import.yml'):
         host.vars['after'] = str(tmp_path / wrong)
         failure = host.take('plan')
         assert failure['failed'] and wrong in failure['msg']
+
+
+@pytest.mark.parametrize('text', [
+    '---', '[]', '- ping:', '- include_tasks: other.yml', '- include_role: {name: other}',
+    '- debug: {msg: "{{ x }}"}',
+    '- block: [{ping: }]\n  rescue: [{debug: }]\n  always: [{fail: }]', '- local_action: ping',
+    '- tarvek.sdr.sdr_info:',
+    '- shell: reboot\n  loop: "{{ some }}"\n  when: other'])
+def test_a_task_file_that_ansible_reads_is_taken(host, tmp_path, text):
+    (tmp_path / 'drain.yml').write_text(text, encoding='ascii')
+    host.vars['before'] = str(tmp_path / 'drain.yml')
+    host.sees(DUE)
+    seen = host.take('plan')
+    assert seen.get('before') == str(tmp_path / 'drain.yml'), seen
 
 
 def test_a_package_comes_first_where_one_is_wanted(host):
@@ -234,7 +252,9 @@ def test_a_role_without_a_rollout_notes_outcomes_and_holds_nobody(host):
 
 def test_a_lost_target_holds_nobody_by_itself(host):
     host.says('plan', AnsibleConnectionFailure('lost'))
-    assert host.take('plan')['unreachable'] is True
+    with pytest.raises(AnsibleActionFail) as lost:
+        host.take('plan')
+    assert lost.value.result['unreachable'] is True
     assert not host.ledger.hosts(book.QUARANTINE)
 
 
