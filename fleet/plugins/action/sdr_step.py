@@ -49,7 +49,7 @@ class ActionModule(TargetAction):
     def _failure(error):
         """What is raised as an answer: one is no template, whatever it has in it, but an exception's text could be."""
         known = isinstance(error, (AnsibleError, book.LedgerError, OSError))
-        what = to_native(error) if known else 'It did not answer as tarvekctl does (%s: %s)' % (
+        what = to_native(error) if known else 'Something is not of the shape that it should have (%s: %s)' % (
             type(error).__name__, to_native(error))
         return dict(failed=True, changed=False, msg=what, status=None,
                     message=dict(what=what, state='', remedy=''))
@@ -196,7 +196,7 @@ class ActionModule(TargetAction):
         return dict(found, restored=True, src=backup)
 
     def _backup_to_restore(self):
-        return self._ledger.newest_backup(self._host, self._value('until'))
+        return self._ledger.newest_backup(self._host, str(self._value('until') or ''))
 
     def _program(self, args, **opened):
         """Opens the host before its update; does not begin it after a failure of another."""

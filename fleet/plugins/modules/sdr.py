@@ -57,10 +57,8 @@ options:
       - The controller's files by their plain names, in Base64. The controller sets it; they come with the task
         itself, which saves a connection for each of them.
     type: dict
-  executable:
-    description: The C(tarvekctl) of the target.
-    type: path
-    default: /usr/sbin/tarvekctl
+extends_documentation_fragment:
+  - tarvek.sdr.tarvekctl
 attributes:
   check_mode:
     support: full

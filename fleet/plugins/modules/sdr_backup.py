@@ -32,10 +32,8 @@ options:
         it out of the result.
     type: bool
     default: false
-  executable:
-    description: The C(tarvekctl) of the target.
-    type: path
-    default: /usr/sbin/tarvekctl
+extends_documentation_fragment:
+  - tarvek.sdr.tarvekctl
 attributes:
   check_mode:
     support: full

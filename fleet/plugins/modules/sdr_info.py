@@ -23,10 +23,8 @@ options:
   boards:
     description: A hardware list on the target to look the board up in.
     type: path
-  executable:
-    description: The C(tarvekctl) of the target.
-    type: path
-    default: /usr/sbin/tarvekctl
+extends_documentation_fragment:
+  - tarvek.sdr.tarvekctl
 attributes:
   check_mode:
     support: full

@@ -66,10 +66,8 @@ options:
   outcome:
     description: The controller sets it; what is noted there.
     type: dict
-  executable:
-    description: The C(tarvekctl) of the target.
-    type: path
-    default: /usr/sbin/tarvekctl
+extends_documentation_fragment:
+  - tarvek.sdr.tarvekctl
 attributes:
   check_mode:
     support: full

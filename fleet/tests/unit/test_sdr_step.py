@@ -292,6 +292,13 @@ def test_whatever_fails_is_told_and_holds_the_others(host, odd):
     assert host.ledger.failed() == ['a']
 
 
+def test_a_backup_replaces_none(host, monkeypatch):
+    monkeypatch.setattr(book, 'stamp', lambda: '20260701T120000Z')
+    book.write_whole(host.ledger.backup_path('a', '20260701T120000Z'), b'before')
+    assert 'exists already' in host.take('backup')['msg']
+    assert not host.asked
+
+
 def test_check_mode_fetches_no_backup(host):
     assert host.take('backup', check=True)['skipped']
     assert not host.asked
@@ -400,8 +407,9 @@ def test_the_newest_backup_of_then_or_before_is_restored_and_verified(host):
 
 
 def test_a_time_that_is_none_restores_nothing(host):
-    host.vars['until'] = '2026-07-31'
-    assert 'no time' in host.take('restore')['msg']
+    for until in ('2026-07-31', 20260731, True):
+        host.vars['until'] = until
+        assert 'no time' in host.take('restore')['msg']
     assert not host.asked
 
 
